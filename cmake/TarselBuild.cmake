@@ -1,4 +1,4 @@
-# Compiler settings that every target shares, and the two words by which targets are made.
+# Compiler settings that every target shares, and the words by which libraries and programs are made.
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -10,6 +10,9 @@ set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
 set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
 
+# The target all_verify_interface_header_sets compiles each header of a file set alone. It is not part of "all".
+set(CMAKE_VERIFY_INTERFACE_HEADER_SETS ${PROJECT_IS_TOP_LEVEL})
+
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -17,7 +20,9 @@ set(TARSEL_SANITIZE "" CACHE STRING "Sanitizers to build with, as in -fsanitize=
 
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  set(CMAKE_CXX_COMPILER_LAUNCHER "${CCACHE_PROGRAM}")
+  # Precompiled headers hit the cache only with these three; a changed header still misses, by its content.
+  set(CMAKE_CXX_COMPILER_LAUNCHER
+      env CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime "${CCACHE_PROGRAM}")
 endif()
 
 add_library(tarsel-build-options INTERFACE)
@@ -32,20 +37,49 @@ if(TARSEL_SANITIZE)
                                                         -fno-sanitize-recover=all)
   target_link_options(tarsel-build-options INTERFACE "-fsanitize=${TARSEL_SANITIZE}")
 endif()
+if(TARSEL_BUILD_FUZZERS)
+  if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    message(FATAL_ERROR "TARSEL_BUILD_FUZZERS needs clang: use the preset 'fuzz'")
+  endif()
+  # The libraries count edges too: without this the fuzzer is blind outside its own source file.
+  target_compile_options(tarsel-build-options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
 
-# tarsel_library(NAME [SHARED|OBJECT] SOURCES ... HEADERS ... [HEADER_DIRS ...]): one of the project's libraries.
-# Headers stand in a file set, so that each is compiled alone by the header check and installed with the library.
+# tarsel_library(NAME SHARED|OBJECT SOURCES ... HEADERS ... [MAP file]): one of the project's libraries.
+# Headers are named from the repository root or from the caller's folder. They stand in a file set, so that each is compiled
+# alone by the header check and installed with the library. MAP is a linker map that alone says what the library exports.
 function(tarsel_library name kind)
-  cmake_parse_arguments(arg "" "" "SOURCES;HEADERS" ${ARGN})
+  cmake_parse_arguments(arg "" "MAP" "SOURCES;HEADERS" ${ARGN})
+  if(arg_UNPARSED_ARGUMENTS)
+    message(FATAL_ERROR "tarsel_library(${name}): unknown arguments: ${arg_UNPARSED_ARGUMENTS}")
+  endif()
   add_library(${name} ${kind} ${arg_SOURCES})
   target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}" FILES ${arg_HEADERS})
   target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:tarsel-build-options>)
+  tarsel_use_pch(${name} tarsel-pch)
   if(kind STREQUAL "SHARED")
     set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
                                              INSTALL_RPATH "$ORIGIN")
     target_link_options(${name} PRIVATE -Wl,--exclude-libs,ALL)
     if(NOT TARSEL_SANITIZE)
+      # clang links the sanitizer's runtime into programs only.
       target_link_options(${name} PRIVATE -Wl,--no-undefined)
     endif()
   endif()
+  if(arg_MAP)
+    get_filename_component(map "${arg_MAP}" ABSOLUTE BASE_DIR "${PROJECT_SOURCE_DIR}")
+    target_link_options(${name} PRIVATE "-Wl,--version-script=${map}")
+    set_property(TARGET ${name} APPEND PROPERTY LINK_DEPENDS "${map}")
+  endif()
+endfunction()
+
+# tarsel_program(NAME SOURCES ... LIBS ...): a program that is installed beside the libraries it needs.
+function(tarsel_program name)
+  cmake_parse_arguments(arg "" "" "SOURCES;LIBS" ${ARGN})
+  add_executable(${name} ${arg_SOURCES})
+  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}")
+  target_link_libraries(${name} PRIVATE tarsel-build-options ${arg_LIBS})
+  tarsel_share_library_pch(${name} tarsel-pch)
+  file(RELATIVE_PATH toLibraries "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
+  set_target_properties(${name} PROPERTIES INSTALL_RPATH "$ORIGIN/${toLibraries}")
 endfunction()
