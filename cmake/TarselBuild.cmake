@@ -26,7 +26,8 @@ if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
 endif()
 
 add_library(tarsel-build-options INTERFACE)
-target_compile_options(tarsel-build-options INTERFACE -Wall -Wextra -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual)
+target_compile_options(tarsel-build-options INTERFACE -Wall -Wextra -Wnon-virtual-dtor -Woverloaded-virtual
+  $<$<CXX_COMPILER_ID:GNU>:-Wshadow=local> $<$<CXX_COMPILER_ID:Clang>:-Wshadow>)
 target_compile_definitions(tarsel-build-options INTERFACE BOOST_BIND_GLOBAL_PLACEHOLDERS)
 if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
   # Thread annotations are checked by clang alone; g++ sees empty macros.

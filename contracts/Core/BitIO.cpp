@@ -1,0 +1,90 @@
+#include "contracts/Core/BitIO.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "contracts/Core/Exception.h"
+
+namespace Tarsel::Core {
+
+iptr<DataInputMemory> DataInputMemory::Create(u8 const* data, std::size_t size) {
+    return iptr<DataInputMemory>(new DataInputMemory(data, size));
+}
+
+std::size_t DataInputMemory::Read(u8* out, std::size_t wanted) {
+    std::size_t const count = std::min(wanted, size - position);
+    if (count != 0) std::memcpy(out, data + position, count);
+    position += count;
+    return count;
+}
+
+DataBitInput::DataBitInput(iptr<IDataInput> input) : input(std::move(input)) {}
+
+u64 DataBitInput::GetBitsLeft() const {
+    return bitsInByte + u64(8) * input->GetRest();
+}
+
+u64 DataBitInput::ReadBits(unsigned count) {
+    if (count > 64) TARSEL_THROW(Exception, "Cannot read " + std::to_string(count) + " bits at once, 64 at most");
+    if (count > GetBitsLeft())
+        TARSEL_THROW(Exception, "Read past the end of data: " + std::to_string(count) + " bits wanted at bit " +
+                                    std::to_string(bitPosition) + ", " + std::to_string(GetBitsLeft()) + " left");
+    u64 value = 0;
+    bitPosition += count;
+    while (count != 0) {
+        if (bitsInByte == 0) {
+            input->Read(&byte, 1);
+            bitsInByte = 8;
+        }
+        unsigned const taken = std::min(count, bitsInByte);
+        bitsInByte -= taken;
+        value = (value << taken) | ((unsigned(byte) >> bitsInByte) & ((1U << taken) - 1U));
+        count -= taken;
+    }
+    return value;
+}
+
+void DataBitInput::SkipBitsToNextByte() {
+    ReadBits(bitsInByte);
+}
+
+void DataBitInput::SkipBits(u64 count) {
+    for (; count > 64; count -= 64) ReadBits(64);
+    ReadBits(static_cast<unsigned>(count));
+}
+
+iptr<DataOutputString> DataOutputString::Create(std::string* text) {
+    return iptr<DataOutputString>(new DataOutputString(text));
+}
+
+void DataOutputString::Write(u8 const* data, std::size_t size) {
+    text->append(reinterpret_cast<char const*>(data), size);
+}
+
+DataBitOutput::DataBitOutput(iptr<IDataOutput> output) : output(std::move(output)) {}
+
+DataBitOutput::~DataBitOutput() {
+    Flush();
+}
+
+void DataBitOutput::WriteBits(u64 value, unsigned count) {
+    if (count > 64) TARSEL_THROW(Exception, "Cannot write " + std::to_string(count) + " bits at once, 64 at most");
+    while (count != 0) {
+        unsigned const taken = std::min(count, 8 - bitsInByte);
+        count -= taken;
+        u8 const bits = static_cast<u8>((value >> count) & ((1U << taken) - 1U));
+        byte = static_cast<u8>(byte | (bits << (8 - bitsInByte - taken)));
+        bitsInByte += taken;
+        if (bitsInByte == 8) Flush();
+    }
+}
+
+void DataBitOutput::Flush() {
+    if (bitsInByte == 0) return;
+    output->Write(&byte, 1);
+    bitsInByte = 0;
+    byte = 0;
+}
+
+}  // namespace Tarsel::Core
