@@ -1,0 +1,54 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "contracts/Conf/MediaTypes.h"
+#include "contracts/Core/Time.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/avutil.h>
+}
+
+namespace Tarsel::Host {
+
+struct FreeInput {
+    void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
+};
+struct FreeCodecContext {
+    void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
+};
+struct FreeParameters {
+    void operator()(AVCodecParameters* parameters) const { avcodec_parameters_free(&parameters); }
+};
+struct FreePacket {
+    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+};
+struct FreeFrame {
+    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
+};
+struct FreeDictionary {
+    void operator()(AVDictionary* dictionary) const { av_dict_free(&dictionary); }
+};
+
+using InputPtr = std::unique_ptr<AVFormatContext, FreeInput>;
+using CodecContextPtr = std::unique_ptr<AVCodecContext, FreeCodecContext>;
+using ParametersPtr = std::unique_ptr<AVCodecParameters, FreeParameters>;
+using PacketPtr = std::unique_ptr<AVPacket, FreePacket>;
+using FramePtr = std::unique_ptr<AVFrame, FreeFrame>;
+
+/// The library's text for an error code.
+std::string ErrorText(int code);
+
+inline constexpr AVRational MICROSECONDS{1, 1000000};
+
+/// FFmpeg's time in microseconds; its no-value time is ours.
+int64 ToMicroseconds(int64 time, AVRational timeBase);
+/// Microseconds in ticks of `timeBase`, rounded to the nearest; no value stays no value.
+int64 FromMicroseconds(int64 time, AVRational timeBase);
+
+MediaType ToMediaType(AVMediaType type);
+
+}  // namespace Tarsel::Host

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "contracts/Core/RefCount.h"
+#include "host/media/FFmpeg.h"
+
+namespace Tarsel::Host {
+
+/// What the container says of a stream beyond the format's own fields: the attachment of
+/// `IFormatCodec::GetNativeParameters`. Decoders open from it, the muxer carries it over (aspect, colour, field order,
+/// rotation, HDR side data, disposition). The header bytes of the format win over the ones here.
+class NativeParameters : public RefCounted {
+  public:
+    NativeParameters() : parameters(avcodec_parameters_alloc()) {}
+
+    ParametersPtr parameters;
+    /// The container's tick.
+    AVRational timeBase{1, 1000000};
+    /// As the demuxer guesses them; 0/1 when unknown.
+    AVRational averageFrameRate{0, 1};
+    AVRational realFrameRate{0, 1};
+    AVRational sampleAspect{0, 1};
+    /// FFmpeg's disposition bits (default, forced, attached picture...).
+    int disposition = 0;
+    /// Stream side data by FFmpeg's type number (display matrix, mastering display, content light level...).
+    std::vector<std::pair<AVPacketSideDataType, std::string>> sideData;
+};
+
+}  // namespace Tarsel::Host
