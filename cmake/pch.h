@@ -19,6 +19,9 @@
 #include <utility>
 #include <vector>
 
-#include <boost/exception/all.hpp>
+#include <boost/exception/exception.hpp>
+#include <boost/exception/get_error_info.hpp>
+#include <boost/exception/info.hpp>
 #include <boost/rational.hpp>
 #include <boost/smart_ptr/intrusive_ptr.hpp>
+#include <boost/throw_exception.hpp>
