@@ -1,6 +1,7 @@
-// The costly headers that nearly every source needs, compiled once per build. Nothing may depend on this file: each source
-// includes what it uses, and a build with TARSEL_USE_PCH=OFF checks that. Boost.Thread and the property tree stay out: only a
-// few sources need them, and macros given on some targets' command lines alone would make the shared header invalid.
+// The costly headers that nearly every source needs, compiled once per build. Nothing may depend on this file: each
+// source includes what it uses, and a build with TARSEL_USE_PCH=OFF checks that. Boost.Thread and the property tree
+// stay out: only a few sources need them, and macros given on some targets' command lines alone would make the shared
+// header invalid.
 #pragma once
 
 #include <algorithm>
