@@ -105,6 +105,7 @@ void CutSession::Start() {
     for (CutTrack& track : tracks) track.stream->RequestSeek(start, nullptr);
     for (CutTrack& track : tracks) track.stream->DoSeek();
     for (CutTrack& track : tracks) track.stream->FinishSeek();
+    cuts = controller->GetCutSettings();
 }
 
 void CutSession::Adjust(CutTrack const& track, iptr<Proc::IDataPacket> const& packet) const {

@@ -46,7 +46,7 @@ class CutSession {
     iptr<Proc::IFilterCutController> controller;
     std::vector<CutTrack> tracks;
     std::vector<std::string> warnings;
-    Proc::SettingsFilterCutController cuts;  // as of the last packet read
+    Proc::SettingsFilterCutController cuts;  // as it stood when reading began
 };
 
 }  // namespace Tarsel::Host
