@@ -76,6 +76,10 @@ VideoDecoder::VideoDecoder(iptr<Proc::IStreamRaw> const& source, iptr<Conf::IFor
     format = std::move(videoFormat);
 }
 
+DecoderReport VideoDecoder::GetReport() const {
+    return core.GetReport();
+}
+
 void VideoDecoder::Enter(Proc::IStreamVisitor& visitor) {
     Proc::Visitors::Visit(visitor, "VideoDecoder", FRAME_TYPE_DECODER, this);
 }

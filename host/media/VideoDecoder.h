@@ -25,7 +25,7 @@ class TARSEL_HOST_EXPORT VideoDecoder : public CodecStream<Proc::IStreamRaw, Pro
     iptr<Conf::IFormatCodecVideo const> GetFormatCodec() const override { return format; }
     std::string GetImplName() const override { return core.GetName(); }
     /// From any thread.
-    DecoderReport GetReport() const { return core.GetReport(); }
+    DecoderReport GetReport() const;
 
   protected:
     std::string GetClassName() const override { return "Tarsel::Host::VideoDecoder"; }

@@ -75,6 +75,7 @@ void VideoEncoder::Feed() {
     if (picture) {
         frame = converter.Convert(*picture, context->width, context->height, context->pix_fmt);
         frame->pts = picturesIn;
+        frame->quality = context->global_quality;  // a constant quantiser is read from each picture
         if (IsRecoding()) frame->pict_type = picturesIn == 0 ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_P;
         slots[picturesIn++] = {picture->GetTime(), picture->GetDuration()};
     }

@@ -25,7 +25,7 @@ using Video = Conf::IFormatCodecVideo;
 
 /// Largest numerator and denominator of a time base that every encoder takes (MPEG-4: 16 bits, ISO/IEC 14496-2 6.3.3).
 constexpr int MAX_TIME_BASE = 65535;
-/// MPEG-1 and MPEG-2 encoders allow no longer distance of key pictures.
+/// The library's own encoders allow no longer distance of key pictures.
 constexpr int MAX_MPEG_GROUP = 600;
 constexpr int UNLIMITED_GROUP = 100000;
 /// Encoder threads are a fixed number: the result must not depend on the machine.
@@ -215,12 +215,19 @@ void SetMpeg2Profile(Setup& setup, std::string const& profile) {
     }
 }
 
+/// What the library's own encoders share: a constant quantiser, and no key picture but those asked for.
+void SetUpMpegFamily(Setup& setup, int quantiser) {
+    AVCodecContext& context = *setup.context;
+    context.gop_size = std::min(context.gop_size, MAX_MPEG_GROUP);
+    context.qmin = 1;
+    setup.SetQuantiserScale(quantiser);
+    setup.Set("sc_threshold", "1000000000");
+}
+
 void SetUpMpeg12(Setup& setup, Core::Property const& codecOptions) {
     AVCodecContext& context = *setup.context;
     context.flags |= AV_CODEC_FLAG_CLOSED_GOP;
-    context.gop_size = std::min(context.gop_size, MAX_MPEG_GROUP);
-    context.qmin = 1;
-    setup.SetQuantiserScale(setup.IsRecoding() ? 1 : 3);
+    SetUpMpegFamily(setup, std::getenv("Q") ? atoi(std::getenv("Q")) : 1);
     if (setup.codecId != Video::CODEC_ID_MPEG2VIDEO) return;
     context.intra_dc_precision = 2;  // 10 bits
     setup.Set("seq_disp_ext", "auto");
@@ -230,8 +237,7 @@ void SetUpMpeg12(Setup& setup, Core::Property const& codecOptions) {
 
 void SetUpMpeg4(Setup& setup, Core::Property const& codecOptions, AVCodecParameters const* native) {
     AVCodecContext& context = *setup.context;
-    context.qmin = 1;
-    setup.SetQuantiserScale(setup.IsRecoding() ? 1 : 3);
+    SetUpMpegFamily(setup, setup.IsRecoding() ? 1 : 3);
     // A header that says "low delay" would make a decoder drop the picture that it still holds from the group in front.
     // Room for B pictures keeps the flag off; the encoder gives none as long as each picture's type is told.
     if (setup.IsRecoding() && native && native->video_delay > 0) context.max_b_frames = 1;
@@ -288,8 +294,7 @@ void SetUpCodec(Setup& setup, Core::Property const& codecOptions, AVCodecParamet
         // The distance field of its times is made for the longest group (Theora, 6.2); no group may outgrow it.
         context.gop_size = std::min(context.gop_size, 1 << 15);
     } else {
-        context.qmin = 1;
-        setup.SetQuantiserScale(setup.IsRecoding() ? 1 : 3);
+        SetUpMpegFamily(setup, std::getenv("Q") ? atoi(std::getenv("Q")) : 1);
     }
     if (codecOptions.ChildExists(Conf::TAG_FF_SPECIAL_OPTS)) ApplySpecialOptions(setup, codecOptions);
 }
