@@ -227,7 +227,7 @@ void SetUpMpegFamily(Setup& setup, int quantiser) {
 void SetUpMpeg12(Setup& setup, Core::Property const& codecOptions) {
     AVCodecContext& context = *setup.context;
     context.flags |= AV_CODEC_FLAG_CLOSED_GOP;
-    SetUpMpegFamily(setup, std::getenv("Q") ? atoi(std::getenv("Q")) : 1);
+    SetUpMpegFamily(setup, setup.IsRecoding() ? 1 : 3);
     if (setup.codecId != Video::CODEC_ID_MPEG2VIDEO) return;
     context.intra_dc_precision = 2;  // 10 bits
     setup.Set("seq_disp_ext", "auto");
@@ -294,7 +294,8 @@ void SetUpCodec(Setup& setup, Core::Property const& codecOptions, AVCodecParamet
         // The distance field of its times is made for the longest group (Theora, 6.2); no group may outgrow it.
         context.gop_size = std::min(context.gop_size, 1 << 15);
     } else {
-        SetUpMpegFamily(setup, std::getenv("Q") ? atoi(std::getenv("Q")) : 1);
+        // H.263 has coefficients of 8 bits: a finer quantiser clips those of sharp edges, and the picture gets worse.
+        SetUpMpegFamily(setup, setup.IsRecoding() && id == Video::CODEC_ID_WMV2 ? 2 : 3);
     }
     if (codecOptions.ChildExists(Conf::TAG_FF_SPECIAL_OPTS)) ApplySpecialOptions(setup, codecOptions);
 }

@@ -49,7 +49,7 @@ constexpr Codec CODECS[] = {
     {"h263", "avi", "-c:v h263 -q:v 3 -g 25", nullptr},
     {"h263-fine", "avi", "-c:v h263 -q:v 2 -g 25", nullptr},
     {"h263-coarse", "avi", "-c:v h263 -q:v 7 -g 25", nullptr},
-    {"h263-cif-extended", "avi", "-s 320x240 -c:v h263p -q:v 3 -g 25", nullptr},
+    {"h263-extended", "avi", "-s 320x240 -c:v h263p -q:v 3 -g 25", nullptr},
     {"wmv2-fine", "asf", "-c:v wmv2 -q:v 2 -g 25", nullptr},
     {"wmv2-coarse", "asf", "-c:v wmv2 -q:v 7 -g 25", nullptr},
     {"wmv2", "asf", "-c:v wmv2 -q:v 3 -g 25", nullptr},
@@ -107,7 +107,7 @@ TEST_P(RecodeQuality, IsWithin38DecibelsOfTheSourcePictures) {
         for (auto const& packet : packets->packets) sourceBytes += packet->GetSize();
         for (auto const& packet : recoded->packets) bytes += packet->GetSize();
         std::printf(
-            "%-14s %-10s  worst luma %5.2f average %5.2f  mean luma %5.2f average %5.2f  size x%.2f  %.0f fps\n",
+            "%-15s %-10s  worst luma %5.2f average %5.2f  mean luma %5.2f average %5.2f  size x%.2f  %.0f fps\n",
             codec.name, source.name, worst.luma, worst.average, mean.luma, mean.average,
             double(bytes) / double(sourceBytes), double(original.size()) / seconds);
         EXPECT_GE(worst.luma, REQUIRED_PSNR);
