@@ -360,6 +360,11 @@ void MediaWriter::WriteRaw(AVPacket& packet) {
 }
 
 void MediaWriter::Finish() {
+    Close();
+    Commit();
+}
+
+void MediaWriter::Close() {
     if (!begun) Fail("nothing was written");
     Check(av_interleaved_write_frame(context.get(), nullptr), "can't be written");
     Check(av_write_trailer(context.get()), "can't be completed");
@@ -367,11 +372,12 @@ void MediaWriter::Finish() {
     Check(0, "can't be completed");
     if (int const code = avio_closep(&context->pb); code < 0) Fail("can't be closed: " + ErrorText(code));
     context.reset();
-    file.Commit();
     for (Slot const& slot : slots)
         if (slot.movedTimes != 0)
             warnings.push_back(path + ": " + slot.name + ": " + std::to_string(slot.movedTimes) +
                                " packets were moved to rise in time");
 }
+
+void MediaWriter::Commit() { file.Commit(); }
 
 }  // namespace Tarsel::Host

@@ -59,8 +59,14 @@ class TARSEL_HOST_EXPORT MediaWriter : public RefCounted {
     void Begin();
     /// Writes a packet; the packet itself stays as it is. `NO_SLOT` is dropped without a word.
     void Write(int slot, Proc::IDataPacket& packet);
-    /// Completes the file and puts it in its place.
+    /// `Close`, then `Commit`.
     void Finish();
+    /// Completes the file, which stays beside its place, for a look at it.
+    void Close();
+    /// Puts the closed file in its place.
+    void Commit();
+    /// Where the file stands until then.
+    std::string const& GetPartialPath() const { return file.GetPartialPath(); }
 
     /// What could not be carried, and what had to be changed.
     std::vector<std::string> const& GetWarnings() const { return warnings; }

@@ -3,7 +3,7 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include "host/media/PartialFiles.h"
+#include "host/media/OutputFile.h"
 #include "tools/tarsel/Program.h"
 
 namespace Tarsel::Tool {

@@ -1,0 +1,133 @@
+#include "host/cut/CutJob.h"
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+
+#include "contracts/Core/Exception.h"
+#include "host/cut/CutAccounting.h"
+#include "host/cut/CutReencoder.h"
+#include "host/cut/CutSession.h"
+#include "host/cut/CutVerifier.h"
+#include "host/media/Containers.h"
+#include "host/media/MediaWriter.h"
+
+namespace Tarsel::Host {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double SecondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
+
+/// The streams of the file that go into the result, in the file's order. What is left out is told in `warnings`.
+std::vector<StreamInfo const*> ChooseStreams(MediaFile& file, AVOutputFormat const* container, std::vector<std::string>& warnings) {
+    std::vector<StreamInfo const*> chosen;
+    for (StreamInfo const& info : file.GetStreams()) {
+        if (!info.HasPackets() || info.derived) continue;
+        std::string const name = "stream #" + std::to_string(info.index) + " (" + std::string(KindName(info.kind)) + ", " + info.codec + ")";
+        std::string reason = container ? WhyNotCarried(*container, info.kind, info.native->parameters->codec_id) : std::string();
+        if (reason.empty() && file.GetIndex(info.index).GetCount() == 0) reason = "it holds no packets";
+        if (reason.empty())
+            chosen.push_back(&info);
+        else
+            warnings.push_back(name + " is left out: " + reason);
+    }
+    if (chosen.empty()) TARSEL_THROW(Proc::ProcException, file.GetPath() + ": no stream can go into the result");
+    return chosen;
+}
+
+}  // namespace
+
+std::vector<Chapter> MapChapters(std::vector<Chapter> const& chapters, Proc::SettingsFilterCutController const& cuts) {
+    std::vector<Chapter> mapped;
+    for (Chapter const& chapter : chapters) {
+        int64 const begin = cuts.Source2Result(std::max<int64>(chapter.begin, 0));
+        int64 const end = cuts.Source2Result(chapter.end);
+        if (begin < end) mapped.push_back({begin, end, chapter.metadata});
+    }
+    return mapped;
+}
+
+namespace {
+
+/// Enters the session's streams, and all that has no place in time, into the writer.
+void FillWriter(MediaWriter& writer, MediaFile& file, CutSession& session) {
+    for (CutTrack& track : session.GetTracks())
+        track.slot = writer.AddStream(*track.stream->GetFormatCodec(), track.info->kind, track.info);
+    for (StreamInfo const& info : file.GetStreams())
+        if (info.kind == StreamKind::Attachment || info.kind == StreamKind::AttachedPicture) writer.AddAttachment(info);
+    writer.SetMetadata(file.GetMetadata());
+    writer.SetChapters(MapChapters(file.GetChapters(), session.GetCuts()));
+    writer.Begin();
+}
+
+/// A packet that an encoder should have replaced came through as it was: its group was cut at packet level, and what is left of it
+/// doesn't decode.
+void CheckRecoded(CutSession const& session, std::vector<CutTrack> const& tracks) {
+    auto const cuts = session.GetCuts();
+    for (CutTrack const& track : tracks) {
+        if (track.mode != CutMode::Recode) continue;
+        int64 whole = 0;
+        for (CutGroup const& group : FindGroups(*track.index))
+            if (GetFate(group, cuts) == GroupFate::Copied) whole += static_cast<int64>(group.recordEnd - group.firstRecord);
+        if (track.copied > whole)
+            TARSEL_THROW(Proc::ProcException, "stream #" + std::to_string(track.info->index) +
+                                                  ": a group of pictures could not be encoded again; see the log (-v 31)");
+    }
+}
+
+CutReport CopyStreams(CutRequest const& request, MediaFile& file, MediaWriter* writer, std::vector<StreamInfo const*> const& streams,
+                      ProgressCallback const& progress) {
+    CutSession session(request, iptr<MediaFile>(&file));
+    for (StreamInfo const* info : streams) session.AddStream(*info);
+    session.Start();
+    if (writer) FillWriter(*writer, file, session);
+    CutVerifier verifier;
+    int64 const total = file.GetDuration();
+    int64 written = 0;
+    CutTrack* track = nullptr;
+    for (auto packet = session.Read(track); packet; packet = session.Read(track), ++written) {
+        if (progress && HasValue(packet->GetSourcePosition())) progress(packet->GetSourcePosition(), total);
+        if (!writer) continue;
+        if (request.verify) verifier.Note(*track, *packet);
+        writer->Write(track->slot, *packet);
+    }
+    CheckRecoded(session, session.GetTracks());
+    if (written == 0) TARSEL_THROW(Proc::ProcException, "nothing would be left after the cut");
+    CutReport report = session.MakeReport();
+    if (!writer) return report;
+    writer->Close();
+    if (request.verify) {
+        verifier.Check(writer->GetPartialPath(), session.GetTracks(), progress);
+        report.verified = true;
+    }
+    return report;
+}
+
+CutReport Execute(CutRequest const& request, bool write, ProgressCallback const& progress) {
+    auto const start = Clock::now();
+    iptr<MediaFile> const file = MediaFile::Open(request.input);
+    iptr<MediaWriter> writer;
+    if (write) writer = MediaWriter::Create(request.output, {request.force, {request.input}});
+    std::vector<std::string> warnings;
+    AVOutputFormat const* const container = request.output.empty() ? nullptr : FindContainer(request.output);
+    auto const streams = ChooseStreams(*file, container, warnings);
+    CutReport report = request.reencode ? ReencodeStreams(request, *file, writer.get(), streams, progress)
+                                        : CopyStreams(request, *file, writer.get(), streams, progress);
+    if (writer) writer->Commit();
+    std::vector<std::string> const& read = file->GetWarnings();
+    report.warnings.insert(report.warnings.begin(), warnings.begin(), warnings.end());
+    report.warnings.insert(report.warnings.begin(), read.begin(), read.end());
+    if (writer) report.warnings.insert(report.warnings.end(), writer->GetWarnings().begin(), writer->GetWarnings().end());
+    report.wallSeconds = SecondsSince(start);
+    return report;
+}
+
+}  // namespace
+
+CutReport PlanCut(CutRequest const& request, ProgressCallback const& progress) { return Execute(request, false, progress); }
+
+CutReport RunCut(CutRequest const& request, ProgressCallback const& progress) { return Execute(request, true, progress); }
+
+}  // namespace Tarsel::Host
