@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <limits>
 #include <stdexcept>
 
 #include "Proc/Filters/Filters/FilterCutControllerStreamImpl.h"
@@ -16,8 +17,7 @@ using Core::AutoLock;
 
 iptr<IFilterCutController> FilterCutController::Create(Settings const& settings,
                                                        iptr<ICodecFactory const> const& codecFactory) {
-    if (!dynamic_cast<SettingsFilterCutController const*>(&settings))
-        TARSEL_THROW(FilterException, "Wrong settings!");
+    if (!dynamic_cast<SettingsFilterCutController const*>(&settings)) TARSEL_THROW(FilterException, "Wrong settings!");
     auto controller = MakeShared<FilterCutController>();
     controller->UpdateSettings(settings);
     controller->SetCodecFacory(codecFactory);
@@ -287,8 +287,7 @@ bool FilterCutController::MoveToGop(std::vector<Entry> const& moving, int64 posi
     if (!HasValue(gopPosition)) return false;
     VLOG(4001) << "FilterCutController - set cut position to start of GOP: " << gopPosition << "\n";
     if (gopPosition == 0) return true;
-    if (std::find(gopStarts.begin(), gopStarts.end(), gopPosition) == gopStarts.end())
-        gopStarts.push_back(gopPosition);
+    if (std::find(gopStarts.begin(), gopStarts.end(), gopPosition) == gopStarts.end()) gopStarts.push_back(gopPosition);
     if (gopPosition == position) return true;
     AddInterval(gopPosition, position);
     if (seekNow) SeekSources(moving, gopPosition);

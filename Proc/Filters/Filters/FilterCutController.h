@@ -98,9 +98,8 @@ class FilterCutController final : public IFilterCutController, public RefCounted
     void Search(std::vector<Entry> const& moving, int64 start, int64 end) TARSEL_REQUIRES(streamsLock);
     bool NeedsGopStart(std::vector<Entry> const& moving) const TARSEL_REQUIRES(streamsLock);
     void AlignCuts(std::vector<IStreamCutInterval*> const& gopStreams) TARSEL_REQUIRES(streamsLock);
-    bool AlignBoundary(std::vector<IStreamCutInterval*> const& gopStreams, int64 boundary,
-                       std::vector<int64>& aligned, std::vector<int64>& gopStartBoundaries)
-        TARSEL_REQUIRES(streamsLock);
+    bool AlignBoundary(std::vector<IStreamCutInterval*> const& gopStreams, int64 boundary, std::vector<int64>& aligned,
+                       std::vector<int64>& gopStartBoundaries) TARSEL_REQUIRES(streamsLock);
     std::vector<int64> GetCutBoundaries() const;
     int64 GetCommonDuration() const;
     void AddInterval(int64 start, int64 end);

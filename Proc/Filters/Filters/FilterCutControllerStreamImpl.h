@@ -23,7 +23,7 @@ namespace Tarsel::Proc {
 template <class T>
 class FilterCutControllerStreamImpl final : public IStreamCutInterval, public StreamImpl<T, T> {
   public:
-    using typename StreamImpl<T, T>::DataType;
+    using DataType = typename T::DataType;
     using IStream::Initialize;
 
     FilterCutControllerStreamImpl(iptr<T> source, iptr<FilterCutController> controller);
