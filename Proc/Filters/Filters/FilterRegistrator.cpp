@@ -1,5 +1,6 @@
 #include "Proc/Filters/Filters/FilterRegistrator.h"
 
+#include "Proc/Filters/Filters/FilterCutController.h"
 #include "Proc/Filters/Filters/FilterStreamMetadataUpdater.h"
 #include "contracts/Proc/ImplNames.h"
 #include "contracts/Proc/SettingsStreamMetadataUpdater.h"
@@ -9,7 +10,9 @@ namespace Tarsel::Proc {
 namespace {
 
 /// Filters with an interface of their own, in slot order, all under `ImplNames::TARSEL`.
-void RegisterDedicated(IFilterFactoryRegistrator&) {}
+void RegisterDedicated(IFilterFactoryRegistrator& registrator) {
+    registrator.RegisterFilterCutController(ImplNames::TARSEL, FilterCutController::Create);
+}
 
 /// Filters that take their settings as an object: audio, video, subtitle, raw.
 void RegisterWithSettings(IFilterFactoryRegistrator& registrator) {
