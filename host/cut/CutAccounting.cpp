@@ -9,7 +9,9 @@ namespace {
 using Cuts = Proc::SettingsFilterCutController;
 
 /// The time by which a packet is kept or removed.
-int64 PointOf(IndexRecord const& record) { return HasValue(record.time) ? record.time : record.decodingTime; }
+int64 PointOf(IndexRecord const& record) {
+    return HasValue(record.time) ? record.time : record.decodingTime;
+}
 
 void Append(std::vector<CutStretch>& stretches, CutStretch::Kind kind, int64 begin, int64 end) {
     if (end <= begin) return;
@@ -40,7 +42,8 @@ std::vector<CutStretch> FindStretches(CutTrack const& track, std::vector<CutGrou
     if (track.mode == CutMode::Recode) {
         for (CutGroup const& group : groups) {
             fill(group.begin, CutStretch::Kind::Kept);
-            fill(group.end, GetFate(group, cuts) == GroupFate::Recoded ? CutStretch::Kind::Recoded : CutStretch::Kind::Kept);
+            fill(group.end,
+                 GetFate(group, cuts) == GroupFate::Recoded ? CutStretch::Kind::Recoded : CutStretch::Kind::Kept);
         }
     }
     fill(duration, track.mode == CutMode::Reencode ? CutStretch::Kind::Recoded : CutStretch::Kind::Kept);
@@ -95,7 +98,8 @@ CutStreamReport AccountStream(CutTrack const& track, Cuts const& cuts, int64 dur
     for (CutGroup const& group : groups) {
         bool const single = track.mode == CutMode::Packet;
         // Where packets are kept or dropped whole, the start alone decides.
-        GroupFate fate = single ? (cuts.IsPointDeleted(group.begin) ? GroupFate::Dropped : GroupFate::Copied) : GetFate(group, cuts);
+        GroupFate fate =
+            single ? (cuts.IsPointDeleted(group.begin) ? GroupFate::Dropped : GroupFate::Copied) : GetFate(group, cuts);
         if (track.mode == CutMode::Reencode && fate == GroupFate::Copied) fate = GroupFate::Recoded;
         if (group.hasKey) {
             report.groupsCopied += fate == GroupFate::Copied ? 1 : 0;
@@ -104,7 +108,8 @@ CutStreamReport AccountStream(CutTrack const& track, Cuts const& cuts, int64 dur
         }
         if (fate != GroupFate::Recoded) continue;
         replaced += std::count_if(records.begin() + static_cast<std::ptrdiff_t>(group.firstRecord),
-                                  records.begin() + static_cast<std::ptrdiff_t>(group.recordEnd), [&](IndexRecord const& record) {
+                                  records.begin() + static_cast<std::ptrdiff_t>(group.recordEnd),
+                                  [&](IndexRecord const& record) {
                                       bool const lost = record.IsLeading() && track.mode != CutMode::Reencode;
                                       return !lost && !cuts.IsPointDeleted(PointOf(record));
                                   });

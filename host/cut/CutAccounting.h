@@ -33,8 +33,8 @@ std::vector<std::pair<int64, int64>> GetRemoved(Proc::SettingsFilterCutControlle
 /// Counts and stretches of one stream, from what went out and from the cut list as it stood at the end.
 CutStreamReport AccountStream(CutTrack const& track, Proc::SettingsFilterCutController const& cuts, int64 duration);
 
-/// Pictures whose time is kept but that can't be: they are shown ahead of the key picture of a group that is removed or cut in part,
-/// and refer to the group in front of it.
+/// Pictures whose time is kept but that can't be: they are shown ahead of the key picture of a group that is removed or
+/// cut in part, and refer to the group in front of it.
 int64 CountLostLeadingPictures(CutTrack const& track, Proc::SettingsFilterCutController const& cuts);
 
 /// Places where a kept open group follows removed material: decoders may withhold pictures there.

@@ -8,9 +8,13 @@ namespace Tarsel::Host {
 
 namespace {
 
-std::string Text(int64 time) { return time == Interval::TO_END ? "end" : ShortTime(time); }
+std::string Text(int64 time) {
+    return time == Interval::TO_END ? "end" : ShortTime(time);
+}
 
-std::string Text(Interval const& interval) { return Text(interval.begin) + " - " + Text(interval.end); }
+std::string Text(Interval const& interval) {
+    return Text(interval.begin) + " - " + Text(interval.end);
+}
 
 /// The first of `times` at or after `time`; the end of the file behind the last one.
 int64 NextOf(std::vector<int64> const& times, int64 time) {
@@ -47,7 +51,8 @@ Intervals Complement(Intervals const& kept) {
 Interval Clip(TimeRange const& range, int64 duration, std::vector<std::string>& warnings) {
     int64 const begin = range.begin.value_or(0);
     if (begin >= duration && begin > 0)
-        TARSEL_THROW(Proc::ProcException, "range " + range.text + " lies beyond the end of the file (" + ShortTime(duration) + ")");
+        TARSEL_THROW(Proc::ProcException,
+                     "range " + range.text + " lies beyond the end of the file (" + ShortTime(duration) + ")");
     if (range.end && *range.end > duration)
         warnings.push_back("range " + range.text + " reaches beyond the end of the file (" + ShortTime(duration) +
                            "): cut to the end");
@@ -72,8 +77,7 @@ Intervals ResolveRanges(CutRequest const& request, int64 duration, std::vector<i
             warnings.push_back("range " + range.text + " holds no picture: dropped");
             continue;
         }
-        if (!(fallen == asked))
-            warnings.push_back("range " + range.text + " moved to pictures: " + Text(fallen));
+        if (!(fallen == asked)) warnings.push_back("range " + range.text + " moved to pictures: " + Text(fallen));
         ranges.push_back(fallen);
     }
     ranges = Merge(std::move(ranges));
@@ -93,7 +97,8 @@ Intervals SnapInward(Intervals const& removed, std::vector<int64> const& keyTime
             fallen.end = behind == keyTimes.begin() ? 0 : *(behind - 1);
         }
         if (fallen.begin >= fallen.end) {
-            warnings.push_back("removed range " + Text(interval) + " holds no whole group of pictures: nothing is removed there");
+            warnings.push_back("removed range " + Text(interval) +
+                               " holds no whole group of pictures: nothing is removed there");
             continue;
         }
         if (!(fallen == interval))

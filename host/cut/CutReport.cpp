@@ -95,8 +95,9 @@ std::string Counts(CutStreamReport const& stream) {
     if (stream.packetsRecoded != 0) text += ", " + std::to_string(stream.packetsRecoded) + " encoded again";
     text += ", " + std::to_string(stream.packetsDropped) + " dropped";
     if (stream.mode == CutMode::Recode || stream.mode == CutMode::Gop)
-        text += "; groups: " + std::to_string(stream.groupsCopied) + " copied, " + std::to_string(stream.groupsRecoded) +
-                " encoded again, " + std::to_string(stream.groupsDropped) + " dropped";
+        text += "; groups: " + std::to_string(stream.groupsCopied) + " copied, " +
+                std::to_string(stream.groupsRecoded) + " encoded again, " + std::to_string(stream.groupsDropped) +
+                " dropped";
     return text;
 }
 
@@ -172,8 +173,8 @@ std::string CutReport::ToText(int width) const {
 std::string CutReport::ToSvg() const {
     int const height = SVG_TOP + SVG_ROW * static_cast<int>(streams.size()) + 60;
     double const scale = durationUs > 0 ? double(SVG_WIDTH - SVG_LABEL - 20) / double(durationUs) : 0;
-    std::string svg = "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + std::to_string(SVG_WIDTH) + "\" height=\"" +
-                      std::to_string(height) + "\" font-family=\"sans-serif\" font-size=\"13\">\n";
+    std::string svg = "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + std::to_string(SVG_WIDTH) +
+                      "\" height=\"" + std::to_string(height) + "\" font-family=\"sans-serif\" font-size=\"13\">\n";
     svg += "<rect width=\"100%\" height=\"100%\" fill=\"#ffffff\"/>\n<text x=\"10\" y=\"24\">" + Escape(input) + ": " +
            ShortTime(durationUs) + ", stays " + ShortTime(GetResultDuration()) + "</text>\n";
     int y = SVG_TOP;
@@ -191,8 +192,8 @@ std::string CutReport::ToSvg() const {
     int x = SVG_LABEL;
     for (auto const kind : {CutStretch::Kind::Kept, CutStretch::Kind::Recoded, CutStretch::Kind::Removed}) {
         svg += "<rect x=\"" + std::to_string(x) + "\" y=\"" + std::to_string(y + 10) +
-               "\" width=\"16\" height=\"16\" fill=\"" + Color(kind) + "\"/><text x=\"" + std::to_string(x + 22) + "\" y=\"" +
-               std::to_string(y + 23) + "\">" + Word(kind) + "</text>\n";
+               "\" width=\"16\" height=\"16\" fill=\"" + Color(kind) + "\"/><text x=\"" + std::to_string(x + 22) +
+               "\" y=\"" + std::to_string(y + 23) + "\">" + Word(kind) + "</text>\n";
         x += 160;
     }
     return svg + "</svg>\n";

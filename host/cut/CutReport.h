@@ -36,12 +36,13 @@ struct CutStreamReport {
     std::string codec;
     CutMode mode = CutMode::Packet;
     std::string reason;
-    /// Copied and recoded packets are the packets of the output; dropped ones are source packets that are neither copied nor
-    /// replaced by recoded ones.
+    /// Copied and recoded packets are the packets of the output; dropped ones are source packets that are neither
+    /// copied nor replaced by recoded ones.
     int64 packetsCopied = 0;
     int64 packetsRecoded = 0;
     int64 packetsDropped = 0;
-    /// Copied, recoded and dropped groups are the groups (key packets) of the source; a recoded group is one that is cut in part.
+    /// Copied, recoded and dropped groups are the groups (key packets) of the source; a recoded group is one that is
+    /// cut in part.
     int64 groupsCopied = 0;
     int64 groupsRecoded = 0;
     int64 groupsDropped = 0;

@@ -8,7 +8,11 @@
 #include "host/cut/CutAccounting.h"
 #include "host/cut/CutRanges.h"
 #include "host/graph/FilterRegistry.h"
+#include "host/media/AudioDecoder.h"
+#include "host/media/AudioEncoder.h"
 #include "host/media/CodecFactory.h"
+#include "host/media/VideoDecoder.h"
+#include "host/media/VideoEncoder.h"
 
 namespace Tarsel::Host {
 
@@ -33,7 +37,8 @@ std::string FindRefusal(StreamInfo const& info, StreamIndex const& index) {
     if (MayHaveOpenGroups(info.codec)) return {};
     if (!index.IsEveryKeyIdr()) return "random access points that are no IDR pictures";
     if (index.HasLeadingPictures())
-        return "open groups: " + std::to_string(index.GetLeadingCount()) + " pictures are shown before the key picture they follow";
+        return "open groups: " + std::to_string(index.GetLeadingCount()) +
+               " pictures are shown before the key picture they follow";
     return {};
 }
 
@@ -51,15 +56,45 @@ iptr<Proc::ICodecFactory const> CutSession::ChooseCodecs(StreamInfo const& info,
     return CodecFactory::Create(options);
 }
 
-CutTrack& CutSession::AddStream(StreamInfo const& info) {
+CutTrack CutSession::MakeTrack(StreamInfo const& info) const {
     CutTrack track;
     track.info = &info;
     track.index = &file->GetIndex(info.index);
+    return track;
+}
+
+CutTrack& CutSession::AddDecodedStream(StreamInfo const& info, std::string const& codec) {
+    CutTrack track = MakeTrack(info);
+    DecoderOptions options;
+    options.threading = DecoderOptions::Threading::Frames;
+    if (info.kind == StreamKind::Video) {
+        iptr<Proc::IStreamVideo> const pictures = controller->AddStream(
+            iptr<Proc::IStreamVideo>(VideoDecoder::Create(file->OpenStream(info.index), "", options)));
+        VideoEncoderOptions encoding;
+        encoding.purpose = VideoEncoderOptions::Purpose::Encode;
+        encoding.codecId = codec;
+        track.stream = VideoEncoder::Create(pictures, Core::Property(), encoding, nullptr);
+    } else {
+        iptr<Proc::IStreamAudio> const sound = controller->AddStream(
+            iptr<Proc::IStreamAudio>(AudioDecoder::Create(file->OpenStream(info.index), "", options)));
+        AudioEncoderOptions encoding;
+        encoding.codecId = codec;
+        track.stream = AudioEncoder::Create(sound, encoding);
+    }
+    track.mode = CutMode::Reencode;
+    track.reason = "everything is decoded, cut exactly and encoded to " + codec;
+    tracks.push_back(std::move(track));
+    return tracks.back();
+}
+
+CutTrack& CutSession::AddStream(StreamInfo const& info) {
+    CutTrack track = MakeTrack(info);
     std::string refusal;
     controller->SetCodecFacory(ChooseCodecs(info, *track.index, refusal));
     track.stream = controller->AddStream(file->OpenStream(info.index));
     if (!track.stream)
-        TARSEL_THROW(Proc::ProcException, "stream #" + std::to_string(info.index) + " can't be cut: the controller has no use for it");
+        TARSEL_THROW(Proc::ProcException,
+                     "stream #" + std::to_string(info.index) + " can't be cut: the controller has no use for it");
     DescribeMode(track, refusal);
     tracks.push_back(std::move(track));
     return tracks.back();
@@ -74,12 +109,14 @@ void CutSession::DescribeMode(CutTrack& track, std::string const& refusal) const
     Core::Property const settings = track.stream->GetSettings();
     if (settings.ChildExists("CanRecode") && settings["CanRecode"].GetBool()) {
         track.mode = CutMode::Recode;
-        track.reason = "the group of pictures that holds a boundary is encoded again with " + settings["EncoderName"].GetString();
+        track.reason =
+            "the group of pictures that holds a boundary is encoded again with " + settings["EncoderName"].GetString();
         return;
     }
     track.mode = CutMode::Gop;
-    track.reason = "cut at random access points: " +
-                   (!refusal.empty() ? refusal : "no encoder continues " + track.info->codec + " under the stream's own header");
+    track.reason =
+        "cut at random access points: " +
+        (!refusal.empty() ? refusal : "no encoder continues " + track.info->codec + " under the stream's own header");
 }
 
 std::vector<int64> CutSession::FindPictureTimes() const {
@@ -91,7 +128,8 @@ std::vector<int64> CutSession::FindPictureTimes() const {
 void CutSession::Start() {
     Intervals removed = ResolveRanges(request, file->GetDuration(), FindPictureTimes(), warnings);
     if (request.snap == CutRequest::Snap::Less) {
-        auto const bound = std::find_if(tracks.begin(), tracks.end(), [](CutTrack const& track) { return track.mode == CutMode::Gop; });
+        auto const bound = std::find_if(tracks.begin(), tracks.end(),
+                                        [](CutTrack const& track) { return track.mode == CutMode::Gop; });
         if (bound != tracks.end()) removed = SnapInward(removed, bound->index->GetRandomAccessTimes(), warnings);
     }
     Proc::SettingsFilterCutController settings;
@@ -101,7 +139,8 @@ void CutSession::Start() {
     // Sound may begin ahead of time 0 (priming): the earliest packet of all streams is the start.
     int64 start = 0;
     for (CutTrack const& track : tracks)
-        if (HasValue(track.index->GetStartTime())) start = std::min(start, track.index->GetStartTime());
+        if (track.mode != CutMode::Reencode && HasValue(track.index->GetStartTime()))
+            start = std::min(start, track.index->GetStartTime());
     for (CutTrack& track : tracks) track.stream->RequestSeek(start, nullptr);
     for (CutTrack& track : tracks) track.stream->DoSeek();
     for (CutTrack& track : tracks) track.stream->FinishSeek();
@@ -153,8 +192,9 @@ CutReport CutSession::MakeReport() const {
         report.streams.push_back(AccountStream(track, list, report.durationUs));
         std::string const name = "stream #" + std::to_string(track.info->index) + ": ";
         if (int64 const lost = CountLostLeadingPictures(track, list); lost != 0)
-            report.warnings.push_back(name + std::to_string(lost) +
-                                      " pictures go that are shown ahead of a key picture whose group is removed or cut");
+            report.warnings.push_back(
+                name + std::to_string(lost) +
+                " pictures go that are shown ahead of a key picture whose group is removed or cut");
         if (int64 const seams = CountOpenSeams(track, list); seams != 0)
             report.warnings.push_back(name + std::to_string(seams) +
                                       " joints at open groups: a decoder may withhold up to 16 pictures at each");

@@ -57,12 +57,14 @@ class Digest {
 };
 
 /// Adds what counts of a payload. `format` tells the framing.
-void AddPayload(Digest& digest, std::string const& codec, Conf::IFormatCodec const& format, u8 const* data, std::size_t size) {
+void AddPayload(Digest& digest, std::string const& codec, Conf::IFormatCodec const& format, u8 const* data,
+                std::size_t size) {
     bool const hevc = codec == "hevc";
     if (hevc || codec == "h264") {
         auto const extradata = format.GetExtradata();
-        auto const framing = FramingOf(hevc ? AV_CODEC_ID_HEVC : AV_CODEC_ID_H264, extradata ? extradata->GetData() : nullptr,
-                                       extradata ? extradata->GetSize() : 0);
+        auto const framing =
+            FramingOf(hevc ? AV_CODEC_ID_HEVC : AV_CODEC_ID_H264, extradata ? extradata->GetData() : nullptr,
+                      extradata ? extradata->GetSize() : 0);
         NalWalker walker(data, size, framing);
         while (walker.Next()) {
             std::size_t unit = walker.GetSize();
@@ -81,7 +83,8 @@ void AddPayload(Digest& digest, std::string const& codec, Conf::IFormatCodec con
 }
 
 [[noreturn]] void Differs(CutTrack const& track, std::string const& what) {
-    TARSEL_THROW(VerificationMismatch, "stream #" + std::to_string(track.info->index) + " (" + track.info->codec + "): " + what);
+    TARSEL_THROW(VerificationMismatch,
+                 "stream #" + std::to_string(track.info->index) + " (" + track.info->codec + "): " + what);
 }
 
 bool FindTail(std::string const& codec, u8 const* data, std::size_t size, std::size_t wanted, u8 const*& start) {
@@ -100,14 +103,16 @@ void CutVerifier::Note(CutTrack const& track, Proc::IDataPacket const& packet) {
     Stream& stream = streams[slot];
     auto const payload = packet.GetBlob();
     Digest digest;
-    AddPayload(digest, track.info->codec, *track.stream->GetFormatCodec(), payload->GetData(), payload->GetSize());
+    auto const format = track.stream->GetFormatCodec();
+    AddPayload(digest, format->GetCodecID(), *format, payload->GetData(), payload->GetSize());
     stream.packets.push_back({digest.Finish(), digest.GetSize(), packet.GetTime()});
     int64 const end = AddTime(packet.GetTime(), packet.GetDuration());
     if (HasValue(end)) stream.end = std::max(stream.end, end);
     if (HasValue(packet.GetDuration())) stream.longestPacket = std::max(stream.longestPacket, packet.GetDuration());
 }
 
-void CutVerifier::Check(std::string const& path, std::vector<CutTrack> const& tracks, ProgressCallback const& progress) const {
+void CutVerifier::Check(std::string const& path, std::vector<CutTrack> const& tracks,
+                        ProgressCallback const& progress) const {
     iptr<MediaFile> const file = MediaFile::Open(path);
     for (CutTrack const& track : tracks) {
         auto const slot = static_cast<std::size_t>(track.slot);
@@ -143,19 +148,23 @@ void CutVerifier::ComparePackets(MediaFile& file, CutTrack const& track, Stream 
         Digest digest;
         AddPayload(digest, info.codec, *stream->GetFormatCodec(), data, size);
         if (digest.Finish() != wanted.digest)
-            Differs(track, "packet " + std::to_string(count) + " at " + ShortTime(wanted.time) + " is not what was written");
+            Differs(track,
+                    "packet " + std::to_string(count) + " at " + ShortTime(wanted.time) + " is not what was written");
     }
     if (count != noted.packets.size())
-        Differs(track, std::to_string(count) + " packets in the result, " + std::to_string(noted.packets.size()) + " were written");
+        Differs(track, std::to_string(count) + " packets in the result, " + std::to_string(noted.packets.size()) +
+                           " were written");
 }
 
-void CutVerifier::Decode(MediaFile& file, CutTrack const& track, Stream const& noted, ProgressCallback const& progress) const {
+void CutVerifier::Decode(MediaFile& file, CutTrack const& track, Stream const& noted,
+                         ProgressCallback const& progress) const {
     if (noted.packets.empty()) return;
     auto const stream = file.OpenStream(file.GetStreams()[static_cast<std::size_t>(track.slot)].index);
     DecoderOptions options;
     options.threading = DecoderOptions::Threading::Frames;
     // At the joint of an open group a decoder may speak of missing references: that is announced, not a fault.
-    bool const open = track.index->HasLeadingPictures() || !track.index->IsEveryKeyIdr();
+    bool const open =
+        track.mode != CutMode::Reencode && (track.index->HasLeadingPictures() || !track.index->IsEveryKeyIdr());
     options.strictness = open ? DecoderOptions::Strictness::Lenient : DecoderOptions::Strictness::Errors;
     auto const run = [&](auto const& decoder) {
         std::size_t frames = 0;
@@ -172,9 +181,11 @@ void CutVerifier::Decode(MediaFile& file, CutTrack const& track, Stream const& n
             if (run(AudioDecoder::Create(stream, "", options)) == 0) Differs(track, "nothing decodes");
         } else if (track.IsVideo()) {
             std::size_t const frames = run(VideoDecoder::Create(stream, "", options));
-            bool const hidden = track.info->codec == "vp8" || track.info->codec == "vp9";
+            std::string const& codec = file.GetStreams()[static_cast<std::size_t>(track.slot)].codec;
+            bool const hidden = codec == "vp8" || codec == "vp9";
             if (open ? frames == 0 : hidden ? frames > noted.packets.size() : frames != noted.packets.size())
-                Differs(track, std::to_string(frames) + " pictures decode, " + std::to_string(noted.packets.size()) + " were planned");
+                Differs(track, std::to_string(frames) + " pictures decode, " + std::to_string(noted.packets.size()) +
+                                   " were planned");
         }
     } catch (Proc::ProcException const& failure) {
         Differs(track, std::string("does not decode: ") + failure.what());

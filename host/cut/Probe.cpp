@@ -73,21 +73,23 @@ std::string ProbeReport::ToJson() const {
     document["duration_us"] = durationUs;
     document["streams"] = Json::array();
     for (Stream const& stream : streams)
-        document["streams"].push_back({{"index", stream.index},
-                                       {"kind", stream.kind},
-                                       {"codec", stream.codec},
-                                       {"profile", stream.profile},
-                                       {"framing", stream.framing},
-                                       {"duration_us", stream.durationUs},
-                                       {"start_us", stream.startUs},
-                                       {"packets", stream.packets},
-                                       {"keyframes_us", stream.keyframesUs},
-                                       {"mean_group_us", HasValue(stream.meanGroupUs) ? Json(stream.meanGroupUs) : Json(nullptr)},
-                                       {"cut_mode", stream.cutMode},
-                                       {"cut_reason", stream.cutReason}});
+        document["streams"].push_back(
+            {{"index", stream.index},
+             {"kind", stream.kind},
+             {"codec", stream.codec},
+             {"profile", stream.profile},
+             {"framing", stream.framing},
+             {"duration_us", stream.durationUs},
+             {"start_us", stream.startUs},
+             {"packets", stream.packets},
+             {"keyframes_us", stream.keyframesUs},
+             {"mean_group_us", HasValue(stream.meanGroupUs) ? Json(stream.meanGroupUs) : Json(nullptr)},
+             {"cut_mode", stream.cutMode},
+             {"cut_reason", stream.cutReason}});
     document["chapters"] = Json::array();
     for (Chapter const& chapter : chapters)
-        document["chapters"].push_back({{"begin_us", chapter.beginUs}, {"end_us", chapter.endUs}, {"title", chapter.title}});
+        document["chapters"].push_back(
+            {{"begin_us", chapter.beginUs}, {"end_us", chapter.endUs}, {"title", chapter.title}});
     document["metadata"] = Json::object();
     for (auto const& [key, value] : metadata) document["metadata"][key] = value;
     document["warnings"] = warnings;
@@ -103,7 +105,8 @@ std::string ProbeReport::ToText() const {
         text += ": " + std::to_string(stream.packets) + " packets from " + ShortTime(stream.startUs) + " for " +
                 ShortTime(stream.durationUs);
         if (stream.kind == "video" && HasValue(stream.meanGroupUs))
-            text += ", " + std::to_string(stream.keyframesUs.size()) + " key pictures, " + ShortTime(stream.meanGroupUs) + " apart";
+            text += ", " + std::to_string(stream.keyframesUs.size()) + " key pictures, " +
+                    ShortTime(stream.meanGroupUs) + " apart";
         text += "\n    cut: " + stream.cutMode + ", " + stream.cutReason + "\n";
     }
     for (Chapter const& chapter : chapters)

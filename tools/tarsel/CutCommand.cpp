@@ -82,18 +82,22 @@ int Cut(CutOptions& options) {
 
 void AddCutCommand(CLI::App& program, Action& chosen) {
     auto const options = std::make_shared<CutOptions>();
-    CLI::App& command = *program.add_subcommand("cut", "Removes stretches from a media file without decoding what stays");
+    CLI::App& command =
+        *program.add_subcommand("cut", "Removes stretches from a media file without decoding what stays");
     command.add_option("input", options->request.input, "The media file to cut")->required();
     command.add_option("-o,--output", options->request.output, "Where the result goes; its ending names the container");
     // One value each: without this the next word, the input's name, would be taken for a second range.
     command.add_option("--remove", options->remove, "A range A-B to remove; repeatable")
         ->check(NotARange)
         ->allow_extra_args(false);
-    command.add_option("--keep", options->keep, "A range A-B to keep; repeatable")->check(NotARange)->allow_extra_args(false);
+    command.add_option("--keep", options->keep, "A range A-B to keep; repeatable")
+        ->check(NotARange)
+        ->allow_extra_args(false);
     command
-        .add_option("--snap", options->snap,
-                    "Where pictures can be cut at random access points only: \"less\" moves the ends inward (nothing outside "
-                    "the ranges is lost), \"more\" takes whole groups away")
+        .add_option(
+            "--snap", options->snap,
+            "Where pictures can be cut at random access points only: \"less\" moves the ends inward (nothing outside "
+            "the ranges is lost), \"more\" takes whole groups away")
         ->check(CLI::IsMember({"less", "more"}))
         ->capture_default_str();
     command.add_flag("--plan", options->plan, "Tell what would be copied and what encoded again, and write nothing");
@@ -104,7 +108,8 @@ void AddCutCommand(CLI::App& program, Action& chosen) {
     command.add_flag("--strict", options->strict, "Exit with 3 when there were warnings");
     command.add_flag("--json", options->json, "Print plan or result as JSON");
     command.footer(
-        "Times: [[HH:]MM:]SS[.fraction], or a number with s, ms or us. Ranges are half open; a side may be empty, \"start\" or "
+        "Times: [[HH:]MM:]SS[.fraction], or a number with s, ms or us. Ranges are half open; a side may be empty, "
+        "\"start\" or "
         "\"end\".\nExamples:\n  tarsel cut film.mp4 -o short.mp4 --remove 12:30-14:05.5 --remove 1:02:00-end\n"
         "  tarsel cut film.mkv --keep start-90s --plan");
     command.final_callback([options, &chosen] {

@@ -36,17 +36,20 @@ std::string Tell(Host::CutReport const& report) {
     std::string text;
     auto const line = [&](std::string const& what) { text += what + "\n"; };
     auto const& [begin, end] = report.removedUs.front();
-    line("Made a sample of " + Host::ShortTime(report.durationUs) + " (" + Megabytes(report.input) + "): " + report.input);
-    line("Asked to remove " + std::string(DEMO_RANGE) + "; the range fell to " + Host::ShortTime(begin) + " - " + Host::ShortTime(end));
+    line("Made a sample of " + Host::ShortTime(report.durationUs) + " (" + Megabytes(report.input) +
+         "): " + report.input);
+    line("Asked to remove " + std::string(DEMO_RANGE) + "; the range fell to " + Host::ShortTime(begin) + " - " +
+         Host::ShortTime(end));
     for (Host::CutStreamReport const& stream : report.streams) {
-        line("#" + std::to_string(stream.index) + " " + stream.kind + " " + stream.codec + ": " + std::to_string(stream.packetsCopied) +
-             " packets copied bit for bit, " + std::to_string(stream.packetsRecoded) + " encoded again, " +
-             std::to_string(stream.packetsDropped) + " dropped");
+        line("#" + std::to_string(stream.index) + " " + stream.kind + " " + stream.codec + ": " +
+             std::to_string(stream.packetsCopied) + " packets copied bit for bit, " +
+             std::to_string(stream.packetsRecoded) + " encoded again, " + std::to_string(stream.packetsDropped) +
+             " dropped");
         line("    " + stream.reason);
     }
     Host::CutStreamReport const& video = report.streams.front();
-    line("Groups of pictures: " + std::to_string(video.groupsCopied) + " copied, " + std::to_string(video.groupsRecoded) +
-         " encoded again, " + std::to_string(video.groupsDropped) + " dropped");
+    line("Groups of pictures: " + std::to_string(video.groupsCopied) + " copied, " +
+         std::to_string(video.groupsRecoded) + " encoded again, " + std::to_string(video.groupsDropped) + " dropped");
     line("Read back and verified: " + std::string(report.verified.value_or(false) ? "yes" : "no"));
     line("Took " + std::to_string(static_cast<int>(report.wallSeconds * 1000)) + " ms for " +
          Host::ShortTime(report.GetResultDuration()) + " of result, verification included");
@@ -81,8 +84,10 @@ int Demo(DemoOptions const& options) {
 
 void AddDemoCommand(CLI::App& program, Action& chosen) {
     auto const options = std::make_shared<DemoOptions>();
-    CLI::App& command = *program.add_subcommand("demo", "Makes a sample clip, cuts a stretch out of it and verifies the result");
-    command.add_option("--folder", options->folder, "Where sample.mp4 and cut.mp4 go; they are replaced")->capture_default_str();
+    CLI::App& command =
+        *program.add_subcommand("demo", "Makes a sample clip, cuts a stretch out of it and verifies the result");
+    command.add_option("--folder", options->folder, "Where sample.mp4 and cut.mp4 go; they are replaced")
+        ->capture_default_str();
     command.add_flag("--json", options->json, "Print the result as JSON");
     command.footer("Example:\n  tarsel demo --folder /tmp/tarsel-demo");
     command.final_callback([options, &chosen] { chosen = [options] { return Demo(*options); }; });

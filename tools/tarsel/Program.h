@@ -22,7 +22,8 @@ enum ExitCode : int {
 /// What a sub-command does once its arguments have been read.
 using Action = std::function<int()>;
 
-// Each enters one sub-command, with its options and its help, into the program and stores its action when it was called.
+// Each enters one sub-command, with its options and its help, into the program and stores its action when it was
+// called.
 void AddCutCommand(CLI::App& program, Action& chosen);
 void AddProbeCommand(CLI::App& program, Action& chosen);
 void AddFiltersCommand(CLI::App& program, Action& chosen);

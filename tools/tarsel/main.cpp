@@ -37,12 +37,14 @@ int Run(Action const& action) {
 }
 
 int Main(int count, char** arguments) {
-    CLI::App program("Cuts compressed media without loss: only the groups of pictures that hold a boundary are encoded again.",
-                     "tarsel");
+    CLI::App program(
+        "Cuts compressed media without loss: only the groups of pictures that hold a boundary are encoded again.",
+        "tarsel");
     int verbosity = 0;
     program.set_version_flag("--version", TARSEL_VERSION);
-    program.add_option("-v,--verbose", verbosity, "Level of detail of the log on standard error (21: dropped data, "
-                                                  "31: decisions of a cut, 4001: each item)");
+    program.add_option("-v,--verbose", verbosity,
+                       "Level of detail of the log on standard error (21: dropped data, "
+                       "31: decisions of a cut, 4001: each item)");
     program.require_subcommand(1);
     program.footer("Example:\n  tarsel cut holiday.mp4 -o short.mp4 --remove 1:10-1:35");
     Action chosen;
@@ -65,4 +67,6 @@ int Main(int count, char** arguments) {
 
 }  // namespace Tarsel::Tool
 
-int main(int count, char** arguments) { return Tarsel::Tool::Main(count, arguments); }
+int main(int count, char** arguments) {
+    return Tarsel::Tool::Main(count, arguments);
+}

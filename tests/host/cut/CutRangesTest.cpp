@@ -26,7 +26,8 @@ struct Resolved {
     std::vector<std::string> warnings;
 };
 
-Resolved Resolve(std::vector<std::string> const& ranges, bool keep = false, std::vector<int64> const& pictures = Pictures()) {
+Resolved Resolve(std::vector<std::string> const& ranges, bool keep = false,
+                 std::vector<int64> const& pictures = Pictures()) {
     CutRequest request;
     request.keep = keep;
     for (std::string const& text : ranges) request.ranges.push_back(ParseRange(text));

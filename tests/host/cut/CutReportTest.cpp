@@ -24,7 +24,8 @@ CutReport Example() {
     video.groupsCopied = 3;
     video.groupsRecoded = 1;
     video.groupsDropped = 1;
-    video.stretches = {{Kind::Kept, 0, 4 * SECOND}, {Kind::Recoded, 4 * SECOND, 5 * SECOND}, {Kind::Removed, 5 * SECOND, 10 * SECOND}};
+    video.stretches = {
+        {Kind::Kept, 0, 4 * SECOND}, {Kind::Recoded, 4 * SECOND, 5 * SECOND}, {Kind::Removed, 5 * SECOND, 10 * SECOND}};
     CutReport report;
     report.input = "a <b> & \"c\".mp4";
     report.output = "out.mp4";
@@ -77,7 +78,8 @@ TEST(CutReport, BarsShowTheStretchesToScale) {
 
 TEST(CutReport, AShortRecodedStretchStaysVisible) {
     CutReport report = Example();
-    report.streams[0].stretches = {{Kind::Kept, 0, 4999000}, {Kind::Recoded, 4999000, 5 * SECOND}, {Kind::Removed, 5 * SECOND, 10 * SECOND}};
+    report.streams[0].stretches = {
+        {Kind::Kept, 0, 4999000}, {Kind::Recoded, 4999000, 5 * SECOND}, {Kind::Removed, 5 * SECOND, 10 * SECOND}};
     EXPECT_THAT(report.ToText(57), HasSubstr("[===================#....................]"));
 }
 
@@ -89,7 +91,9 @@ TEST(CutReport, SvgEscapesNamesAndDrawsEveryStretch) {
     EXPECT_THAT(svg, HasSubstr("<title>removed 00:05.000 - 00:10.000</title>"));
 }
 
-TEST(CutReport, ResultIsWhatTheRemovedRangesLeave) { EXPECT_EQ(Example().GetResultDuration(), 5 * SECOND); }
+TEST(CutReport, ResultIsWhatTheRemovedRangesLeave) {
+    EXPECT_EQ(Example().GetResultDuration(), 5 * SECOND);
+}
 
 }  // namespace
 }  // namespace Tarsel::Host

@@ -35,8 +35,10 @@ TEST(RangeText, ReadsEveryFormOfATime) {
 }
 
 TEST(RangeText, RefusesWhatIsNoTime) {
-    for (char const* text : {"", " ", "x", "-5", "+5", "5 ", "1:60", "1:2:60", "1:60:00", "1:2:3:4", ":5", "5:", "1..2", ".5", "5.", "1e3",
-                             "5sec", "s", "ms", "1,5", "2592001", "99999999999999999999", "0x10", "1:5s"}) {
+    for (char const* text :
+         {"",     " ",    "x",  "-5", "+5",  "5 ",   "1:60", "1:2:60", "1:60:00", "1:2:3:4", ":5",
+          "5:",   "1..2", ".5", "5.", "1e3", "5sec", "s",    "ms",     "1,5",     "2592001", "99999999999999999999",
+          "0x10", "1:5s"}) {
         SCOPED_TRACE(text);
         EXPECT_EQ(ParseTime(text), std::nullopt);
     }
