@@ -83,6 +83,9 @@ void DemuxStream::DoSeek() {
 }
 
 std::size_t DemuxStream::FindTarget(int64 target) const {
+    // The start of the file is the start of each stream, of sound that begins ahead of the first picture as well: who
+    // clamps positions to 0 would never see it otherwise.
+    if (target <= 0) return 0;
     if (isVideo) {
         std::size_t const key = index.FindKeyAt(target);
         return key == StreamIndex::NONE ? 0 : key;

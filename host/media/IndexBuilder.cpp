@@ -26,7 +26,8 @@ bool IsNalCodec(AVCodecID codec) {
 
 /// Whether the container stores no presentation times, so that the pictures' own order is asked.
 bool LacksPresentationTimes(AVInputFormat const& format) {
-    return std::string_view(format.name) == "avi" || (format.flags & AVFMT_NOTIMESTAMPS) != 0;
+    std::string_view const name = format.name;
+    return name == "avi" || name == "h264" || name == "hevc" || (format.flags & AVFMT_NOTIMESTAMPS) != 0;
 }
 
 u32 Saturate(int64 value) {

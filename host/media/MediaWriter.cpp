@@ -24,6 +24,8 @@ namespace {
 constexpr char WRITE_BLOCK[] = "262144";
 /// How far a transport stream's clock runs ahead of its packets, in microseconds; the usual value.
 constexpr int CLOCK_LEAD = 700000;
+/// Packets that are held back at most until each stream has shown its first.
+constexpr std::size_t MAX_HELD = 256;
 
 bool StartsWithAny(std::string_view key, std::initializer_list<std::string_view> prefixes) {
     return std::any_of(prefixes.begin(), prefixes.end(), [&](std::string_view p) { return key.starts_with(p); });
@@ -287,6 +289,7 @@ void MediaWriter::Begin() {
     if (slots.empty()) Fail("there is no stream to write");
     begun = true;
     context->max_delay = CLOCK_LEAD;
+    if (std::string_view(container->name) == "avi") context->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;
     AVDictionary* raw = nullptr;
     av_dict_set(&raw, "blocksize", WRITE_BLOCK, 0);
     std::string const url = "file:" + file.GetPartialPath();
@@ -301,6 +304,7 @@ void MediaWriter::Begin() {
     av_dict_free(&raw);
     Check(code, "its header can't be written");
     WritePictures();
+    holding = std::string_view(container->name) == "avi";
 }
 
 void MediaWriter::WritePictures() {
@@ -317,10 +321,11 @@ void MediaWriter::WritePictures() {
 
 void MediaWriter::SetTimes(Slot& slot, AVPacket& raw, Proc::IDataPacket const& packet) {
     AVRational const timeBase = slot.stream->time_base;
-    raw.pts = FromMicroseconds(packet.GetTime(), timeBase);
-    raw.dts = FromMicroseconds(packet.GetDecodingTime(), timeBase);
+    int64 const time = AddTime(packet.GetTime(), startShift);
+    raw.pts = FromMicroseconds(time, timeBase);
+    raw.dts = FromMicroseconds(AddTime(packet.GetDecodingTime(), startShift), timeBase);
     // Rounding end and begin keeps packets touching where rounding the length would leave a tick.
-    int64 const end = FromMicroseconds(AddTime(packet.GetTime(), packet.GetDuration()), timeBase);
+    int64 const end = FromMicroseconds(AddTime(time, packet.GetDuration()), timeBase);
     raw.duration = HasValue(end) && HasValue(raw.pts) ? std::max<int64>(SubTime(end, raw.pts), 0) : 0;
     raw.time_base = timeBase;
     raw.pos = -1;
@@ -343,7 +348,25 @@ void MediaWriter::Write(int slotNumber, Proc::IDataPacket& packet) {
     if (!begun) Fail("a packet came before the header");
     if (slotNumber < 0 || static_cast<std::size_t>(slotNumber) >= slots.size())
         Fail("there is no slot " + std::to_string(slotNumber));
-    Slot& slot = slots[static_cast<std::size_t>(slotNumber)];
+    if (!holding) return WriteNow(slots[static_cast<std::size_t>(slotNumber)], packet);
+    held.emplace_back(slotNumber, &packet);
+    for (std::size_t i = 0; i < slots.size() && held.size() < MAX_HELD; ++i)
+        if (std::none_of(held.begin(), held.end(), [i](auto const& entry) { return entry.first == static_cast<int>(i); }))
+            return;
+    ReleaseHeld();
+}
+
+void MediaWriter::ReleaseHeld() {
+    holding = false;
+    for (auto const& [number, packet] : held) {
+        int64 const time = HasValue(packet->GetDecodingTime()) ? packet->GetDecodingTime() : packet->GetTime();
+        if (HasValue(time)) startShift = std::max(startShift, SubTime(0, time));
+    }
+    for (auto const& [number, packet] : std::exchange(held, {}))
+        WriteNow(slots[static_cast<std::size_t>(number)], *packet);
+}
+
+void MediaWriter::WriteNow(Slot& slot, Proc::IDataPacket& packet) {
     av_packet_unref(scratch.get());
     Check(av_packet_ref(scratch.get(), packet.GetAVPacket()), "out of memory");
     try {
@@ -366,6 +389,7 @@ void MediaWriter::Finish() {
 
 void MediaWriter::Close() {
     if (!begun) Fail("nothing was written");
+    ReleaseHeld();
     Check(av_interleaved_write_frame(context.get(), nullptr), "can't be written");
     Check(av_write_trailer(context.get()), "can't be completed");
     avio_flush(context->pb);

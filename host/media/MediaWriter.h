@@ -87,6 +87,8 @@ class TARSEL_HOST_EXPORT MediaWriter : public RefCounted {
     AVStream* NewStream();
     void FillParameters(AVStream& stream, Conf::IFormatCodec const& format, StreamKind kind);
     void FillFromNative(AVStream& stream, NativeParameters const& native);
+    void WriteNow(Slot& slot, Proc::IDataPacket& packet);
+    void ReleaseHeld();
     void SetTimes(Slot& slot, AVPacket& raw, Proc::IDataPacket const& packet);
     void WritePictures();
     void WriteRaw(AVPacket& packet);
@@ -103,6 +105,12 @@ class TARSEL_HOST_EXPORT MediaWriter : public RefCounted {
     std::vector<std::string> warnings;
     bool begun = false;
     PacketPtr scratch;
+
+    // AVI's ticks are as long as packets: a start that its writer moves to 0 by itself tears holes. So the first packets
+    // are held until the earliest decoding time is known.
+    bool holding = false;
+    std::vector<std::pair<int, iptr<Proc::IDataPacket>>> held;
+    int64 startShift = 0;  // microseconds added to all times
 };
 
 }  // namespace Tarsel::Host
