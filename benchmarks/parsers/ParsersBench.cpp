@@ -34,10 +34,9 @@ std::vector<NaluBytes> const& Units(std::size_t unitSize) {
     units.clear();
     std::mt19937_64 random(1);
     for (std::size_t total = 0; total < (std::size_t{4} << 20); total += unitSize) {
-        NaluBytes raw(unitSize);
-        for (u8& byte : raw) byte = static_cast<u8>(random());
-        raw.back() |= 1;
-        raw.front() = 0x61;
+        NaluBytes raw = {0x61};
+        while (raw.size() + 1 < unitSize) raw.push_back(static_cast<u8>(random()));
+        raw.push_back(0x80);
         units.push_back(TestSupport::AddEmulationPrevention(raw));
     }
     return units;

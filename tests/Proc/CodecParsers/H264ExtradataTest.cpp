@@ -178,6 +178,13 @@ TEST(MergeAllSets, AvcCKeepsEverySetLengthSizeAndTail) {
     EXPECT_EQ(GetBytes(merged), JoinAvcC({SPS0, SPS1, SPS2}, {PPS0, PPS1, PPS2}, 2, tail));
 }
 
+TEST(MergeAllSets, AvcCKeepsUnitsOfOtherTypesInItsLists) {
+    Bytes const subset = {0x6F, 1, 2, 3};  // a subset SPS, type 15
+    auto const merged = MergeAllH264ParameterSets(MakeBlob(JoinAvcC({SPS0, subset, {}}, {PPS0, {}})),
+                                                  MakeBlob(JoinAnnexB({SPS1, PPS1})));
+    EXPECT_EQ(GetBytes(merged), JoinAvcC({SPS0, subset, {}, SPS1}, {PPS0, {}, PPS1}));
+}
+
 TEST(MergeAllSets, AnnexBKeepsTheSourceAsItIs) {
     Bytes const source = JoinAnnexB({{9, 0xF0}, SPS0, PPS0, PPS1});
     auto const merged = MergeAllH264ParameterSets(MakeBlob(source), MakeBlob(JoinAnnexB({SPS2, PPS2})));

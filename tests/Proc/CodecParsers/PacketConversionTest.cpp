@@ -270,6 +270,20 @@ TEST(SliceInfo, IsReadFromTheUnitAsItStands) {
     EXPECT_EQ(GetH264SliceInfo(packet, false, 0), (H264SliceInfo{5, 0}));
 }
 
+TEST(SliceInfo, EveryPrefixIsReadOrThrows) {
+    Bytes const whole = JoinAnnexB({BuildSlice(5, 9, 0)});
+    for (std::size_t size = 0; size <= whole.size(); ++size) {
+        auto const packet = MakePacket(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)), true);
+        // Without a whole start code and a unit behind it there is no slice; with the header byte alone it is cut off.
+        if (size <= 4)
+            EXPECT_EQ(GetH264SliceInfo(packet, false, 0), H264SliceInfo()) << size;
+        else if (size == 5)
+            EXPECT_THROW(GetH264SliceInfo(packet, false, 0), Exception) << size;
+        else
+            EXPECT_EQ(GetH264SliceInfo(packet, false, 0), (H264SliceInfo{5, 4})) << size;
+    }
+}
+
 TEST(SliceInfo, TruncatedSlicesAndBadFramingThrow) {
     EXPECT_THROW(GetH264SliceInfo(MakePacket(JoinAnnexB({{0x65}}), true), false, 0), Exception);
     EXPECT_THROW(GetH264SliceInfo(MakePacket({0, 0, 0, 9, 0x65}, true), true, 4), std::logic_error);
