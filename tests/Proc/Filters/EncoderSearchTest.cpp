@@ -70,8 +70,8 @@ TEST(EncoderSettings, H264RefIsAbsentForNoReferenceFramesAndCavlcIsSaid) {
     pps.weighted_pred_flag = 0;
     pps.pic_init_qp_minus26 = 4;
     pps.chroma_qp_index_offset = -3;
-    auto const child =
-        SettingsOf(*FormatOf("h264", JoinAnnexB({BuildSPS(sps), BuildPPS(pps)})), 7, false)[Conf::TAG_CODEC_OPTIONS_ENCODE];
+    auto const child = SettingsOf(*FormatOf("h264", JoinAnnexB({BuildSPS(sps), BuildPPS(pps)})), 7,
+                                  false)[Conf::TAG_CODEC_OPTIONS_ENCODE];
     EXPECT_EQ(child[Conf::TAG_FF_SPECIAL_OPTS].GetString(),
               "x264opts;sps-id=7:qp=30:chroma-qp-offset=0:no-cabac:weightp=0");
     EXPECT_EQ(child[Conf::TAG_H264_ENTROPY_MODE].GetString(), "cavlc");
@@ -99,16 +99,28 @@ TEST(EncoderSettings, H264ProfileFollowsNumberThenConstraintFlags) {
 }
 
 TEST(EncoderSettings, MPEG4ProfileAndLevel) {
-    char const* const tags[] = {"simple", "simple_scalable", "core", "main", "n_bit", "scalable_texture",
-                                "simple_face_animation", "basic_animated_texture", "hybrid", "advanced_real_time",
-                                "core_scalable", "advanced_coding", "advanced_core", "advanced_scalable_texture",
-                                "simple_studio", "advanced_simple"};
+    char const* const tags[] = {"simple",
+                                "simple_scalable",
+                                "core",
+                                "main",
+                                "n_bit",
+                                "scalable_texture",
+                                "simple_face_animation",
+                                "basic_animated_texture",
+                                "hybrid",
+                                "advanced_real_time",
+                                "core_scalable",
+                                "advanced_coding",
+                                "advanced_core",
+                                "advanced_scalable_texture",
+                                "simple_studio",
+                                "advanced_simple"};
     for (u8 profile = 0; profile < 16; ++profile) {
         auto config = MakeMPEG4Config();
         config.profile = profile;
         config.level = 5;
-        auto const child = SettingsOf(*FormatOf("mpeg4", BuildMPEG4Config(config, 5)), 0,
-                                      false)[Conf::TAG_CODEC_OPTIONS_ENCODE];
+        auto const child =
+            SettingsOf(*FormatOf("mpeg4", BuildMPEG4Config(config, 5)), 0, false)[Conf::TAG_CODEC_OPTIONS_ENCODE];
         EXPECT_EQ(child[Conf::TAG_PROFILE].GetString(), tags[profile]);
         EXPECT_EQ(child[Conf::TAG_PROFILE_LEVEL].GetInt64(), 5);
     }
@@ -432,10 +444,10 @@ TEST(RecodeDecision, H264OfFFmpegIsTakenWithMergedHeaders) {
               std::vector<u8>(expected->GetData(), expected->GetData() + expected->GetSize()));
     // The source's own format object stays as it was.
     EXPECT_EQ(decision.source->format->GetExtradata()->GetSize(), AvcC().size());
-    EXPECT_NE(decision.factory->properties[0][Conf::TAG_CODEC_OPTIONS_ENCODE][Conf::TAG_FF_SPECIAL_OPTS]
-                  .GetString()
-                  .find("sps-id=1:"),
-              std::string::npos);
+    EXPECT_NE(
+        decision.factory->properties[0][Conf::TAG_CODEC_OPTIONS_ENCODE][Conf::TAG_FF_SPECIAL_OPTS].GetString().find(
+            "sps-id=1:"),
+        std::string::npos);
 }
 
 TEST(RecodeDecision, H264OfOthersMustMatchAndIsNotMerged) {
@@ -453,10 +465,10 @@ TEST(RecodeDecision, H264WithMoreSetsTakesAFreeIdAndKeepsAllOfThem) {
     decision.source->format->SetExtradata(MakeBlob(source));
     auto const encoderHeader = JoinAnnexB({BuildSPS(MakeSPS(3)), BuildPPS(MakePPS(3, 3))});
     EXPECT_TRUE(decision.Encoder("FFmpeg", WithHeader(encoderHeader)).Make().CanRecode());
-    EXPECT_NE(decision.factory->properties[0][Conf::TAG_CODEC_OPTIONS_ENCODE][Conf::TAG_FF_SPECIAL_OPTS]
-                  .GetString()
-                  .find("sps-id=3:"),
-              std::string::npos);
+    EXPECT_NE(
+        decision.factory->properties[0][Conf::TAG_CODEC_OPTIONS_ENCODE][Conf::TAG_FF_SPECIAL_OPTS].GetString().find(
+            "sps-id=3:"),
+        std::string::npos);
     auto const merged = decision.stream->GetFormatCodec()->GetExtradata();
     Proc::CodecParsers::NaluRangeList units;
     Proc::CodecParsers::FindExtradataNalus(merged->GetData(), merged->GetSize(), units);
