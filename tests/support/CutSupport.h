@@ -83,8 +83,8 @@ inline u32 IdOf(Proc::IDataVideo const& frame) {
 
 /// Samples that count up from `first`, 16 bits, mono; the duration follows from the rate.
 inline iptr<Proc::IDataAudio> MakeBlock(int64 time, int samples, int first, int rate = 1000) {
-    auto block = Proc::DataAudioFF::CreateBySampleCount(
-        {Conf::SAMPLE_FORMAT_S16, rate, Conf::CHANNEL_LAYOUT_MONO}, samples);
+    auto block =
+        Proc::DataAudioFF::CreateBySampleCount({Conf::SAMPLE_FORMAT_S16, rate, Conf::CHANNEL_LAYOUT_MONO}, samples);
     auto* const data = reinterpret_cast<std::int16_t*>(block->GetBlob()->GetWritableData());
     for (int i = 0; i < samples; ++i) data[i] = static_cast<std::int16_t>(first + i);
     block->SetTime(time);
@@ -115,9 +115,9 @@ auto NewFormat() {
         return T::FormatType::Create();
 }
 
-/// Plays a list of items, a fresh clone at each read. A seek lands as a demuxer's or decoder's does: packets on the last
-/// key at or ahead of the place, else on the item that contains it; `landEarlier` moves it by that many items to the
-/// front. The position is told by the contract.
+/// Plays a list of items, a fresh clone at each read. A seek lands as a demuxer's or decoder's does: packets on the
+/// last key at or ahead of the place, else on the item that contains it; `landEarlier` moves it by that many items to
+/// the front. The position is told by the contract.
 template <class T>
 class Source : public MediaTypeBase<T>, public RefCounted {
   public:
@@ -157,6 +157,8 @@ class Source : public MediaTypeBase<T>, public RefCounted {
         position = NO_VALUE;
         next = LandingPlace();
         next -= std::min(next, landEarlier);
+        if constexpr (std::is_same_v<T, Proc::IStreamRaw>)
+            while (next > 0 && next < items.size() && !items[next]->IsKeyFrame()) --next;
     }
     bool FinishSeek() override { return true; }
     iptr<typename T::FormatType const> GetFormatCodec() const override { return format; }
@@ -172,10 +174,11 @@ class Source : public MediaTypeBase<T>, public RefCounted {
         if constexpr (std::is_same_v<T, Proc::IStreamRaw>) {
             place = 0;
             for (std::size_t i = 0; i < items.size(); ++i)
-                if (items[i]->IsKeyFrame() && items[i]->GetTime() <= wanted) place = i;
+                if (items[i]->IsKeyFrame() && HasValue(items[i]->GetTime()) && items[i]->GetTime() <= wanted) place = i;
         } else {
             for (std::size_t i = items.size(); i-- > 0;)
-                if (AddTime(items[i]->GetTime(), items[i]->GetDuration()) > wanted) place = i;
+                if (items[i]->GetTime() >= wanted || AddTime(items[i]->GetTime(), items[i]->GetDuration()) > wanted)
+                    place = i;
         }
         return place;
     }
@@ -212,8 +215,8 @@ inline std::vector<iptr<Proc::IDataPacket>> MakeGroups(std::vector<int> const& s
     int const delay = order == Order::Straight ? 0 : 1;
     int decoding = 0;
     auto const add = [&](int display, bool key) {
-        result.push_back(MakeSourcePacket(display * FRAME, (decoding++ - delay) * FRAME, FRAME, key,
-                                          static_cast<u32>(display + 1)));
+        result.push_back(
+            MakeSourcePacket(display * FRAME, (decoding++ - delay) * FRAME, FRAME, key, static_cast<u32>(display + 1)));
     };
     for (std::size_t g = 0; g < sizes.size(); ++g) {
         int const first = keys[g];
@@ -319,8 +322,8 @@ struct EncoderScript {
     Creation creation = Creation::Works;
     Creation creationWhenRecoding = Creation::Works;  // over anything but a decoder
     iptr<IBlob> extradata;
-    bool reorders = false;   // pairs are swapped, decoding times lie one frame back
-    int extraPackets = 0;    // above 0: one packet too many, below: one too few
+    bool reorders = false;      // pairs are swapped, decoding times lie one frame back
+    int extraPackets = 0;       // above 0: one packet too many, below: one too few
     std::size_t unitBytes = 0;  // a payload of this size instead of the usual one
     bool failsInRead = false;
 };
@@ -522,9 +525,9 @@ class LogLines final : public google::LogSink {
     }
     std::size_t Count(std::string const& text) const {
         Core::MutexLock const lock(mutex);
-        return static_cast<std::size_t>(
-            std::count_if(lines.begin(), lines.end(),
-                          [&](std::string const& line) { return line.compare(0, text.size(), text) == 0; }));
+        return static_cast<std::size_t>(std::count_if(lines.begin(), lines.end(), [&](std::string const& line) {
+            return line.compare(0, text.size(), text) == 0;
+        }));
     }
 
   private:

@@ -153,8 +153,7 @@ TEST(CutItemMap, KeepsExactlyTheKeptSamplesUnderAllBoundaryCombinations) {
                             ASSERT_EQ(block->GetTime(), settings.Source2Result(start));
                             ASSERT_EQ(block->GetDuration(), static_cast<int64>(expected.size()));
                             ASSERT_EQ(block->GetSampleCount(), static_cast<int>(expected.size()));
-                            auto const* const data =
-                                reinterpret_cast<std::int16_t const*>(block->GetBlob()->GetData());
+                            auto const* const data = reinterpret_cast<std::int16_t const*>(block->GetBlob()->GetData());
                             for (std::size_t i = 0; i < expected.size(); ++i) ASSERT_EQ(data[i], expected[i]);
                         }
 }

@@ -81,9 +81,10 @@ TEST(PacketQueueWithGOP, FirstKeyIntoAnEmptyQueueNeverEndsAGroup) {
 }
 
 TEST(PacketQueueWithGOP, PacketWithoutAPositionNeverEndsAGroup) {
-    auto source = MakeVideoSource({MakeSourcePacket(0, 0, 1, true, 1), WithoutPosition(MakeSourcePacket(1, 1, 1, true, 2)),
-                                   MakeSourcePacket(2, 2, 1, true, 3)},
-                                  3);
+    auto source =
+        MakeVideoSource({MakeSourcePacket(0, 0, 1, true, 1), WithoutPosition(MakeSourcePacket(1, 1, 1, true, 2)),
+                         MakeSourcePacket(2, 2, 1, true, 3)},
+                        3);
     PacketQueueWithGOP queue;
     ASSERT_TRUE(queue.ReadGOP(source));
     EXPECT_EQ(Ids(queue), (std::vector<u32>{1, 2}));
