@@ -31,7 +31,6 @@ class BackgroundReading : public ::testing::Test {
         source->gate = gate;
         source->endGate = ended;
         filter = MakeShared<Filter>(source, true);
-        Seek(*filter, 0);
     }
     void MakeFrames(int count) {
         auto const frames = MakeVideos(count, 40);
