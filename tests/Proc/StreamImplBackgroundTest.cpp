@@ -24,6 +24,16 @@ using ::testing::StartsWith;
 
 using Filter = ScriptedFilter<IStreamVideo>;
 
+/// Passes a gate when the thread that made it ends, behind everything that the thread did.
+class ExitNotice {
+  public:
+    explicit ExitNotice(std::shared_ptr<Gate> gate) : gate(std::move(gate)) {}
+    ~ExitNotice() { gate->Pass(); }
+
+  private:
+    std::shared_ptr<Gate> gate;
+};
+
 class BackgroundReading : public ::testing::Test {
   protected:
     void Make(std::vector<ScriptedVideo::Step> const& steps) {
@@ -239,7 +249,9 @@ TEST_F(BackgroundReading, EndFromTheHostAheadOfTheFirstReadGivesNull) {
 TEST_F(BackgroundReading, ItemThatIsReadDuringAnEndFromTheHostIsNotGivenBehindTheEnd) {
     MakeFrames(3);
     gate->Close();
+    auto const gone = std::make_shared<Gate>();
     filter->onRead = [&]() -> iptr<IDataVideo> {
+        thread_local ExitNotice const notice(gone);
         gate->Pass();
         return MakeVideo(0, 40);
     };
@@ -250,6 +262,7 @@ TEST_F(BackgroundReading, ItemThatIsReadDuringAnEndFromTheHostIsNotGivenBehindTh
     consumer.join();
     EXPECT_EQ(item, nullptr);
     gate->Open();
+    gone->AwaitArrivals(1);
     for (int i = 0; i < 3; ++i) EXPECT_EQ(filter->Read(), nullptr);
 }
 
