@@ -31,8 +31,6 @@ endif()
 add_library(tarsel-build-options INTERFACE)
 target_compile_options(tarsel-build-options INTERFACE -Wall -Wextra -Wnon-virtual-dtor -Woverloaded-virtual
   $<$<CXX_COMPILER_ID:GNU>:-Wshadow=local> $<$<CXX_COMPILER_ID:Clang>:-Wshadow>)
-# g++ 12 at -O3 sees overflows and overlaps inside std::string's own concatenation that aren't there.
-target_compile_options(tarsel-build-options INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-stringop-overflow$<SEMICOLON>-Wno-restrict>)
 target_compile_definitions(tarsel-build-options INTERFACE BOOST_BIND_GLOBAL_PLACEHOLDERS)
 if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
   # Thread annotations are checked by clang alone; g++ sees empty macros.
