@@ -171,6 +171,7 @@ void SetUpH264(Setup& setup, Core::Property const& codecOptions) {
             setup.Set("x264opts", "qp=" + std::to_string(MAX_RECODE_QUANTISER));
     } else {
         setup.Set("preset", "veryfast");
+        if (setup.options.fixedGroups) setup.Set("sc_threshold", "0");
         setup.Set("qp", std::to_string(setup.options.quantiser));
     }
     if (codecOptions.ChildExists(Conf::TAG_PROFILE)) {
