@@ -9,6 +9,7 @@
 #include "contracts/Proc/DataVideoFF.h"
 #include "contracts/Proc/Time.h"
 #include "host/media/AudioEncoder.h"
+#include "host/media/MediaWriter.h"
 #include "host/media/VideoEncoder.h"
 
 extern "C" {
@@ -188,6 +189,27 @@ SampleClipStreams EncodeSampleClip(SampleClipOptions const& options) {
     return {VideoEncoder::Create(GeneratedVideo::Create(options), Core::Property(), video,
                                  Core::ComputingResourceManager::TakeFakeResource()),
             AudioEncoder::Create(GeneratedAudio::Create(options), {"aac", 128000})};
+}
+
+void WriteSampleClip(std::string const& path, SampleClipOptions const& options, bool force) {
+    SampleClipStreams const clip = EncodeSampleClip(options);
+    MediaWriter::Options target;
+    target.force = force;
+    iptr<MediaWriter> const writer = MediaWriter::Create(path, target);
+    int const video = writer->AddStream(*clip.video->GetFormatCodec(), StreamKind::Video, nullptr);
+    int const audio = writer->AddStream(*clip.audio->GetFormatCodec(), StreamKind::Audio, nullptr);
+    if (video == MediaWriter::NO_SLOT || audio == MediaWriter::NO_SLOT)
+        TARSEL_THROW(Core::IOException, path + ": the container can't carry H.264 and AAC");
+    writer->Begin();
+    iptr<Proc::IDataPacket> picture = clip.video->Read();
+    iptr<Proc::IDataPacket> sound = clip.audio->Read();
+    while (picture || sound) {
+        bool const pictureFirst = picture && (!sound || picture->GetDecodingTime() <= sound->GetDecodingTime());
+        iptr<Proc::IDataPacket>& next = pictureFirst ? picture : sound;
+        writer->Write(pictureFirst ? video : audio, *next);
+        next = pictureFirst ? clip.video->Read() : clip.audio->Read();
+    }
+    writer->Finish();
 }
 
 }  // namespace Tarsel::Host

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <string>
 
 #include "contracts/Core/Exception.h"
 #include "contracts/Core/RefCount.h"
@@ -116,5 +117,9 @@ struct SampleClipStreams {
     iptr<Proc::IStreamRaw> audio;
 };
 TARSEL_HOST_EXPORT SampleClipStreams EncodeSampleClip(SampleClipOptions const& options);
+
+/// Writes the clip into a file, whose container follows the extension and must carry H.264 and AAC. A file that stands
+/// there is replaced only when `force` says so. Throws `EncoderException` and `Core::IOException`.
+TARSEL_HOST_EXPORT void WriteSampleClip(std::string const& path, SampleClipOptions const& options, bool force);
 
 }  // namespace Tarsel::Host

@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -12,7 +14,9 @@
 #include "contracts/Proc/BlobFF.h"
 #include "contracts/Proc/DataMD5.h"
 #include "contracts/Proc/DataPacketFF.h"
+#include "host/media/AudioDecoder.h"
 #include "host/media/CodecFactory.h"
+#include "host/media/MediaFile.h"
 #include "host/media/NativeParameters.h"
 #include "host/media/SampleClip.h"
 #include "host/media/VideoDecoder.h"
@@ -451,6 +455,49 @@ TEST(SampleClip, PicturesCarryTheirNumberThroughTheEncoder) {
     }
     SeekTo(*decoder, 2500000);
     EXPECT_EQ(GeneratedVideo::ReadNumber(*decoder->Read()), 62);
+}
+
+TEST(SampleClip, FileHoldsBothStreamsFromTimeZero) {
+    std::string const path = std::string(TARSEL_CODEC_CLIPS_DIR) + "/sample.mp4";
+    std::filesystem::create_directories(TARSEL_CODEC_CLIPS_DIR);
+    SampleClipOptions clip;
+    clip.seconds = 4;
+    WriteSampleClip(path, clip, true);
+    EXPECT_THROW(WriteSampleClip(path, clip, false), Core::IOException);
+    auto const file = MediaFile::Open(path);
+    ASSERT_EQ(file->GetStreams().size(), 2U);
+    auto const decoder = VideoDecoder::Create(
+        file->OpenStream(0), "", {DecoderOptions::Threading::Slices, 1, DecoderOptions::Strictness::Warnings});
+    SeekTo(*decoder, 0);
+    auto const pictures = ReadAll(decoder);
+    ASSERT_EQ(pictures.size(), 100U);
+    for (std::size_t i = 0; i < pictures.size(); ++i) {
+        EXPECT_EQ(pictures[i]->GetTime(), int64(i) * 40000);
+        EXPECT_EQ(GeneratedVideo::ReadNumber(*pictures[i]), int(i));
+    }
+    // The sound lies under its pictures: decoded again it is what was generated, not a sample off.
+    auto const sound = AudioDecoder::Create(file->OpenStream(1), "", {});
+    SeekTo(*sound, 0);
+    std::vector<float> samples;
+    while (auto const block = sound->Read()) {
+        auto const* const data = reinterpret_cast<float const*>(block->GetAVFrame()->data[0]);
+        samples.insert(samples.end(), data, data + block->GetSampleCount());
+    }
+    std::vector<float> original;
+    auto const generated = GeneratedAudio::Create(clip);
+    while (auto const block = generated->Read()) {
+        auto const* const data = reinterpret_cast<std::int16_t const*>(block->GetAVFrame()->data[0]);
+        for (int i = 0; i < block->GetSampleCount(); ++i) original.push_back(float(data[2 * i]) / 32768);
+    }
+    ASSERT_GE(samples.size(), original.size());
+    auto const distance = [&](int lag) {
+        double sum = 0;
+        for (std::size_t i = 1000; i < original.size() - 1000; ++i)
+            sum += std::abs(double(samples[std::size_t(int(i) + lag)] - original[i]));
+        return sum;
+    };
+    EXPECT_LT(distance(0), distance(-1));
+    EXPECT_LT(distance(0), distance(1));
 }
 
 TEST(SampleClip, GeneratedStreamsSeekToTheItemThatContainsThePosition) {
