@@ -264,7 +264,8 @@ void SetUpVpx(Setup& setup) {
     setup.Set("auto-alt-ref", "0");
     setup.Set("lag-in-frames", "0");
     setup.Set("deadline", "realtime");
-    setup.Set("cpu-used", vp9 ? "7" : "4");
+    // Below 0 VP8 keeps to the speed; above, it chooses one by the clock, and no two runs are the same.
+    setup.Set("cpu-used", vp9 ? "7" : "-5");
     if (setup.IsRecoding()) {
         context.qmin = 2;
         context.qmax = 6;
@@ -362,6 +363,7 @@ CodecContextPtr OpenVideoEncoder(Conf::IFormatCodecVideo const& format, Core::Pr
     context.thread_count = 1;
     context.max_b_frames = setup.IsRecoding() ? 0 : options.bFrames;
     context.gop_size = setup.IsRecoding() ? UNLIMITED_GROUP : options.groupSize;
+    // Beside a constant quantiser the rate is only told in headers.
     if (properties.ChildExists(Conf::TAG_BITRATE) && codecId != Video::CODEC_ID_H264)
         context.bit_rate = std::max<int64>(properties[Conf::TAG_BITRATE].GetInt64(), 0);
     if (IsInterlaced(context.field_order) && (codecId == Video::CODEC_ID_H264 || codecId == Video::CODEC_ID_MPEG2VIDEO))

@@ -284,8 +284,13 @@ TEST_P(VideoEncoderSeams, NoPictureIsLostWhereARecodedGroupFollowsACopiedOne) {
             packets.push_back(WithHeader(*source->packets[i], inFront ? sourceHeader.get() : nullptr));
     };
     copy(0, keys[1]);
-    for (auto const& packet : ReadAll(encoder))
-        packets.push_back(WithHeader(*packet, inFront ? encoderHeader.get() : nullptr));
+    auto const recoded = ReadAll(encoder);
+    SeekTo(*encoder, recoded.front()->GetTime());
+    auto const again = ReadAll(encoder);
+    ASSERT_EQ(again.size(), recoded.size());
+    for (std::size_t i = 0; i < recoded.size(); ++i)
+        EXPECT_EQ(Proc::CalculatePacketDataMD5(*again[i]), Proc::CalculatePacketDataMD5(*recoded[i])) << i;
+    for (auto const& packet : recoded) packets.push_back(WithHeader(*packet, inFront ? encoderHeader.get() : nullptr));
     copy(keys[2], source->packets.size());
     ASSERT_EQ(packets.size(), source->packets.size());
     iptr<PacketList> const joined(new PacketList(source->GetFormatCodec(), MEDIA_TYPE_VIDEO, packets));
