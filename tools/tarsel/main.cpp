@@ -49,7 +49,7 @@ int Main(int count, char** arguments) {
     program.footer("Example:\n  tarsel cut holiday.mp4 -o short.mp4 --remove 1:10-1:35");
     Action chosen;
     AddCutCommand(program, chosen);
-    // AddDemoCommand(program, chosen);
+    AddDemoCommand(program, chosen);
     AddFiltersCommand(program, chosen);
     AddProbeCommand(program, chosen);
     try {
