@@ -533,7 +533,7 @@ class LogLines final : public google::LogSink {
   private:
     int const before;
     mutable Core::Mutex mutex;
-    std::vector<std::string> lines;
+    std::vector<std::string> lines TARSEL_GUARDED_BY(mutex);
 };
 
 }  // namespace Tarsel::CutTest

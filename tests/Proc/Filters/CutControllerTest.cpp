@@ -305,6 +305,8 @@ TEST(CutJump, SecondStreamInTheSameRangeDoesNotJumpAgain) {
     for (int i = 0; i < 3; ++i) frames.push_back(videoStream->Read());
     auto const samples = SamplesOf(ReadAll(*audioStream));
     EXPECT_EQ(samples.size(), 4000U);
+    // What it still meets of the range is read through, not jumped over again and again.
+    EXPECT_EQ(audio->seeks, (std::vector<int64>{0, 7 * SECOND}));
     while (auto frame = videoStream->Read()) frames.push_back(frame);
     EXPECT_EQ(IdsOf(frames), (std::vector<u32>{1, 8, 9, 10}));
     EXPECT_EQ(video->seeks.size(), 2U);
@@ -341,6 +343,19 @@ TEST(CutJump, ItemThatSpansTheWholeRangeComesOnce) {
     SeekTo(*subtitleStream, 0);
     ReadAll(*videoStream);
     EXPECT_EQ(SpansOf(ReadAll(*subtitleStream)), (std::vector<Span>{{500000, 3 * SECOND}, {3500000, 500000}}));
+}
+
+/// A seek behind the last packet lands on that packet, which has been read.
+TEST(CutJump, StreamThatHasEndedAheadOfTheRangeGivesNothingTwice) {
+    auto controller = MakeController({{SECOND, 7 * SECOND}});
+    controller->SetCodecFacory(MakeFactory());
+    auto videoStream = Add<IStreamVideo>(*controller, MakeVideo(10, SECOND, 10 * SECOND));
+    auto soundStream = Add<IStreamRaw>(*controller, MakeSoundSource(MakeSound(9, 100000), 10 * SECOND));
+    SeekTo(*videoStream, 0);
+    SeekTo(*soundStream, 0);
+    EXPECT_EQ(ReadAll(*soundStream).size(), 9U);
+    EXPECT_EQ(ReadAll(*videoStream).size(), 4U);
+    EXPECT_FALSE(soundStream->Read());
 }
 
 TEST(CutJump, FailureOnASearchThreadReachesTheReaderAndASeekRepairs) {

@@ -150,18 +150,32 @@ TEST(CutRaw, CutInTheLastGroupsTailIsSeen) {
     EXPECT_TRUE(ReadAll(*stream).empty());  // the whole group goes: it can't be kept in part
 }
 
-/// A picture whose group is removed must not be let through, whatever its time.
+/// A group that goes whole while it is read: its leading pictures lie ahead of its start, in kept time.
 TEST(CutRaw, GroupThatGoesWholeTakesItsLeadingPicturesAlong) {
-    // Two streams whose groups lie differently, the second added when the cuts are prepared: its group is met by a cut
-    // while reading.
-    Rig rig({{6 * FRAME, 8 * FRAME}});
+    Rig rig({{0, 4 * FRAME}});
     auto stream =
-        rig.Add(MakeVideoSource(MakeGroups({4, 8, 4}, Order::Open), 16 * FRAME), MakeFactoryWithoutEncoders());
+        rig.Add(MakeVideoSource(MakeGroups({4, 4, 4}, Order::Open), 12 * FRAME), MakeFactoryWithoutEncoders());
     SeekTo(*stream, 0);
-    rig.controller->RemoveRange(13 * FRAME, 14 * FRAME);  // behind the preparation's back
-    auto const ids = Ids(ReadAll(*stream));
-    // Of the group at 4 nothing is left, nor of the one at 12: their leading pictures 4 and 12 are gone, too.
-    EXPECT_EQ(ids, (std::vector<u32>{1, 3, 2}));
+    rig.controller->RemoveRange(9 * FRAME, 10 * FRAME);  // behind the preparation's back
+    EXPECT_EQ(Ids(ReadAll(*stream)), (std::vector<u32>{5, 7, 6}));
+    EXPECT_EQ(rig.controller->GetCutSettings(), Cuts({{0, 4 * FRAME}, {8 * FRAME, 12 * FRAME}}));
+}
+
+/// Beyond a limit the rest of a group comes without a key. The stream's own limit is far above the queue's.
+TEST(CutRaw, GroupAboveFiftyMegabytesStaysWhole) {
+    std::vector<iptr<Proc::IDataPacket>> packets;
+    for (int i = 0; i < 8; ++i) {
+        AVPacket* const packet = av_packet_alloc();
+        ASSERT_GE(av_new_packet(packet, 10000000), 0);
+        packet->flags = i % 7 == 0 ? AV_PKT_FLAG_KEY : 0;
+        packets.push_back(Proc::DataPacketFF::Create(packet, MEDIA_TYPE_VIDEO, i * FRAME, i * FRAME, FRAME));
+        packets.back()->SetSourcePosition(i * FRAME);
+    }
+    Rig rig({{6 * FRAME + 1, 6 * FRAME + 2}});
+    auto stream = rig.Add(MakeVideoSource(packets, 8 * FRAME), MakeFactoryWithoutEncoders());
+    SeekTo(*stream, 0);
+    EXPECT_EQ(ReadAll(*stream).size(), 1U);
+    EXPECT_EQ(rig.controller->GetCutSettings(), Cuts({{0, 7 * FRAME}}));
 }
 
 TEST(CutRaw, LeadingPicturesOfAKeptGroupGoWithTheirRemovedPredecessor) {
