@@ -53,6 +53,7 @@ iptr<Proc::ICodecFactory const> CutSession::ChooseCodecs(StreamInfo const& info,
     refusal = FindRefusal(info, index);
     options.noEncoders = !refusal.empty();
     options.reason = refusal;
+    options.decoder.threading = DecoderOptions::Threading::Frames;
     return CodecFactory::Create(options);
 }
 

@@ -68,6 +68,10 @@ iptr<typename T::DataType> DataSkipperStreamImpl<T>::ReadInternal() {
         iptr<DataType> mapped = controller->Map(item);
         if (!mapped) {
             VLOG(4001) << " --> NULL";
+            if (HasValue(endTime) && HasValue(lastTime) && lastTime >= endTime) {
+                frames.endReached = true;
+                return nullptr;
+            }
             continue;
         }
         VLOG(4001) << "PTS=" << item->GetTime() << ", Dur=" << item->GetDuration() << " --> PTS=" << mapped->GetTime()

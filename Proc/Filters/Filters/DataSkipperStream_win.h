@@ -15,6 +15,7 @@ struct SkippedFrames {
     int64 lastFrameTime = NO_VALUE;         // key of the last entry made
     std::optional<uint32> lastFrameHash;    // picture hash of the last frame; none before the first
     uint32 framesRead = 0;                  // frames that the source gave
+    bool endReached = false;                // the rest was left unread, as none of it is kept
 };
 
 /// FNV-1a over the visible bytes of each plane, the planes' values added up; 0 for a frame without planes.
@@ -60,6 +61,10 @@ class DataSkipperStreamImpl final : public Details::SkipperBase<T> {
     iptr<typename T::FormatType const> GetFormatCodec() const override { return this->parentStream->GetFormatCodec(); }
     Core::Property GetStatistic() override { return this->parentStream->GetStatistic(); }
 
+    /// From this source time on nothing is kept: the first item there is the end, so that a decoder in front of this
+    /// stream is spared the rest of its group. For streams in presentation order.
+    void EndAt(int64 sourceTime) { endTime = sourceTime; }
+
     /// Pictures only: empty for other kinds.
     SkippedFrames const& GetFrames() const { return frames; }
 
@@ -75,6 +80,9 @@ class DataSkipperStreamImpl final : public Details::SkipperBase<T> {
 
     // Wiring.
     iptr<FilterCutController> const controller;
+
+    // Settings, constant once reading has begun.
+    int64 endTime = NO_VALUE;
 
     // State of the reader.
     int64 lastTime = NO_VALUE;

@@ -47,7 +47,7 @@ std::vector<iptr<IDataPacket>> GopRecoder::RecodeGOP(iptr<IStreamRaw> const& own
     if (!chain.frames) return packets;
 
     SkippedFrames const& frames = chain.frames->GetFrames();
-    if (frames.framesRead < packetsIn)
+    if (frames.framesRead < packetsIn && !frames.endReached)
         LOG(WARNING) << "Group of pictures at " << gop.start << ": " << packetsIn << " packets gave only "
                      << frames.framesRead << " frames";
     if (frames.frameDurations.size() != packets.size())
@@ -59,7 +59,7 @@ std::vector<iptr<IDataPacket>> GopRecoder::RecodeGOP(iptr<IStreamRaw> const& own
 GopRecoder::Chain GopRecoder::MakeChain(iptr<IStreamRaw> const& gopStream, GopSpan const& gop) {
     Chain chain;
     bool const isVideo = gopStream->GetMediaType() == MEDIA_TYPE_VIDEO;
-    if (isVideo && canRecode) chain.stream = MakeEncoderChain(gopStream, chain.frames);
+    if (isVideo && canRecode) chain.stream = MakeEncoderChain(gopStream, gop, chain.frames);
     if (!chain.stream) {
         VLOG(31) << "Re-coded packets (" << (isVideo ? "Video" : "Audio") << ", Raw)";
         if (isVideo && controller->IsPointDeleted(gop.start))
@@ -82,11 +82,20 @@ GopRecoder::Chain GopRecoder::MakeChain(iptr<IStreamRaw> const& gopStream, GopSp
     return chain;
 }
 
-iptr<IStreamRaw> GopRecoder::MakeEncoderChain(iptr<IStreamRaw> const& gopStream, iptr<FrameSkipper>& frames) const {
+int64 GopRecoder::FindKeptEnd(GopSpan const& gop) const {
+    SettingsFilterCutController const cuts = controller->GetCutSettings();
+    int64 const last = SubTime(gop.next, 1);
+    if (!cuts.IsPointDeleted(last)) return NO_VALUE;
+    return cuts.GetOptInterval(static_cast<uint32>(cuts.GetIntervalIndex(last))).start;
+}
+
+iptr<IStreamRaw> GopRecoder::MakeEncoderChain(iptr<IStreamRaw> const& gopStream, GopSpan const& gop,
+                                              iptr<FrameSkipper>& frames) const {
     iptr<IStreamRaw> encoder;
     try {
         iptr<IStreamVideo> const decoder = codecFactory->CreateVideoDecoder(gopStream, "");
         frames = MakeShared<FrameSkipper>(decoder, controller);
+        frames->EndAt(FindKeptEnd(gop));
         encoder = codecFactory->CreateVideoEncoder(frames, encoderProperties, encoderName, busyResource);
         if (encoder)
             VLOG(31) << "Re-coded packets (Video) with " << encoderName;

@@ -60,7 +60,10 @@ class GopRecoder {
 
     // One group.
     Chain MakeChain(iptr<IStreamRaw> const& gopStream, GopSpan const& gop);
-    iptr<IStreamRaw> MakeEncoderChain(iptr<IStreamRaw> const& gopStream, iptr<FrameSkipper>& frames) const;
+    iptr<IStreamRaw> MakeEncoderChain(iptr<IStreamRaw> const& gopStream, GopSpan const& gop,
+                                      iptr<FrameSkipper>& frames) const;
+    /// Where the removed rest of a group begins; no value when its last picture is kept.
+    int64 FindKeptEnd(GopSpan const& gop) const;
     std::vector<iptr<IDataPacket>> ReadChain(Chain& chain, int64& localShift) const;
     iptr<IDataPacket> AdaptEncoded(iptr<IDataPacket> packet, Chain const& chain) const;
     void SetTimes(std::vector<iptr<IDataPacket>> const& packets, SkippedFrames const& frames, int64 localShift) const;
