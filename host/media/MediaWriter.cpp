@@ -186,7 +186,7 @@ AVStream* MediaWriter::NewStream() {
 
 int MediaWriter::AddStream(Conf::IFormatCodec const& format, StreamKind kind, StreamInfo const* source) {
     std::string const name = NameOf(format, kind, source, slots.size());
-    if (source && source->derived && IsMov(*container)) return NO_SLOT;
+    if (source && source->derived && CarriesChapters(*container)) return NO_SLOT;
     if (std::string const reason = CanCarry(format, kind); !reason.empty()) {
         LeaveOut(name, reason);
         return NO_SLOT;
