@@ -255,10 +255,10 @@ void IndexBuilder::SetDurations(Track& track) {
         if (ticks == 0 && track.kind == StreamKind::Video) ticks = track.frameTicks;
         if (ticks == 0 && track.kind == StreamKind::Audio && !last)
             ticks = std::max<int64>(SubTime(records[i + 1].time, records[i].time), 0);
-        int64 duration = ToMicroseconds(ticks, track.timeBase);
-        if (duration == 0 && last && i != 0 && track.kind == StreamKind::Audio) duration = records[i - 1].duration;
-        if (duration == 0 && track.kind == StreamKind::Video) duration = 1;
-        records[i].duration = Saturate(duration);
+        int64 length = ToMicroseconds(ticks, track.timeBase);
+        if (length == 0 && last && i != 0 && track.kind == StreamKind::Audio) length = records[i - 1].duration;
+        if (length == 0 && track.kind == StreamKind::Video) length = 1;
+        records[i].duration = Saturate(length);
     }
 }
 
