@@ -134,7 +134,7 @@ void IndexBuilder::NoteEnd(int code) {
     for (StreamInfo const& info : file.GetStreams()) {
         int const stated = avformat_index_get_entries_count(reader.streams[info.index]);
         auto const found = tracks[static_cast<std::size_t>(info.index)].index.records.size();
-        if (info.HasPackets() && stated > 0 && found < static_cast<std::size_t>(stated)) cutOff = true;
+        if (info.HasPackets() && !info.derived && stated > 0 && found < static_cast<std::size_t>(stated)) cutOff = true;
     }
 }
 
@@ -255,10 +255,10 @@ void IndexBuilder::SetDurations(Track& track) {
         if (ticks == 0 && track.kind == StreamKind::Video) ticks = track.frameTicks;
         if (ticks == 0 && track.kind == StreamKind::Audio && !last)
             ticks = std::max<int64>(SubTime(records[i + 1].time, records[i].time), 0);
-        int64 duration = ToMicroseconds(ticks, track.timeBase);
-        if (duration == 0 && last && i != 0 && track.kind == StreamKind::Audio) duration = records[i - 1].duration;
-        if (duration == 0 && track.kind == StreamKind::Video) duration = 1;
-        records[i].duration = Saturate(duration);
+        int64 length = ToMicroseconds(ticks, track.timeBase);
+        if (length == 0 && last && i != 0 && track.kind == StreamKind::Audio) length = records[i - 1].duration;
+        if (length == 0 && track.kind == StreamKind::Video) length = 1;
+        records[i].duration = Saturate(length);
     }
 }
 
@@ -268,7 +268,9 @@ void IndexBuilder::FindDuration() {
     duration = last;
     bool const guessed = reader.duration_estimation_method == AVFMT_DURATION_FROM_BITRATE;
     if (reader.duration > 0 && !guessed) {
-        int64 const start = HasValue(reader.start_time) ? reader.start_time : 0;
+        // Matroska counts from its own 0, not from its first packet.
+        bool const fromZero = std::string_view(reader.iformat->name).starts_with("matroska");
+        int64 const start = HasValue(reader.start_time) && !fromZero ? reader.start_time : 0;
         int64 const stated = SubTime(AddTime(start, reader.duration), ToMicroseconds(zeroTick, zeroBase));
         // A second is more than any container rounds.
         if (stated > AddTime(last, SECOND)) {

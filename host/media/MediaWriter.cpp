@@ -186,7 +186,7 @@ AVStream* MediaWriter::NewStream() {
 
 int MediaWriter::AddStream(Conf::IFormatCodec const& format, StreamKind kind, StreamInfo const* source) {
     std::string const name = NameOf(format, kind, source, slots.size());
-    if (source && source->derived && IsMov(*container)) return NO_SLOT;
+    if (source && source->derived && CarriesChapters(*container)) return NO_SLOT;
     if (std::string const reason = CanCarry(format, kind); !reason.empty()) {
         LeaveOut(name, reason);
         return NO_SLOT;
@@ -210,6 +210,10 @@ void MediaWriter::FillParameters(AVStream& stream, Conf::IFormatCodec const& for
     parameters.codec_type = TypeOf(kind);
     parameters.codec_id = CodecOf(format);
     parameters.codec_tag = ChooseTag(*container, parameters);
+    // A block size carried over from another AVI makes readers count bytes where packets differ in size.
+    bool const framed = parameters.codec_id == AV_CODEC_ID_AAC || parameters.codec_id == AV_CODEC_ID_MP3 ||
+                        parameters.codec_id == AV_CODEC_ID_AC3 || parameters.codec_id == AV_CODEC_ID_EAC3;
+    if (framed && std::string_view(container->name) == "avi") parameters.block_align = 0;
     CopyExtradata(parameters, format.GetExtradata().get());
     FillDictionary(&stream.metadata, format.GetMetadata());
 }

@@ -56,7 +56,7 @@ constexpr Clip CLIPS[] = {
     {"h264", "flv", "-i @h264.mp4 -map 0 -c copy"},
     {"h264", "h264", "-i @h264.mp4 -an -c copy"},
     {"h264-nob", "mp4", VIDEO_6S " " X264 " -g 50 -bf 0"},
-    {"h264-open", "mp4", VIDEO_6S " " X264 " -x264-params keyint=25:open-gop=1:bframes=3:scenecut=0:b-adapt=0"},
+    {"h264-open", "mp4", VIDEO_6S " " X264 " -x264-params keyint=27:open-gop=1:bframes=3:scenecut=0:b-adapt=0"},
     {"h264-open", "ts", "-i @h264-open.mp4 -map 0 -c copy"},
     {"h264-open", "mkv", "-i @h264-open.mp4 -map 0 -c copy"},
     {"h264-onekey", "mp4", VIDEO_6S " " X264 " -g 1000 -keyint_min 1000 -sc_threshold 0"},
@@ -88,7 +88,7 @@ constexpr Clip CLIPS[] = {
     {"rich", "mkv",
      "-i @h264.mp4 -f lavfi -i sine=f=880:r=44100:d=6 -i %lines.srt -i %chapters.txt -map 0:v -map 0:a -map 1 -map 2 "
      "-map_metadata 3 -c:v copy -c:a:0 copy -c:a:1 ac3 -c:s srt -metadata:s:a:0 language=eng -metadata:s:a:1 "
-     "language=ger -metadata:s:a:1 title=Second -attach %font.ttf -metadata:s:t mimetype=font/ttf"},
+     "language=ger -metadata:s:a:1 title=Second -attach %font.ttf -metadata:s:t mimetype=application/x-truetype-font"},
     {"rich", "mp4",
      "-i @h264.mp4 -f lavfi -i sine=f=880:r=44100:d=6 -i %lines.srt -i %chapters.txt -map 0:v -map 0:a -map 1 -map 2 "
      "-map_metadata 3 -c:v copy -c:a:0 copy -c:a:1 aac -c:s mov_text -metadata:s:a:0 language=eng -metadata:s:a:1 "

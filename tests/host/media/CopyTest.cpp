@@ -32,13 +32,13 @@ class PlainCopy : public testing::TestWithParam<Copy> {};
 INSTANTIATE_TEST_SUITE_P(
     Media, PlainCopy,
     testing::Values(Copy{"h264.mp4", "mp4"}, Copy{"h264.mov", "mov"}, Copy{"h264.mkv", "mkv"}, Copy{"h264.ts", "ts"},
-                    Copy{"h264.avi", "avi"}, Copy{"h264.mp4", "ts"}, Copy{"h264.mp4", "mkv"}, Copy{"h264.mp4", "mov"},
-                    Copy{"h264.mov", "mp4"}, Copy{"h264-ntsc.mp4", "mp4"}, Copy{"h264-vfr.mkv", "mkv"},
-                    Copy{"h264-allkey.mp4", "mp4"}, Copy{"h264-open.mp4", "mp4"}, Copy{"h264-open.mkv", "mkv"},
-                    Copy{"hevc.mp4", "mp4"}, Copy{"hevc-open.mkv", "mkv"}, Copy{"hevc-open.ts", "ts"},
-                    Copy{"mpeg2.ts", "ts"}, Copy{"mpeg4.avi", "avi"}, Copy{"mpeg4-nob.avi", "avi"},
-                    Copy{"mpeg4.mp4", "mp4"}, Copy{"vp8.webm", "webm"}, Copy{"aac.m4a", "m4a"}, Copy{"mp3.mp3", "mp3"},
-                    Copy{"flac.flac", "flac"}, Copy{"pcm.wav", "wav"}, Copy{"aac.aac", "aac"}, Copy{"rich.mkv", "mkv"}),
+                    Copy{"h264.mp4", "ts"}, Copy{"h264.mp4", "mkv"}, Copy{"h264.mp4", "mov"}, Copy{"h264.mov", "mp4"},
+                    Copy{"h264-ntsc.mp4", "mp4"}, Copy{"h264-vfr.mkv", "mkv"}, Copy{"h264-allkey.mp4", "mp4"},
+                    Copy{"h264-open.mp4", "mp4"}, Copy{"h264-open.mkv", "mkv"}, Copy{"hevc.mp4", "mp4"},
+                    Copy{"hevc-open.mkv", "mkv"}, Copy{"hevc-open.ts", "ts"}, Copy{"mpeg2.ts", "ts"},
+                    Copy{"mpeg4.avi", "avi"}, Copy{"mpeg4-nob.avi", "avi"}, Copy{"mpeg4.mp4", "mp4"},
+                    Copy{"vp8.webm", "webm"}, Copy{"aac.m4a", "m4a"}, Copy{"mp3.mp3", "mp3"}, Copy{"flac.flac", "flac"},
+                    Copy{"pcm.wav", "wav"}, Copy{"aac.aac", "aac"}, Copy{"rich.mkv", "mkv"}),
     PrintCopy);
 
 bool Has(std::int64_t time) {
@@ -100,9 +100,21 @@ TEST_P(PlainCopy, KeepsTheTimesOfEachStream) {
         std::vector<int64> const& b = after->GetIndex(info.index).GetTimes();
         ASSERT_EQ(a.size(), b.size());
         AVRational const tick = after->GetStreams()[static_cast<std::size_t>(info.index)].native->timeBase;
-        int64 const allowed = av_rescale_q_rnd(1, tick, MICROSECONDS, AV_ROUND_UP) + 1;
+        // The writer of Matroska moves Opus by its pre-skip once more, in the ffmpeg command's copy as well.
+        int64 const moved = info.codec == "opus" ? 7000 : 0;
+        int64 const allowed = av_rescale_q_rnd(1, tick, MICROSECONDS, AV_ROUND_UP) + 1 + moved;
         for (std::size_t i = 0; i < a.size(); ++i) ASSERT_NEAR(a[i], b[i], allowed) << "packet " << i;
     }
+}
+
+// The ffmpeg command carries the block size over, and the times of its copy are wrong.
+TEST(Copy, AacInAviKeepsItsTimes) {
+    ScratchFolder const folder;
+    CopyFile(TestMedia("h264.avi"), folder / "out.avi");
+    iptr<MediaFile> const before = MediaFile::Open(TestMedia("h264.avi"));
+    iptr<MediaFile> const after = MediaFile::Open(folder / "out.avi");
+    EXPECT_EQ(after->GetIndex(0).GetTimes(), before->GetIndex(0).GetTimes());
+    EXPECT_EQ(after->GetIndex(1).GetTimes(), before->GetIndex(1).GetTimes());
 }
 
 TEST(Copy, TransportStreamKeysOfOpenGroupsCarryTheirHeaders) {

@@ -90,7 +90,7 @@ TEST_P(SeekClip, ReadingAgreesWithTheLibraryPacketForPacket) {
     iptr<MediaFile> const file = MediaFile::Open(path);
     std::map<int, std::vector<RawPacket>> const raw = ReadBack(path);
     for (StreamInfo const& info : file->GetStreams()) {
-        if (!info.HasPackets()) continue;
+        if (!info.HasPackets() || info.derived) continue;
         std::vector<Item> const items = ReadStraight(*file, info.index);
         std::vector<RawPacket> const& packets = raw.at(info.index);
         ASSERT_EQ(items.size(), packets.size());
@@ -120,7 +120,7 @@ TEST(DemuxStream, EndIsNullAgainAndAgain) {
     EXPECT_EQ(ReadItems(*stream).size(), 150u);
     EXPECT_FALSE(stream->Read());
     EXPECT_FALSE(stream->Read());
-    EXPECT_EQ(stream->GetPosition(), 6000000);
+    EXPECT_EQ(stream->GetPosition(), 5960000);  // the last one in decoding order is a B picture
 }
 
 TEST(DemuxStream, PositionIsTheEndOfTheLastItem) {

@@ -232,7 +232,8 @@ TEST(Writer, DecodingTimesAreMadeToRise) {
     writer->Finish();
     EXPECT_THAT(writer->GetWarnings(), IsEmpty());
     int64 before = NO_VALUE;
-    for (RawPacket const& packet : ReadBack(folder / "a.mp4").at(0)) {
+    auto const streams = ReadBack(folder / "a.mp4");
+    for (RawPacket const& packet : streams.at(0)) {
         EXPECT_GT(packet.dts, before);
         EXPECT_GE(packet.pts, packet.dts);
         before = packet.dts;
