@@ -146,6 +146,15 @@ void CutSession::Start() {
     for (CutTrack& track : tracks) track.stream->DoSeek();
     for (CutTrack& track : tracks) track.stream->FinishSeek();
     cuts = controller->GetCutSettings();
+    WarnOfMovedEnds(settings);
+}
+
+void CutSession::WarnOfMovedEnds(Proc::SettingsFilterCutController const& asked) {
+    if (cuts == asked) return;
+    std::string ranges;
+    for (auto const& [begin, end] : GetRemoved(cuts, file->GetDuration()))
+        ranges += (ranges.empty() ? "" : ", ") + ShortTime(begin) + " - " + ShortTime(end);
+    warnings.push_back("removed ranges widened to whole groups of pictures: " + ranges);
 }
 
 void CutSession::Adjust(CutTrack const& track, iptr<Proc::IDataPacket> const& packet) const {
@@ -198,7 +207,9 @@ CutReport CutSession::MakeReport() const {
                 " pictures go that are shown ahead of a key picture whose group is removed or cut");
         if (int64 const seams = CountOpenSeams(track, list); seams != 0)
             report.warnings.push_back(name + std::to_string(seams) +
-                                      " joints at open groups: a decoder may withhold up to 16 pictures at each");
+                                      " joints at open groups: a decoder may withhold up to 16 pictures at each, and "
+                                      "pictures beside it that refer "
+                                      "to the removed ones may differ");
     }
     return report;
 }

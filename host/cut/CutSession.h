@@ -45,6 +45,7 @@ class CutSession {
     void DescribeMode(CutTrack& track, std::string const& refusal) const;
     std::vector<int64> FindPictureTimes() const;
     void Fill(CutTrack& track);
+    void WarnOfMovedEnds(Proc::SettingsFilterCutController const& asked);
     void Adjust(CutTrack const& track, iptr<Proc::IDataPacket> const& packet) const;
 
     CutRequest const request;

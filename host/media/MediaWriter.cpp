@@ -407,6 +407,8 @@ void MediaWriter::Close() {
                                " packets were moved to rise in time");
 }
 
-void MediaWriter::Commit() { file.Commit(); }
+void MediaWriter::Commit() {
+    file.Commit();
+}
 
 }  // namespace Tarsel::Host

@@ -89,7 +89,8 @@ RandomAccess ClassifyHevc(NalWalker walker) {
     return RandomAccess::None;
 }
 
-/// Whether an H.263 picture is intra coded (ITU-T H.263, 5.1.1 to 5.1.4). The library's parser marks every picture as a key.
+/// Whether an H.263 picture is intra coded (ITU-T H.263, 5.1.1 to 5.1.4). The library's parser marks every picture as a
+/// key.
 bool IsIntraH263(u8 const* data, std::size_t size) {
     constexpr std::size_t HEADER = 8;
     constexpr unsigned EXTENDED = 7;  // source format: the extended picture type follows

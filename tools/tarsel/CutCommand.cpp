@@ -37,7 +37,7 @@ std::string NotARange(std::string const& text) {
 void CheckUsage(CutOptions const& options) {
     if (options.remove.empty() == options.keep.empty())
         TARSEL_THROW(CLI::ValidationError, options.remove.empty() ? "--remove or --keep is required"
-                                                          : "--remove and --keep can't be used in one call");
+                                                                  : "--remove and --keep can't be used in one call");
     if (options.request.output.empty() && !options.plan) TARSEL_THROW(CLI::RequiredError, "-o,--output");
     if (options.plan && options.request.verify)
         TARSEL_THROW(CLI::ValidationError, "--verify needs a result: it can't be used with --plan");

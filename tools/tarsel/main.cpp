@@ -1,11 +1,14 @@
 #include <glog/logging.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <new>
+#include <string>
 
 #include "host/cut/CutErrors.h"
+#include "host/media/LibavLog.h"
 #include "tools/tarsel/Program.h"
 #include "tools/tarsel/Signals.h"
 
@@ -19,6 +22,7 @@ void SetUpLogging(char const* program, int verbosity) {
     FLAGS_minloglevel = verbosity > 0 ? google::INFO : google::ERROR;
     FLAGS_v = verbosity;
     google::InitGoogleLogging(program);
+    Host::RouteLibavLog();
 }
 
 /// Runs the action and turns whatever it throws into a message and an exit code.
@@ -34,6 +38,12 @@ int Run(Action const& action) {
         std::fprintf(stderr, "tarsel: %s\n", failure.what());
     }
     return EXIT_FAILED;
+}
+
+bool HasCommand(CLI::App& program, std::string const& name) {
+    auto const commands = program.get_subcommands([](CLI::App*) { return true; });
+    return std::any_of(commands.begin(), commands.end(),
+                       [&](CLI::App const* command) { return command->get_name() == name; });
 }
 
 int Main(int count, char** arguments) {
@@ -52,6 +62,10 @@ int Main(int count, char** arguments) {
     AddDemoCommand(program, chosen);
     AddFiltersCommand(program, chosen);
     AddProbeCommand(program, chosen);
+    if (count > 1 && arguments[1][0] != '-' && !HasCommand(program, arguments[1])) {
+        std::fprintf(stderr, "tarsel: there is no command \"%s\"; see tarsel --help\n", arguments[1]);
+        return EXIT_USAGE;
+    }
     try {
         program.parse(count, arguments);
     } catch (CLI::ParseError const& error) {
