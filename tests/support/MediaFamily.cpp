@@ -96,10 +96,10 @@ void AddH264(Table& table) {
     table.Add("h264-long-groups.mp4", Inputs(TEST_PATTERN, "25", 26) + X264 + aac +
                                           " -x264-params keyint=160:min-keyint=160:scenecut=0:bframes=3");
     table.Add("h264-silent.mp4", Silent(TEST_PATTERN, "25", 8) + closed);
-    // Large enough that a cut of it takes a while, for the tests that interrupt one: noise does not compress.
+    // One long group of noise, which is slow to encode again: for the tests that interrupt a cut.
     table.Add("h264-heavy.mp4",
-              "-f lavfi -i testsrc2=s=640x480:r=25,noise=alls=60:allf=t -t 40 -c:v libx264 -preset ultrafast"
-              " -pix_fmt yuv420p -qp 12 -x264-params keyint=500:min-keyint=500:scenecut=0");
+              "-f lavfi -i testsrc2=s=480x360:r=25,noise=alls=40:allf=t -t 16 -c:v libx264 -preset ultrafast"
+              " -pix_fmt yuv420p -qp 26 -x264-params keyint=400:min-keyint=400:scenecut=0");
 }
 
 void AddRichFiles(Table& table) {

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -46,11 +47,19 @@ pid_t Start(std::vector<std::string> const& command, Pipe const& out, Pipe const
     posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_adddup2(&actions, out.writeEnd, 1);
     posix_spawn_file_actions_adddup2(&actions, err.writeEnd, 2);
+    // A test that runs in a shell's background ignores SIGINT; the program must start as from a terminal.
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    sigset_t all;
+    sigfillset(&all);
+    posix_spawnattr_setsigdefault(&attributes, &all);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
     std::vector<char*> arguments;
     for (auto const& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);
     pid_t pid = 0;
-    int const failure = posix_spawnp(&pid, arguments[0], &actions, nullptr, arguments.data(), environ);
+    int const failure = posix_spawnp(&pid, arguments[0], &actions, &attributes, arguments.data(), environ);
+    posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
     if (failure != 0) TARSEL_THROW(std::runtime_error, "can't start " + command.at(0) + ": " + std::strerror(failure));
     return pid;
