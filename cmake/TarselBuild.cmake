@@ -18,7 +18,10 @@ include(CMakePackageConfigHelpers)
 
 set(TARSEL_SANITIZE "" CACHE STRING "Sanitizers to build with, as in -fsanitize=")
 
-find_program(CCACHE_PROGRAM ccache)
+# Looked for once per build folder: a ccache that is installed later would change every command, and so rebuild all.
+if(NOT DEFINED CACHE{CCACHE_PROGRAM})
+  find_program(CCACHE_PROGRAM ccache)
+endif()
 if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   # Precompiled headers hit the cache only with these three; a changed header still misses, by its content.
   set(CMAKE_CXX_COMPILER_LAUNCHER
@@ -46,18 +49,28 @@ if(TARSEL_BUILD_FUZZERS)
   target_compile_options(tarsel-build-options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
-# tarsel_library(NAME SHARED|OBJECT SOURCES ... HEADERS ... [MAP file]): one of the project's libraries.
-# Headers are named from the repository root or from the caller's folder. They stand in a file set, so that each is compiled
-# alone by the header check and installed with the library. MAP is a linker map that alone says what the library exports.
+# The header check: each header of a library compiled alone. CMake's own target all_verify_interface_header_sets does it for
+# the installed ones, this one for the private ones.
+if(PROJECT_IS_TOP_LEVEL)
+  add_custom_target(tarsel-verify-private-headers)
+endif()
+
+# tarsel_library(NAME SHARED|OBJECT SOURCES ... [HEADERS ...] [PRIVATE_HEADERS ...] [MAP file]): one of the project's libraries.
+# HEADERS stand in a file set: they are installed with the library, and the header check compiles each alone.
+# PRIVATE_HEADERS are checked too, but stay at home. MAP is a linker map that alone says what the library exports.
 function(tarsel_library name kind)
-  cmake_parse_arguments(arg "" "MAP" "SOURCES;HEADERS" ${ARGN})
+  cmake_parse_arguments(arg "" "MAP" "SOURCES;HEADERS;PRIVATE_HEADERS" ${ARGN})
   if(arg_UNPARSED_ARGUMENTS)
     message(FATAL_ERROR "tarsel_library(${name}): unknown arguments: ${arg_UNPARSED_ARGUMENTS}")
   endif()
   add_library(${name} ${kind} ${arg_SOURCES})
   target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}" FILES ${arg_HEADERS})
+  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}")
   target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:tarsel-build-options>)
   tarsel_use_pch(${name} tarsel-pch)
+  if(arg_PRIVATE_HEADERS AND PROJECT_IS_TOP_LEVEL)
+    tarsel_verify_headers(${name} ${arg_PRIVATE_HEADERS})
+  endif()
   if(kind STREQUAL "SHARED")
     set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
                                              INSTALL_RPATH "$ORIGIN")
@@ -72,6 +85,22 @@ function(tarsel_library name kind)
     target_link_options(${name} PRIVATE "-Wl,--version-script=${map}")
     set_property(TARGET ${name} APPEND PROPERTY LINK_DEPENDS "${map}")
   endif()
+endfunction()
+
+# tarsel_verify_headers(LIBRARY HEADERS...): compiles each header alone, as the library's sources are compiled.
+function(tarsel_verify_headers library)
+  foreach(header IN LISTS ARGN)
+    file(REAL_PATH "${header}" path)
+    file(RELATIVE_PATH fromRoot "${PROJECT_SOURCE_DIR}" "${path}")
+    set(source "${CMAKE_CURRENT_BINARY_DIR}/${library}-verify/${fromRoot}.cpp")
+    file(CONFIGURE OUTPUT "${source}" CONTENT "#include \"${fromRoot}\"\n" @ONLY)
+    list(APPEND sources "${source}")
+  endforeach()
+  add_library(${library}-verify-headers OBJECT EXCLUDE_FROM_ALL ${sources})
+  target_include_directories(${library}-verify-headers PRIVATE $<TARGET_PROPERTY:${library},INCLUDE_DIRECTORIES>)
+  target_compile_definitions(${library}-verify-headers PRIVATE $<TARGET_PROPERTY:${library},COMPILE_DEFINITIONS>)
+  target_link_libraries(${library}-verify-headers PRIVATE tarsel-build-options)
+  add_dependencies(tarsel-verify-private-headers ${library}-verify-headers)
 endfunction()
 
 # tarsel_program(NAME SOURCES ... LIBS ...): a program that is installed beside the libraries it needs.

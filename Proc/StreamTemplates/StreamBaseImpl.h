@@ -36,7 +36,7 @@ template <class T, class U>
 class StreamImpl : public virtual U, public RefCounted {
   public:
     using DataType = typename U::DataType;
-    using IStream::Initialize;
+    using U::Initialize;
 
     ~StreamImpl() override { StopReaderThread(); }
     StreamImpl(StreamImpl const&) = delete;

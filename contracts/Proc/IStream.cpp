@@ -41,6 +41,4 @@ iptr<IData> IDataSubtitle::CloneBase(bool copyPayload) const {
     return Clone(copyPayload);
 }
 
-Settings::~Settings() = default;
-
 }  // namespace Tarsel::Proc

@@ -4,9 +4,16 @@
 
 #include "contracts/Core/Export.h"
 
+namespace Tarsel::Core {
+class Property;
+}
+
 namespace Tarsel::Proc {
 
-/// Base of all settings classes. Each has a `CLASS_ID`, a default constructor, copy and assignment.
+/// Base of all settings classes. Each carries its defaults, a `CLASS_ID`, a default constructor, copy and assignment,
+/// and defines `GetClassId` in a source file, which anchors the class for casts across libraries. Its conversions are
+/// free functions beside it: `Settings2Property(settings)` and `Property2Settings...(property)`, the property named
+/// with the `CLASS_ID`.
 class TARSEL_CONTRACTS_EXPORT Settings {
   public:
     virtual ~Settings();
@@ -18,5 +25,9 @@ class TARSEL_CONTRACTS_EXPORT Settings {
     Settings(Settings const&) = default;
     Settings& operator=(Settings const&) = default;
 };
+
+/// The check with which a conversion from a property begins: throws `FilterException` "Object was initialized with
+/// incorrect class (" and the property's name unless the name is `classId`.
+TARSEL_CONTRACTS_EXPORT void RequirePropertyOf(char const* classId, Core::Property const& property);
 
 }  // namespace Tarsel::Proc

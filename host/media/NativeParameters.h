@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "contracts/Core/Export.h"
 #include "contracts/Core/RefCount.h"
 #include "host/media/FFmpeg.h"
 
@@ -12,7 +13,7 @@ namespace Tarsel::Host {
 /// What the container says of a stream beyond the format's own fields: the attachment of
 /// `IFormatCodec::GetNativeParameters`. Decoders open from it, the muxer carries it over (aspect, colour, field order,
 /// rotation, HDR side data, disposition). The header bytes of the format win over the ones here.
-class NativeParameters : public RefCounted {
+class TARSEL_HOST_EXPORT NativeParameters : public RefCounted {
   public:
     NativeParameters() : parameters(avcodec_parameters_alloc()) {}
 

@@ -1,0 +1,245 @@
+#include <algorithm>
+#include <bitset>
+#include <string>
+#include <utility>
+
+#include "Proc/CodecParsers/ExpGolomb.h"
+#include "Proc/CodecParsers/H264CodecParser.h"
+#include "Proc/CodecParsers/H264_HEVC_Common.h"
+#include "contracts/Core/BitIO.h"
+#include "contracts/Core/Exception.h"
+#include "contracts/Proc/BlobFF.h"
+
+namespace Tarsel::Proc::CodecParsers {
+
+namespace {
+
+iptr<IBlob> MakeBlob(std::string const& bytes) {
+    iptr<IBlob> blob = BlobFF::Create(reinterpret_cast<u8 const*>(bytes.data()), bytes.size());
+    if (!blob) TARSEL_THROW(Exception, "Can't create BlobFF");
+    return blob;
+}
+
+void Append(std::string& out, u8 const* data, std::size_t size) {
+    if (size != 0) out.append(reinterpret_cast<char const*>(data), size);
+}
+
+void AppendByte(std::string& out, std::size_t value) {
+    out.push_back(static_cast<char>(static_cast<u8>(value)));
+}
+
+void AppendAfterStartCode(std::string& out, NaluRange const& unit) {
+    Append(out, StartCode4, sizeof(StartCode4));
+    Append(out, unit.data, unit.size);
+}
+
+void AppendAfterLength(std::string& out, NaluRange const& unit) {
+    if (unit.size > 0xFFFF)
+        TARSEL_THROW(Exception, "Parameter set of " + std::to_string(unit.size) +
+                                    " bytes is too big for avcC header, 65535 at most");
+    AppendByte(out, unit.size >> 8);
+    AppendByte(out, unit.size);
+    Append(out, unit.data, unit.size);
+}
+
+bool IsAvcC(IBlob const* extradata) {
+    return IsAvcCHeader(extradata ? extradata->GetData() : nullptr, extradata ? extradata->GetSize() : 0);
+}
+
+NaluRangeList FindUnits(IBlob const& extradata) {
+    NaluRangeList units;
+    FindExtradataNalus(extradata.GetData(), extradata.GetSize(), units);
+    return units;
+}
+
+NaluRange GetFirst(IBlob const& extradata, u32 type) {
+    return GetFirstNaluOfType(extradata.GetData(), extradata.GetSize(), type);
+}
+
+bool SameBytes(NaluRange const& a, NaluRange const& b) {
+    return std::equal(a.data, a.data + a.size, b.data, b.data + b.size);
+}
+
+// One SPS or PPS with the number under which slices name it.
+struct NumberedSet {
+    NaluRange unit;
+    u32 id = 0;
+    u32 spsId = 0;  // of a PPS: the SPS that it refers to; of an SPS: `id`
+};
+
+struct ParameterSets {
+    std::vector<NumberedSet> sps;
+    std::vector<NumberedSet> pps;
+};
+
+NumberedSet ReadNumbers(NaluRange const& unit, u32 type) {
+    Bytes const payload = RemoveEmulationPrevention(unit.data, unit.size);
+    Core::DataBitInput in(Core::DataInputMemory::Create(payload.data(), payload.size()));
+    // Ahead of its id an SPS has the NAL header, profile, constraints and level, a PPS the NAL header alone.
+    in.ReadBits(type == H264_NALU_SPS ? 32 : 8);
+    u32 const id = ReadUE(in);
+    return {unit, id, type == H264_NALU_SPS ? id : ReadUE(in)};
+}
+
+ParameterSets FindParameterSets(IBlob const& extradata) {
+    ParameterSets sets;
+    for (NaluRange const& unit : FindUnits(extradata)) {
+        if (unit.size == 0) continue;
+        u32 const type = GetH264NaluType(unit);
+        if (type == H264_NALU_SPS) sets.sps.push_back(ReadNumbers(unit, type));
+        if (type == H264_NALU_PPS) sets.pps.push_back(ReadNumbers(unit, type));
+    }
+    return sets;
+}
+
+// The sets of `added` that `present` lacks. Two different sets under one number would make pictures decode under the
+// wrong one, so that is refused.
+std::vector<NumberedSet> FindMissing(std::vector<NumberedSet> const& present, std::vector<NumberedSet> const& added,
+                                     char const* kind) {
+    std::vector<NumberedSet> missing;
+    for (NumberedSet const& set : added) {
+        auto const same =
+            std::find_if(present.begin(), present.end(), [&](NumberedSet const& other) { return other.id == set.id; });
+        if (same == present.end())
+            missing.push_back(set);
+        else if (!SameBytes(same->unit, set.unit))
+            TARSEL_THROW(Exception, std::string("Can't merge extradata: both sides have ") + kind + " " +
+                                        std::to_string(set.id) + " and they differ");
+    }
+    return missing;
+}
+
+void RequireCount(std::size_t count, std::size_t limit, char const* kind) {
+    if (count > limit)
+        TARSEL_THROW(Exception, std::string("Can't merge extradata: ") + std::to_string(count) + " " + kind +
+                                    ", avcC header holds " + std::to_string(limit) + " at most");
+}
+
+// What stands behind the last PPS of avcC: the fields of the higher profiles.
+std::string GetAvccTail(IBlob const& avcc) {
+    NaluRangeList units;
+    FindAvccHeaderNalus(avcc.GetData(), avcc.GetSize(), units);
+    // Header, both counts, and a length in front of each unit.
+    std::size_t used = 7;
+    for (NaluRange const& unit : units) used += 2 + unit.size;
+    return std::string(reinterpret_cast<char const*>(avcc.GetData()) + used, avcc.GetSize() - used);
+}
+
+}  // namespace
+
+iptr<IBlob> H264_Extradata_Mp4toAnnexB(iptr<IBlob> extradata) {
+    if (!extradata || !IsAvcC(extradata.get())) return extradata;
+    std::string out;
+    for (NaluRange const& unit : FindUnits(*extradata)) AppendAfterStartCode(out, unit);
+    return MakeBlob(out);
+}
+
+iptr<IBlob> H264_Extradata_AnnexBtoMp4(iptr<IBlob> extradata) {
+    if (IsAvcC(extradata.get())) return extradata;
+    NaluRangeList const units = FindUnits(*extradata);
+    NaluRangeList const sps = FilterNalusByType(units, H264_NALU_SPS);
+    NaluRangeList const pps = FilterNalusByType(units, H264_NALU_PPS);
+    if (sps.empty() || pps.empty()) TARSEL_THROW(Exception, "No sps or pps found!");
+    if (sps.front().size <= 3)
+        TARSEL_THROW(Exception, "At least 4 bytes requires from first sps to form the avcc header");
+    std::string out;
+    AppendByte(out, 1);                    // configurationVersion
+    Append(out, sps.front().data + 1, 3);  // AVCProfileIndication, profile_compatibility, AVCLevelIndication
+    AppendByte(out, 0xFF);                 // lengthSizeMinusOne 3
+    AppendByte(out, 0xE0 | sps.size());    // meant: the count isn't masked to its five bits
+    for (NaluRange const& unit : sps) AppendAfterLength(out, unit);
+    AppendByte(out, pps.size());
+    for (NaluRange const& unit : pps) AppendAfterLength(out, unit);
+    return MakeBlob(out);
+}
+
+iptr<IBlob> MergeH264Extradata(iptr<IBlob> first, iptr<IBlob> second) {
+    std::string out;
+    if (!IsAvcC(first.get())) {
+        Append(out, first->GetData(), first->GetSize());
+        if (!IsAvcC(second.get()))
+            Append(out, second->GetData(), second->GetSize());
+        else
+            for (NaluRange const& unit : FindUnits(*second)) AppendAfterStartCode(out, unit);
+        return MakeBlob(out);
+    }
+    // Looked for first: an avcC too short for its fixed head is refused here. The check of `second` is for null.
+    NaluRange const sps = GetFirst(*first, H264_NALU_SPS);
+    IsAvcC(second.get());
+    Append(out, first->GetData(), 5);
+    AppendByte(out, 0xE2);
+    AppendAfterLength(out, sps);
+    AppendAfterLength(out, GetFirst(*second, H264_NALU_SPS));
+    AppendByte(out, 2);
+    AppendAfterLength(out, GetFirst(*first, H264_NALU_PPS));
+    AppendAfterLength(out, GetFirst(*second, H264_NALU_PPS));
+    return MakeBlob(out);
+}
+
+u32 GetFirstFreeParameterSetId(iptr<IBlob> extradata) {
+    if (!extradata) return 1;
+    u32 lowest = 0;
+    NaluRangeList const units = FindUnits(*extradata);
+    for (u32 const type : {H264_NALU_SPS, H264_NALU_PPS}) {
+        for (NaluRange const& unit : FilterNalusByType(units, type)) {
+            Core::DataBitInput in(Core::DataInputMemory::Create(unit.data, unit.size));
+            in.ReadBits(type == H264_NALU_SPS ? 32 : 8);
+            // Meant: the value starts at 0, so no id is ever below it, and the answer is always 1.
+            lowest = std::min(lowest, ReadUE(in));
+        }
+    }
+    return lowest + 1;
+}
+
+bool HasOnlyOneSpsAndPpsOtherThanId1(iptr<IBlob> extradata) {
+    if (!extradata) return false;
+    ParameterSets const sets = FindParameterSets(*extradata);
+    return sets.sps.size() == 1 && sets.pps.size() == 1 && sets.sps[0].id != 1 && sets.pps[0].id != 1;
+}
+
+iptr<IBlob> MergeAllH264ParameterSets(iptr<IBlob> source, iptr<IBlob> encoder) {
+    bool const avcc = IsAvcC(source.get());
+    IsAvcC(encoder.get());  // refuses null and empty
+    ParameterSets const present = FindParameterSets(*source);
+    ParameterSets const added = FindParameterSets(*encoder);
+    if (added.sps.empty() || added.pps.empty()) TARSEL_THROW(Exception, "No sps or pps found!");
+    auto const sps = FindMissing(present.sps, added.sps, "SPS");
+    auto const pps = FindMissing(present.pps, added.pps, "PPS");
+    std::string out;
+    if (!avcc) {
+        Append(out, source->GetData(), source->GetSize());
+        for (NumberedSet const& set : sps) AppendAfterStartCode(out, set.unit);
+        for (NumberedSet const& set : pps) AppendAfterStartCode(out, set.unit);
+        return MakeBlob(out);
+    }
+    RequireCount(present.sps.size() + sps.size(), 31, "SPS");
+    RequireCount(present.pps.size() + pps.size(), 255, "PPS");
+    Append(out, source->GetData(), 5);
+    AppendByte(out, 0xE0 | (present.sps.size() + sps.size()));
+    for (auto const* list : {&present.sps, &sps})
+        for (NumberedSet const& set : *list) AppendAfterLength(out, set.unit);
+    AppendByte(out, present.pps.size() + pps.size());
+    for (auto const* list : {&present.pps, &pps})
+        for (NumberedSet const& set : *list) AppendAfterLength(out, set.unit);
+    return MakeBlob(out + GetAvccTail(*source));
+}
+
+std::optional<u32> FindFreeParameterSetId(iptr<IBlob> extradata) {
+    if (!extradata) return std::nullopt;
+    constexpr u32 COUNT = 32;  // seq_parameter_set_id is 0 to 31
+    std::bitset<COUNT> taken;
+    auto const take = [&taken](u32 id) {
+        if (id < COUNT) taken.set(id);
+    };
+    ParameterSets const sets = FindParameterSets(*extradata);
+    for (NumberedSet const& set : sets.sps) take(set.id);
+    for (NumberedSet const& set : sets.pps) {
+        take(set.id);
+        take(set.spsId);  // an SPS that only the packets carry
+    }
+    for (u32 id = 0; id < COUNT; ++id)
+        if (!taken.test(id)) return id;
+    return std::nullopt;
+}
+
+}  // namespace Tarsel::Proc::CodecParsers

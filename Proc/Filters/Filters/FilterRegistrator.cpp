@@ -1,0 +1,41 @@
+#include "Proc/Filters/Filters/FilterRegistrator.h"
+
+#include "Proc/Filters/Filters/FilterCutController.h"
+#include "Proc/Filters/Filters/FilterStreamMetadataUpdater.h"
+#include "contracts/Proc/ImplNames.h"
+#include "contracts/Proc/SettingsStreamMetadataUpdater.h"
+
+namespace Tarsel::Proc {
+
+namespace {
+
+/// Filters with an interface of their own, in slot order, all under `ImplNames::TARSEL`.
+void RegisterDedicated(IFilterFactoryRegistrator& registrator) {
+    registrator.RegisterFilterCutController(ImplNames::TARSEL, FilterCutController::Create);
+}
+
+/// Filters that take their settings as an object: audio, video, subtitle, raw.
+void RegisterWithSettings(IFilterFactoryRegistrator& registrator) {
+    registrator.RegisterFilterAudioEx(
+        SettingsStreamMetadataUpdater::CLASS_ID, ImplNames::TARSEL,
+        [](iptr<IStreamAudio> const& source, Settings const& settings) {
+            return Details::MakeInitialized<IStreamAudioEx, FilterStreamMetadataUpdater<IStreamAudio>>(settings, source,
+                                                                                                       settings);
+        });
+
+    registrator.RegisterFilterVideoEx(
+        SettingsStreamMetadataUpdater::CLASS_ID, ImplNames::TARSEL,
+        [](iptr<IStreamVideo> const& source, Settings const& settings) {
+            return Details::MakeInitialized<IStreamVideoEx, FilterStreamMetadataUpdater<IStreamVideo>>(settings, source,
+                                                                                                       settings);
+        });
+}
+
+}  // namespace
+
+}  // namespace Tarsel::Proc
+
+void FilterRegistrator(Tarsel::Proc::IFilterFactoryRegistrator& registrator) {
+    Tarsel::Proc::RegisterDedicated(registrator);
+    Tarsel::Proc::RegisterWithSettings(registrator);
+}

@@ -1,0 +1,7 @@
+#include "host/cut/CutErrors.h"
+
+namespace Tarsel::Host {
+
+VerificationMismatch::~VerificationMismatch() noexcept = default;
+
+}  // namespace Tarsel::Host

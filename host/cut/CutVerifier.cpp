@@ -1,0 +1,215 @@
+#include "host/cut/CutVerifier.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+
+#include "contracts/Core/Exception.h"
+#include "host/cut/CutErrors.h"
+#include "host/media/AudioDecoder.h"
+#include "host/media/PacketScan.h"
+#include "host/media/VideoDecoder.h"
+
+extern "C" {
+#include <libavutil/md5.h>
+#include <libavutil/mem.h>
+}
+
+namespace Tarsel::Host {
+
+namespace {
+
+constexpr u8 H264_SPS = 7;
+constexpr u8 H264_PPS = 8;
+constexpr u8 H264_DELIMITER = 9;
+constexpr u8 HEVC_VPS = 32;
+constexpr u8 HEVC_DELIMITER = 35;
+constexpr std::size_t ADTS_HEADER = 7;
+constexpr std::size_t ADTS_CRC = 2;
+
+/// Whether a unit belongs to the container's business: parameter sets and delimiters.
+bool IsFraming(bool hevc, u8 firstByte) {
+    if (hevc) {
+        u8 const type = (firstByte >> 1) & 0x3F;
+        return type >= HEVC_VPS && type <= HEVC_DELIMITER;
+    }
+    u8 const type = firstByte & 0x1F;
+    return type >= H264_SPS && type <= H264_DELIMITER;
+}
+
+class Digest {
+  public:
+    Digest() : context(av_md5_alloc(), av_free) { av_md5_init(context.get()); }
+    void Add(u8 const* data, std::size_t count) {
+        if (count != 0) av_md5_update(context.get(), data, count);
+        size += count;
+    }
+    std::array<u8, 16> Finish() {
+        std::array<u8, 16> sum{};
+        av_md5_final(context.get(), sum.data());
+        return sum;
+    }
+    std::size_t GetSize() const { return size; }
+
+  private:
+    std::unique_ptr<AVMD5, void (*)(void*)> context;
+    std::size_t size = 0;
+};
+
+/// Adds what counts of a payload. `format` tells the framing.
+void AddPayload(Digest& digest, std::string const& codec, Conf::IFormatCodec const& format, u8 const* data,
+                std::size_t size) {
+    bool const hevc = codec == "hevc";
+    if (hevc || codec == "h264") {
+        auto const extradata = format.GetExtradata();
+        auto const framing =
+            FramingOf(hevc ? AV_CODEC_ID_HEVC : AV_CODEC_ID_H264, extradata ? extradata->GetData() : nullptr,
+                      extradata ? extradata->GetSize() : 0);
+        NalWalker walker(data, size, framing);
+        while (walker.Next()) {
+            std::size_t unit = walker.GetSize();
+            // Zero bytes behind a unit belong to the framing, not to the unit.
+            while (unit != 0 && walker.GetData()[unit - 1] == 0) --unit;
+            if (unit != 0 && !IsFraming(hevc, walker.GetData()[0])) digest.Add(walker.GetData(), unit);
+        }
+        return;
+    }
+    if (codec == "aac" && size > ADTS_HEADER && data[0] == 0xFF && (data[1] & 0xF6) == 0xF0) {
+        std::size_t const header = ADTS_HEADER + ((data[1] & 1) ? 0 : ADTS_CRC);
+        digest.Add(data + std::min(header, size), size - std::min(header, size));
+        return;
+    }
+    digest.Add(data, size);
+}
+
+[[noreturn]] void Differs(CutTrack const& track, std::string const& what) {
+    TARSEL_THROW(VerificationMismatch,
+                 "stream #" + std::to_string(track.info->index) + " (" + track.info->codec + "): " + what);
+}
+
+bool FindTail(std::string const& codec, u8 const* data, std::size_t size, std::size_t wanted, u8 const*& start) {
+    // MPEG sequence headers may stand in front of a key packet: what counts is the packet's end.
+    bool const prefixed = codec == "mpeg4" || codec == "mpeg2video" || codec == "mpeg1video";
+    if (!prefixed || size < wanted) return false;
+    start = data + (size - wanted);
+    return true;
+}
+
+}  // namespace
+
+void CutVerifier::Note(CutTrack const& track, Proc::IDataPacket const& packet) {
+    auto const slot = static_cast<std::size_t>(track.slot);
+    if (streams.size() <= slot) streams.resize(slot + 1);
+    Stream& stream = streams[slot];
+    auto const payload = packet.GetBlob();
+    Digest digest;
+    auto const format = track.stream->GetFormatCodec();
+    AddPayload(digest, format->GetCodecID(), *format, payload->GetData(), payload->GetSize());
+    stream.packets.push_back({digest.Finish(), digest.GetSize(), packet.GetTime()});
+    int64 const end = AddTime(packet.GetTime(), packet.GetDuration());
+    if (HasValue(end)) stream.end = std::max(stream.end, end);
+    if (HasValue(packet.GetDuration())) stream.longestPacket = std::max(stream.longestPacket, packet.GetDuration());
+}
+
+void CutVerifier::Check(std::string const& path, std::vector<CutTrack> const& tracks,
+                        ProgressCallback const& progress) const {
+    iptr<MediaFile> const file = MediaFile::Open(path);
+    for (CutTrack const& track : tracks) {
+        auto const slot = static_cast<std::size_t>(track.slot);
+        Stream const noted = slot < streams.size() ? streams[slot] : Stream();
+        if (slot >= file->GetStreams().size()) {
+            if (noted.packets.empty()) continue;
+            Differs(track, "the result has no such stream");
+        }
+        ComparePackets(*file, track, noted);
+        Decode(*file, track, noted, progress);
+    }
+    CheckEnds(tracks);
+}
+
+void CutVerifier::ComparePackets(MediaFile& file, CutTrack const& track, Stream const& noted) const {
+    auto const& info = file.GetStreams()[static_cast<std::size_t>(track.slot)];
+    iptr<Proc::IStreamRaw> const stream = file.OpenStream(info.index);
+    int64 const start = file.GetIndex(info.index).GetStartTime();
+    stream->RequestSeek(HasValue(start) ? std::min<int64>(start, 0) : 0, nullptr);
+    stream->DoSeek();
+    std::size_t count = 0;
+    for (iptr<Proc::IDataPacket> packet = stream->Read(); packet; packet = stream->Read(), ++count) {
+        if (count >= noted.packets.size()) continue;
+        Noted const& wanted = noted.packets[count];
+        auto const payload = packet->GetBlob();
+        u8 const* data = payload->GetData();
+        std::size_t size = payload->GetSize();
+        u8 const* tail = nullptr;
+        if (FindTail(info.codec, data, size, wanted.size, tail)) {
+            data = tail;
+            size = wanted.size;
+        }
+        Digest digest;
+        AddPayload(digest, info.codec, *stream->GetFormatCodec(), data, size);
+        if (digest.Finish() != wanted.digest)
+            Differs(track,
+                    "packet " + std::to_string(count) + " at " + ShortTime(wanted.time) + " is not what was written");
+    }
+    if (count != noted.packets.size())
+        Differs(track, std::to_string(count) + " packets in the result, " + std::to_string(noted.packets.size()) +
+                           " were written");
+}
+
+void CutVerifier::Decode(MediaFile& file, CutTrack const& track, Stream const& noted,
+                         ProgressCallback const& progress) const {
+    if (noted.packets.empty()) return;
+    auto const stream = file.OpenStream(file.GetStreams()[static_cast<std::size_t>(track.slot)].index);
+    DecoderOptions options;
+    options.threading = DecoderOptions::Threading::Frames;
+    // At the joint of an open group a decoder may speak of missing references: that is announced, not a fault.
+    bool const open =
+        track.mode != CutMode::Reencode && (track.index->HasLeadingPictures() || !track.index->IsEveryKeyIdr());
+    options.strictness = open ? DecoderOptions::Strictness::Lenient : DecoderOptions::Strictness::Errors;
+    auto const run = [&](auto const& decoder) {
+        std::size_t frames = 0;
+        decoder->RequestSeek(0, nullptr);
+        decoder->DoSeek();
+        for (auto frame = decoder->Read(); frame; frame = decoder->Read()) {
+            ++frames;
+            if (progress) progress(frame->GetTime(), noted.end);
+        }
+        return frames;
+    };
+    try {
+        if (track.info->kind == StreamKind::Audio) {
+            if (run(AudioDecoder::Create(stream, "", options)) == 0) Differs(track, "nothing decodes");
+        } else if (track.IsVideo()) {
+            std::size_t const frames = run(VideoDecoder::Create(stream, "", options));
+            std::string const& codec = file.GetStreams()[static_cast<std::size_t>(track.slot)].codec;
+            bool const hidden = codec == "vp8" || codec == "vp9";
+            if (open ? frames == 0 : hidden ? frames > noted.packets.size() : frames != noted.packets.size())
+                Differs(track, std::to_string(frames) + " pictures decode, " + std::to_string(noted.packets.size()) +
+                                   " were planned");
+        }
+    } catch (Proc::ProcException const& failure) {
+        Differs(track, std::string("does not decode: ") + failure.what());
+    }
+}
+
+void CutVerifier::CheckEnds(std::vector<CutTrack> const& tracks) const {
+    auto const find = [&](StreamKind kind) {
+        return std::find_if(tracks.begin(), tracks.end(), [&](CutTrack const& track) {
+            auto const slot = static_cast<std::size_t>(track.slot);
+            return track.info->kind == kind && slot < streams.size() && HasValue(streams[slot].end);
+        });
+    };
+    auto const video = find(StreamKind::Video);
+    auto const audio = find(StreamKind::Audio);
+    if (video == tracks.end() || audio == tracks.end()) return;
+    Stream const& picture = streams[static_cast<std::size_t>(video->slot)];
+    Stream const& sound = streams[static_cast<std::size_t>(audio->slot)];
+    // What the source's own streams differ by is no fault of the cut.
+    int64 const own = std::abs(SubTime(audio->index->GetEndTime(), video->index->GetEndTime()));
+    int64 const apart = std::abs(SubTime(sound.end, picture.end));
+    if (apart > own + sound.longestPacket)
+        Differs(*audio, "sound ends " + std::to_string(apart) + " us away from the picture, more than one packet (" +
+                            std::to_string(sound.longestPacket) + " us)");
+}
+
+}  // namespace Tarsel::Host

@@ -1,0 +1,118 @@
+#include "host/cut/Probe.h"
+
+#include <nlohmann/json.hpp>
+
+#include "host/cut/CutSession.h"
+#include "host/cut/RangeText.h"
+#include "host/media/MediaFile.h"
+
+namespace Tarsel::Host {
+
+namespace {
+
+std::string TextOf(Core::Property const& property, std::string const& key) {
+    return property.ChildExists(key) && property[key].HasScalar() ? property[key].GetString() : std::string();
+}
+
+ProbeReport::Stream Describe(MediaFile& file, StreamInfo const& info, CutSession& session) {
+    ProbeReport::Stream stream;
+    stream.index = info.index;
+    stream.kind = KindName(info.kind);
+    stream.codec = info.codec;
+    stream.profile = info.profile;
+    stream.framing = info.framing;
+    if (!info.HasPackets()) {
+        stream.cutMode = "whole";
+        stream.cutReason = "has no place in time: goes along as it is";
+        return stream;
+    }
+    StreamIndex const& index = file.GetIndex(info.index);
+    stream.packets = static_cast<int64>(index.GetCount());
+    if (HasValue(index.GetStartTime())) {
+        stream.startUs = index.GetStartTime();
+        stream.durationUs = SubTime(index.GetEndTime(), index.GetStartTime());
+    }
+    stream.keyframesUs = index.GetRandomAccessTimes();
+    stream.meanGroupUs = index.GetMeanGroupLength();
+    if (index.GetCount() == 0) {
+        stream.cutMode = CutModeName(CutMode::Packet);
+        stream.cutReason = "holds no packets";
+        return stream;
+    }
+    CutTrack const& track = session.AddStream(info);
+    stream.cutMode = CutModeName(track.mode);
+    stream.cutReason = track.reason;
+    return stream;
+}
+
+}  // namespace
+
+ProbeReport Probe(std::string const& path) {
+    iptr<MediaFile> const file = MediaFile::Open(path);
+    CutRequest request;
+    request.input = path;
+    CutSession session(request, file);
+    ProbeReport report;
+    report.input = path;
+    report.container = file->GetContainer();
+    report.durationUs = file->GetDuration();
+    for (StreamInfo const& info : file->GetStreams()) report.streams.push_back(Describe(*file, info, session));
+    for (Host::Chapter const& chapter : file->GetChapters())
+        report.chapters.push_back({chapter.begin, chapter.end, TextOf(chapter.metadata, "title")});
+    for (Core::Property const& entry : file->GetMetadata().Children())
+        report.metadata.emplace_back(entry.Name(), entry.HasScalar() ? entry.GetString() : std::string());
+    report.warnings = file->GetWarnings();
+    return report;
+}
+
+std::string ProbeReport::ToJson() const {
+    using Json = nlohmann::ordered_json;
+    Json document;
+    document["input"] = input;
+    document["container"] = container;
+    document["duration_us"] = durationUs;
+    document["streams"] = Json::array();
+    for (Stream const& stream : streams)
+        document["streams"].push_back(
+            {{"index", stream.index},
+             {"kind", stream.kind},
+             {"codec", stream.codec},
+             {"profile", stream.profile},
+             {"framing", stream.framing},
+             {"duration_us", stream.durationUs},
+             {"start_us", stream.startUs},
+             {"packets", stream.packets},
+             {"keyframes_us", stream.keyframesUs},
+             {"mean_group_us", HasValue(stream.meanGroupUs) ? Json(stream.meanGroupUs) : Json(nullptr)},
+             {"cut_mode", stream.cutMode},
+             {"cut_reason", stream.cutReason}});
+    document["chapters"] = Json::array();
+    for (Chapter const& chapter : chapters)
+        document["chapters"].push_back(
+            {{"begin_us", chapter.beginUs}, {"end_us", chapter.endUs}, {"title", chapter.title}});
+    document["metadata"] = Json::object();
+    for (auto const& [key, value] : metadata) document["metadata"][key] = value;
+    document["warnings"] = warnings;
+    return document.dump(2, ' ', false, Json::error_handler_t::replace);
+}
+
+std::string ProbeReport::ToText() const {
+    std::string text = input + ": " + container + ", " + ShortTime(durationUs) + "\n";
+    for (Stream const& stream : streams) {
+        text += "#" + std::to_string(stream.index) + " " + stream.kind + " " + stream.codec;
+        if (!stream.profile.empty()) text += " (" + stream.profile + ")";
+        if (!stream.framing.empty()) text += ", " + stream.framing + " framing";
+        text += ": " + std::to_string(stream.packets) + " packets from " + ShortTime(stream.startUs) + " for " +
+                ShortTime(stream.durationUs);
+        if (stream.kind == "video" && HasValue(stream.meanGroupUs))
+            text += ", " + std::to_string(stream.keyframesUs.size()) + " key pictures, " +
+                    ShortTime(stream.meanGroupUs) + " apart";
+        text += "\n    cut: " + stream.cutMode + ", " + stream.cutReason + "\n";
+    }
+    for (Chapter const& chapter : chapters)
+        text += "chapter " + ShortTime(chapter.beginUs) + " - " + ShortTime(chapter.endUs) + " " + chapter.title + "\n";
+    for (auto const& [key, value] : metadata) text += key + ": " + value + "\n";
+    return text;
+}
+
+}  // namespace Tarsel::Host

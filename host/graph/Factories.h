@@ -1,0 +1,73 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "contracts/Core/Export.h"
+#include "contracts/Core/RefCount.h"
+#include "contracts/Proc/IFactories.h"
+#include "host/graph/FilterRegistry.h"
+
+namespace Tarsel::Host {
+
+/// The host's effects. None is registered so far.
+class TARSEL_HOST_EXPORT EffectFactory final : public Proc::IEffectFactory, public RefCounted {
+  public:
+    ~EffectFactory() override;
+    iptr<Proc::IEffect> CreateEffect(std::string const& classId, std::string const& implName) const override;
+    iptr<Proc::IEffectImageBlender> CreateBlender(std::string const& classId,
+                                                  std::string const& implName) const override;
+    std::vector<std::string> GetImplementations(std::string const& classId) const override;
+};
+
+/// The host's algorithm engines. None is registered so far.
+class TARSEL_HOST_EXPORT AlgorithmFactory final : public Proc::IAlgorithmFactory, public RefCounted {
+  public:
+    ~AlgorithmFactory() override;
+    iptr<Proc::IAudioFormatter> CreateAudioFormatter(std::string const& classId,
+                                                     std::string const& implName) const override;
+};
+
+/// Makes the filters of a registry. It holds the registry and the two factories that filters get.
+class TARSEL_HOST_EXPORT FilterFactory final : public Proc::IFilterFactory, public RefCounted {
+  public:
+    /// Throws `std::invalid_argument` when one of the three is null.
+    FilterFactory(iptr<FilterRegistry const> registry, iptr<Proc::IEffectFactory const> effects,
+                  iptr<Proc::IAlgorithmFactory const> algorithms);
+    ~FilterFactory() override;
+
+    iptr<Proc::IStreamAudioEx> CreateAudio(std::string const& classId, std::string const& implName,
+                                           Proc::Settings const& settings) const override;
+    iptr<Proc::IStreamAudioEx> CreateAudio(std::string const& classId, std::string const& implName,
+                                           iptr<Proc::IStreamAudio> const& source,
+                                           Proc::Settings const& settings) const override;
+    iptr<Proc::IStreamVideoEx> CreateVideo(std::string const& classId, std::string const& implName,
+                                           iptr<Proc::IStreamVideo> const& source,
+                                           Proc::Settings const& settings) const override;
+    iptr<Proc::IStreamSubtitleEx> CreateSubtitle(std::string const& classId, std::string const& implName,
+                                                 iptr<Proc::IStreamSubtitle> const& source,
+                                                 Proc::Settings const& settings) const override;
+    iptr<Proc::IStreamRawEx> CreateRaw(std::string const& classId, std::string const& implName,
+                                       iptr<Proc::IStreamRaw> const& source,
+                                       Proc::Settings const& settings) const override;
+
+    FilterRegistry const& GetRegistry() const { return *registry; }
+
+  protected:
+    Proc::FilterFunction FindDedicated(std::string const& filter, std::string const& implName) const override;
+    iptr<Proc::IEffectFactory const> GetEffectFactory() const override { return effects; }
+    iptr<Proc::IAlgorithmFactory const> GetAlgorithmFactory() const override { return algorithms; }
+
+  private:
+    FilterRegistry::Row const& Require(Proc::FilterKind kind, std::string const& classId,
+                                       std::string const& implName) const;
+
+    iptr<FilterRegistry const> registry;
+    iptr<Proc::IEffectFactory const> effects;
+    iptr<Proc::IAlgorithmFactory const> algorithms;
+};
+
+/// The factory over everything that the filters library and this host offer.
+TARSEL_HOST_EXPORT iptr<FilterFactory const> MakeFilterFactory();
+
+}  // namespace Tarsel::Host

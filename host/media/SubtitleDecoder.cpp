@@ -1,0 +1,217 @@
+#include "host/media/SubtitleDecoder.h"
+
+#include <glog/logging.h>
+
+#include <algorithm>
+#include <limits>
+#include <stdexcept>
+#include <utility>
+
+#include "contracts/Core/Exception.h"
+#include "contracts/Proc/DataSubtitleFF.h"
+#include "contracts/Proc/ImplNames.h"
+#include "contracts/Proc/Time.h"
+#include "host/media/SubtitleLines.h"
+
+namespace Tarsel::Host {
+
+namespace {
+
+constexpr int FRAME_TYPE_DECODER = 0;
+constexpr int64 MILLISECOND = 1000;
+/// Of a last event that says nothing of its end, in a stream that says nothing either.
+constexpr int64 FALLBACK_DURATION = 5 * SECOND;
+/// Colours of a palette.
+constexpr int MAX_COLOURS = 256;
+
+iptr<Conf::IFormatCodecSubtitle> FormatOf(iptr<Proc::IStreamRaw> const& source) {
+    if (!source) TARSEL_THROW(std::invalid_argument, "source is NULL");
+    iptr<Conf::IFormatCodec const> const format = source->GetFormatCodec();
+    if (!format) TARSEL_THROW(Proc::CodecFactoryException, "Source format codec must be present");
+    iptr<Conf::IFormatCodecSubtitle> own(dynamic_cast<Conf::IFormatCodecSubtitle*>(format->CloneBase().get()));
+    if (!own)
+        TARSEL_THROW(Proc::CodecFactoryException,
+                     "The stream of codec '" + format->GetCodecID() + "' has no subtitles");
+    return own;
+}
+
+CodecContextPtr OpenDecoder(Conf::IFormatCodec const& format, std::string const& implName, LibavLogWatch& watch) {
+    ParametersPtr const parameters = MakeParameters(format, AVMEDIA_TYPE_SUBTITLE);
+    bool const any = implName.empty() || implName == Proc::ImplNames::FFMPEG || implName == Proc::ImplNames::DEFAULT ||
+                     implName == Proc::ImplNames::TARSEL;
+    AVCodec const* const codec =
+        any ? avcodec_find_decoder(parameters->codec_id) : avcodec_find_decoder_by_name(implName.c_str());
+    if (!codec || codec->id != parameters->codec_id)
+        TARSEL_THROW(Proc::CodecFactoryException,
+                     "There is no decoder" + (any ? "" : " '" + implName + "'") + " for " + format.GetCodecID());
+    CodecContextPtr context(avcodec_alloc_context3(codec));
+    int code = context ? avcodec_parameters_to_context(context.get(), parameters.get()) : AVERROR(ENOMEM);
+    if (code >= 0) {
+        watch.Attach(*context);
+        context->pkt_timebase = MICROSECONDS;
+        code = avcodec_open2(context.get(), codec, nullptr);
+    }
+    if (code < 0)
+        TARSEL_THROW(Proc::CodecFactoryException,
+                     std::string("Can't open decoder ") + codec->name + ": " + ErrorText(code));
+    return context;
+}
+
+bool IsPictureCodec(AVCodecContext const& context) {
+    return context.codec_descriptor && (context.codec_descriptor->props & AV_CODEC_PROP_BITMAP_SUB) != 0;
+}
+
+/// The library's palettes are native words of A, R, G, B.
+void ReorderPalette(AVSubtitleRect& rectangle) {
+    if (rectangle.type != SUBTITLE_BITMAP || !rectangle.data[1]) return;
+    int const colours = std::clamp(rectangle.nb_colors, 0, MAX_COLOURS);
+    for (int i = 0; i < colours; ++i) {
+        u8* const entry = rectangle.data[1] + 4 * i;
+        u32 word = 0;
+        std::copy_n(entry, sizeof word, reinterpret_cast<u8*>(&word));
+        entry[0] = static_cast<u8>(word >> 16);
+        entry[1] = static_cast<u8>(word >> 8);
+        entry[2] = static_cast<u8>(word);
+        entry[3] = static_cast<u8>(word >> 24);
+    }
+}
+
+void CompleteLines(AVSubtitle& subtitle, int64 begin, int64 end) {
+    for (unsigned i = 0; i < subtitle.num_rects; ++i) {
+        AVSubtitleRect& rectangle = *subtitle.rects[i];
+        if (!rectangle.ass) continue;
+        char* const line = av_strdup(MakeDialogueLine(rectangle.ass, begin, end).c_str());
+        if (!line) TARSEL_THROW(Proc::ProcException, "Can't allocate a subtitle line");
+        av_free(rectangle.ass);
+        rectangle.ass = line;
+    }
+}
+
+/// Empties a subtitle that nobody took over.
+struct SubtitleGuard {
+    AVSubtitle value{};
+    ~SubtitleGuard() { avsubtitle_free(&value); }
+};
+
+}  // namespace
+
+iptr<SubtitleDecoder> SubtitleDecoder::Create(iptr<Proc::IStreamRaw> const& source, std::string const& implName,
+                                              DecoderOptions const& options) {
+    return iptr<SubtitleDecoder>(new SubtitleDecoder(source, FormatOf(source), implName, options));
+}
+
+SubtitleDecoder::SubtitleDecoder(iptr<Proc::IStreamRaw> const& packetStream,
+                                 iptr<Conf::IFormatCodecSubtitle> subtitleFormat, std::string const& implName,
+                                 DecoderOptions const& options)
+    : CodecStream(packetStream),
+      options(options),
+      context(OpenDecoder(*subtitleFormat, implName, watch)),
+      endedByNext(IsPictureCodec(*context)) {
+    if (context->subtitle_header)
+        subtitleFormat->SetSubtitleHeader(std::string(reinterpret_cast<char const*>(context->subtitle_header),
+                                                      static_cast<std::size_t>(context->subtitle_header_size)));
+    format = std::move(subtitleFormat);
+}
+
+std::string SubtitleDecoder::GetImplName() const {
+    return context->codec->name;
+}
+
+void SubtitleDecoder::Enter(Proc::IStreamVisitor& visitor) {
+    Proc::Visitors::Visit(visitor, "SubtitleDecoder", FRAME_TYPE_DECODER, this);
+}
+
+void SubtitleDecoder::NoteDamage(std::string const& what) {
+    ++damagedPackets;
+    if (options.strictness != DecoderOptions::Strictness::Lenient) TARSEL_THROW(Proc::ProcException, what);
+    LOG(WARNING) << what;
+}
+
+bool SubtitleDecoder::Decode(iptr<Proc::IDataSubtitle>& event, int64& begin) {
+    for (;;) {
+        iptr<Proc::IDataPacket> const item = source->Read();
+        if (!item) return false;
+        if (item->GetSize() == 0 || !HasValue(item->GetTime())) continue;
+        ++packets;
+        PacketPtr const packet(av_packet_clone(item->GetAVPacket()));
+        if (!packet) TARSEL_THROW(Proc::ProcException, "Can't copy a packet");
+        packet->pts = item->GetTime();
+        packet->dts = item->GetDecodingTime();
+        packet->duration = HasValue(item->GetDuration()) ? item->GetDuration() : 0;
+        SubtitleGuard subtitle;
+        int complete = 0;
+        int const code = avcodec_decode_subtitle2(context.get(), &subtitle.value, &complete, packet.get());
+        if (code < 0) {
+            NoteDamage("Damaged packet is skipped, " + GetImplName() + " at " + Proc::T2S(item->GetTime()) + ": " +
+                       ErrorText(code));
+            continue;
+        }
+        // A text stream's packet without text only fills a hole in the container.
+        if (!complete || (subtitle.value.num_rects == 0 && !endedByNext)) continue;
+        begin = AddTime(item->GetTime(), subtitle.value.start_display_time * MILLISECOND);
+        event = nullptr;
+        if (subtitle.value.num_rects == 0) return true;
+        for (unsigned i = 0; i < subtitle.value.num_rects; ++i) ReorderPalette(*subtitle.value.rects[i]);
+        u32 const end = subtitle.value.end_display_time;
+        bool const hasEnd = end > subtitle.value.start_display_time && end != std::numeric_limits<u32>::max();
+        int64 duration = NO_VALUE;
+        if (hasEnd)
+            duration = int64{end - subtitle.value.start_display_time} * MILLISECOND;
+        else if (packet->duration > 0)
+            duration = packet->duration;
+        // A text's own duration is exact; the display time is rounded to milliseconds.
+        if (!endedByNext && packet->duration > 0) duration = packet->duration;
+        event = Proc::DataSubtitleFF::Create(&subtitle.value, begin, duration);
+        return true;
+    }
+}
+
+iptr<Proc::IDataSubtitle> SubtitleDecoder::Finish(iptr<Proc::IDataSubtitle> event, int64 nextBegin) const {
+    int64 const begin = event->GetTime();
+    int64 const untilNext = SubTime(nextBegin, begin);
+    int64 duration = event->GetDuration();
+    if (HasValue(untilNext) && untilNext > 0 && (!HasValue(duration) || (endedByNext && untilNext < duration)))
+        duration = untilNext;
+    if (!HasValue(duration)) duration = SubTime(GetDuration(), begin);
+    if (!HasValue(duration) || duration <= 0) duration = FALLBACK_DURATION;
+    event->SetDuration(duration);
+    CompleteLines(*event->GetAVSubtitle(), begin, AddTime(begin, duration));
+    return event;
+}
+
+bool SubtitleDecoder::IsWanted(iptr<Proc::IDataSubtitle> const& event) const {
+    return !HasValue(target) || AddTime(event->GetTime(), event->GetDuration()) > target;
+}
+
+iptr<Proc::IDataSubtitle> SubtitleDecoder::ReadNext() {
+    for (;;) {
+        // A text that says its end needs nobody behind it.
+        if (held && !endedByNext && HasValue(held->GetDuration())) {
+            iptr<Proc::IDataSubtitle> const event = Finish(std::exchange(held, nullptr), NO_VALUE);
+            if (IsWanted(event)) return event;
+            continue;
+        }
+        iptr<Proc::IDataSubtitle> next;
+        int64 nextBegin = NO_VALUE;
+        bool const more = Decode(next, nextBegin);
+        iptr<Proc::IDataSubtitle> const event = std::exchange(held, more ? next : nullptr);
+        if (iptr<Proc::IDataSubtitle> const done = event ? Finish(event, nextBegin) : nullptr; done && IsWanted(done))
+            return done;
+        if (!more) return nullptr;
+    }
+}
+
+void SubtitleDecoder::Restart(int64 position) {
+    avcodec_flush_buffers(context.get());
+    held = nullptr;
+    target = position;
+}
+
+void SubtitleDecoder::AddStatistics(Core::Property& node) const {
+    node.SetChild("Packets", packets.load());
+    node.SetChild("Damaged packets", damagedPackets.load());
+    node.SetChild("Decoder errors", static_cast<int64>(watch.GetErrorCount()));
+    node.SetChild("Decoder warnings", static_cast<int64>(watch.GetWarningCount()));
+}
+
+}  // namespace Tarsel::Host

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <string>
+
+#include "host/media/CodecStream.h"
+#include "host/media/DecoderCore.h"
+
+namespace Tarsel::Host {
+
+/// Decodes one subtitle stream, on libavcodec. Packets go in; events with a time and a duration come out. Pictures
+/// (PGS, DVD, DVB) are ended by the event that follows, so each is held back until that one is known; texts come at
+/// once where they have a duration. ASS events are full "Dialogue:" lines, palettes stand in the order R, G, B, A.
+/// Seek: forwarded; events that end at or before the position are dropped. End: the last event lasts as long as it
+/// says, else to the end of the stream.
+class TARSEL_HOST_EXPORT SubtitleDecoder : public CodecStream<Proc::IStreamRaw, Proc::IStreamSubtitle>,
+                                           public virtual Proc::IDecoder {
+  public:
+    /// Opens the decoder from the source's format; nothing is read. Throws `CodecFactoryException` when there is no
+    /// such decoder, `std::invalid_argument` for a null source.
+    static iptr<SubtitleDecoder> Create(iptr<Proc::IStreamRaw> const& source, std::string const& implName,
+                                        DecoderOptions const& options);
+
+    /// The source's format with the script header of the texts.
+    iptr<Conf::IFormatCodecSubtitle const> GetFormatCodec() const override { return format; }
+    std::string GetImplName() const override;
+
+  protected:
+    std::string GetClassName() const override { return "Tarsel::Host::SubtitleDecoder"; }
+    void Enter(Proc::IStreamVisitor& visitor) override;
+    iptr<Proc::IDataSubtitle> ReadNext() override;
+    void Restart(int64 target) override;
+    void AddStatistics(Core::Property& node) const override;
+
+  private:
+    SubtitleDecoder(iptr<Proc::IStreamRaw> const& source, iptr<Conf::IFormatCodecSubtitle> format,
+                    std::string const& implName, DecoderOptions const& options);
+    /// What the next packet holds; an event without rectangles ends the one in front. Null at the end.
+    bool Decode(iptr<Proc::IDataSubtitle>& event, int64& begin);
+    void NoteDamage(std::string const& what);
+    iptr<Proc::IDataSubtitle> Finish(iptr<Proc::IDataSubtitle> event, int64 nextBegin) const;
+    bool IsWanted(iptr<Proc::IDataSubtitle> const& event) const;
+
+    DecoderOptions const options;
+    LibavLogWatch watch;  // outlives the context
+    CodecContextPtr context;
+    iptr<Conf::IFormatCodecSubtitle const> format;
+    bool const endedByNext;  // pictures
+
+    // State of the consumer's thread.
+    iptr<Proc::IDataSubtitle> held;
+    int64 target = NO_VALUE;
+
+    std::atomic<int64> packets{0};
+    std::atomic<int64> damagedPackets{0};
+};
+
+}  // namespace Tarsel::Host

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+namespace CLI {
+class App;
+}
+
+namespace Tarsel::Tool {
+
+/// What the program answers to its caller.
+enum ExitCode : int {
+    EXIT_DONE = 0,
+    EXIT_FAILED = 1,
+    EXIT_USAGE = 2,
+    EXIT_WARNINGS = 3,  // under --strict, when there were warnings
+    EXIT_MISMATCH = 4,  // a result did not stand up to its verification
+    EXIT_SIGNAL = 128,  // plus the signal's number
+};
+
+/// What a sub-command does once its arguments have been read.
+using Action = std::function<int()>;
+
+// Each enters one sub-command, with its options and its help, into the program and stores its action when it was
+// called.
+void AddCutCommand(CLI::App& program, Action& chosen);
+void AddProbeCommand(CLI::App& program, Action& chosen);
+void AddFiltersCommand(CLI::App& program, Action& chosen);
+void AddDemoCommand(CLI::App& program, Action& chosen);
+
+}  // namespace Tarsel::Tool
