@@ -46,9 +46,10 @@ std::vector<CutClip> const& CutClips() {
         {"mpeg1.mpg", "recode", "mkv"},
         {"mpeg1.mkv", "recode", "mkv"},
         {"mpeg4.avi", "recode", "avi"},
-        {"mpeg4-b.avi", "recode", "avi"},
+        {"mpeg4-b.avi", "gop", "avi"},
         {"mpeg4.mp4", "recode", "mp4"},
-        {"mpeg4-b.mp4", "recode", "mp4"},
+        {"mpeg4-b.mp4", "gop", "mp4"},
+        {"mpeg4-closed-b.mp4", "recode", "mp4"},
         {"h263.avi", "recode", "avi"},
         {"wmv2.avi", "recode", "avi"},
         {"wmv2.wmv", "recode", "wmv"},
@@ -56,13 +57,12 @@ std::vector<CutClip> const& CutClips() {
         {"vp8-hidden.webm", "recode", "webm"},
         {"vp9.webm", "recode", "webm"},
         {"theora.ogv", "recode", "ogv"},
-        {"theora.mkv", "recode", "mkv"},
+        {"theora.mkv", "gop", "mkv"},
         {"aac.m4a", "packet", "m4a"},
         {"aac.aac", "packet", "aac"},
         {"mp3.mp3", "packet", "mp3"},
         {"pcm.wav", "packet", "wav"},
         {"opus.ogg", "packet", "ogg"},
-        {"flac.flac", "packet", "flac"},
     };
     return clips;
 }

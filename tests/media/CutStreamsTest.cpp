@@ -47,23 +47,26 @@ std::vector<std::string> KindsOf(FileInspection const& file) {
 }
 
 TEST(CutStreams, ChaptersMoveThroughTheTimeMap) {
+    TimeRanges const removed{{2 * SECOND, 4 * SECOND}, {8 * SECOND, 9 * SECOND}};
     for (auto const& [clip, target] : {std::pair{"h264-rich.mkv", "mkv"}, std::pair{"h264-rich.mp4", "mp4"}}) {
+        auto const source = OpenSource(TestMedia(clip));
         Cut const cut(clip, target, {"--remove", "2-4", "--remove", "8-9"});
         ASSERT_EQ(0, cut.result.exitCode) << cut.result.errors;
+        auto const result = OpenSource(cut.path);
         ASSERT_EQ(3U, cut.file.chapters.size());
-        std::vector<int64> starts;
-        std::vector<std::string> titles;
-        for (auto const& chapter : cut.file.chapters) {
-            starts.push_back((chapter.start - cut.file.chapters.front().start + 500) / 1000);
-            titles.push_back(chapter.title);
+        for (std::size_t i = 0; i < 3; i++) {
+            // Chapters stand on the file's own axis; the first one begins ahead of the first picture, where nothing can
+            // be.
+            auto const wanted = MapTime(removed, source.file.chapters[i].start - source.zero);
+            EXPECT_NEAR(std::max<int64>(wanted, -result.zero), cut.file.chapters[i].start - result.zero, 1100)
+                << clip << i;
+            EXPECT_EQ(source.file.chapters[i].title, cut.file.chapters[i].title) << clip;
         }
-        EXPECT_THAT(starts, ElementsAre(0, 2000, 4500)) << clip;
-        EXPECT_THAT(titles, ElementsAre("Opening", "Middle", "Closing")) << clip;
     }
 }
 
 TEST(CutStreams, AChapterThatIsWhollyRemovedGoes) {
-    Cut const cut("h264-rich.mkv", "mkv", {"--remove", "3-6.52"});
+    Cut const cut("h264-rich.mkv", "mkv", {"--remove", "2.96-6.52"});
     ASSERT_EQ(0, cut.result.exitCode) << cut.result.errors;
     std::vector<std::string> titles;
     for (auto const& chapter : cut.file.chapters) titles.push_back(chapter.title);
@@ -220,7 +223,8 @@ TEST(CutStreams, ManyRangesDoNotMakeTheStreamsDriftApart) {
 TEST(CutStreams, OpenGroupsTellWhatASeamCosts) {
     Cut const cut("h264-open.mp4", "mp4", {"--remove", "2-6"});
     ASSERT_EQ(0, cut.result.exitCode) << cut.result.errors;
-    EXPECT_THAT(cut.Warnings(), Contains(HasSubstr("leading")));
+    EXPECT_THAT(cut.Warnings(), Contains(HasSubstr("withhold up to 16")));
+    EXPECT_THAT(cut.Warnings(), Contains(HasSubstr("2 pictures go")));
 }
 
 }  // namespace

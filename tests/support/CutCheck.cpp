@@ -27,6 +27,20 @@ bool HasNoTimes(std::string const& container) {
     return container == "avi" || container == "aac" || container == "mp3" || container == "flac" || container == "wav";
 }
 
+/// How far a container may place a packet of sound off its time, beside a tick. MP4 tells a track's start in
+/// milliseconds; TS and Ogg time blocks of several packets, and what follows in a block is counted on over a seam.
+int64 PlacementError(StreamInspection const& stream, std::string const& container) {
+    if (stream.kind != StreamKind::Audio || stream.packets.empty()) return 0;
+    if (container == "mpegts" || container == "ogg") return stream.packets[stream.packets.size() / 2].duration;
+    return container.find("mp4") != std::string::npos ? SECOND / 1000 : 0;
+}
+
+/// What a reader says of a file that is merely short, or of a cover picture.
+bool IsAboutTheContainer(std::string const& line) {
+    return line.find("misdetection possible") != std::string::npos ||
+           line.find("timescale not set") != std::string::npos;
+}
+
 std::string At(int64 time) {
     return std::to_string(time) + " us";
 }
@@ -81,7 +95,8 @@ void Judge::CheckMessages(Messages const& messages, bool excused) {
     for (auto const& line : messages) {
         bool const aboutReferences = line.find("mmco") != std::string::npos || line.find("ref") != std::string::npos ||
                                      line.find("RASL") != std::string::npos || line.find("POC") != std::string::npos;
-        if (!known.contains(line) && !(excused && aboutReferences)) Add("the decoder says: " + line);
+        if (!known.contains(line) && !IsAboutTheContainer(line) && !(excused && aboutReferences))
+            Add("the decoder says: " + line);
     }
 }
 
@@ -94,10 +109,12 @@ void Judge::CheckVideo(bool wholeGroups) {
     bool const open = source.HasLeading();
     CheckMessages(messages, open);
     if (pictures.empty()) return Add("no picture can be decoded");
-    if (output.container == "avi")
-        for (std::size_t i = 0; i < pictures.size(); i++)
-            pictures[i].time = static_cast<int64>(i) * out->packets.front().duration;
-    zero = output.container == "avi" ? 0 : pictures.front().time;
+    TakePacketTimes(pictures, *out);
+    // Picture order counts jump at the seams of open groups, and decoders let pictures out in another order there.
+    if (open)
+        std::stable_sort(pictures.begin(), pictures.end(),
+                         [](auto const& a, auto const& b) { return a.time < b.time; });
+    zero = pictures.front().time;
     CheckPictures(open && wholeGroups);
     CheckCopiedGroups(in, *out);
     CheckDurations(in, *out, open);
@@ -221,7 +238,7 @@ void Judge::CheckPackets(StreamInspection const& in, StreamInspection const& out
     bool const pcm = in.codec.starts_with("pcm");
     Bytes wantedBytes;
     Bytes foundBytes;
-    int64 const tolerance = std::max(TickTime(in), TickTime(out)) + 4;
+    int64 const tolerance = std::max(TickTime(in), TickTime(out)) + PlacementError(in, output.container) + 4;
     int64 const loose = HasNoTimes(output.container) ? SECOND : tolerance;
     int64 const base = source.video >= 0 ? zero - firstExpected : 0;
     std::size_t place = 0;
@@ -275,7 +292,8 @@ void Judge::CheckOtherStreams() {
         DecodeSound(output.path, out->index, ofOutput);
         std::set<std::string> const known(ofSource.begin(), ofSource.end());
         for (auto const& line : ofOutput)
-            if (!known.contains(line)) Add("the decoder of stream " + std::to_string(in.index) + " says: " + line);
+            if (!known.contains(line) && !IsAboutTheContainer(line))
+                Add("the decoder of stream " + std::to_string(in.index) + " says: " + line);
     }
 }
 
@@ -382,8 +400,8 @@ Problems CheckByCommand(std::string const& source, std::string const& output) {
     if (result.exitCode == 0 && result.errors.empty()) return problems;
     auto const known = lines(run(source).errors);
     for (auto const& line : lines(result.errors))
-        if (!known.contains(line)) problems.push_back("ffmpeg says: " + line);
-    if (result.exitCode != 0) problems.push_back("ffmpeg -xerror fails on the result");
+        if (!known.contains(line) && !IsAboutTheContainer(line)) problems.push_back("ffmpeg says: " + line);
+    if (result.exitCode != 0) problems.emplace_back("ffmpeg -xerror fails on the result");
     return problems;
 }
 

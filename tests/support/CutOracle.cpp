@@ -61,6 +61,16 @@ int64 RemovedWithin(TimeRanges const& removed, TimeRange const& range) {
 
 }  // namespace
 
+void TakePacketTimes(std::vector<DecodedPicture>& pictures, StreamInspection const& stream) {
+    for (auto& picture : pictures) {
+        auto const& packet = stream.packets[static_cast<std::size_t>(picture.packet)];
+        if (HasValue(packet.time)) picture.time = packet.time;
+    }
+    for (std::size_t i = pictures.size(); i-- > 1;)
+        if (!HasValue(pictures[i - 1].time))
+            pictures[i - 1].time = SubTime(pictures[i].time, stream.packets.front().duration);
+}
+
 SourceMedia::SourceMedia(std::string const& path, int64 duration) : file(InspectFile(path)), duration(duration) {
     if (auto const* pictureStream = file.First(StreamKind::Video)) {
         video = pictureStream->index;
@@ -78,14 +88,12 @@ void SourceMedia::ReadPictures() {
     auto const& packets = file.streams[static_cast<std::size_t>(video)].packets;
     pictures = DecodePictures(file.path, video, messages);
     if (pictures.empty()) TARSEL_THROW(std::runtime_error, "no picture can be decoded from " + file.path);
-    bool const untimed = file.container == "avi";
-    int64 const step = packets.front().duration;
-    zero = untimed ? 0 : pictures.front().time;
+    TakePacketTimes(pictures, file.streams[static_cast<std::size_t>(video)]);
+    zero = pictures.front().time;
     pictureOfPacket.assign(packets.size(), -1);
     packetTimes.assign(packets.size(), NO_VALUE);
     for (std::size_t i = 0; i < pictures.size(); i++) {
-        // AVI tells no presentation times: its pictures follow each other at the stream's rate.
-        pictures[i].time = untimed ? static_cast<int64>(i) * step : pictures[i].time - zero;
+        pictures[i].time -= zero;
         auto const packet = static_cast<std::size_t>(pictures[i].packet);
         pictureOfPacket[packet] = static_cast<int>(i);
         packetTimes[packet] = pictures[i].time;
@@ -97,7 +105,10 @@ void SourceMedia::ReadPictures() {
 void SourceMedia::ReadGroups() {
     auto const& packets = file.streams[static_cast<std::size_t>(video)].packets;
     for (std::size_t i = 0; i < packets.size(); i++) {
-        if (packets[i].key || groups.empty()) groups.push_back({static_cast<int>(i), 0, packetTimes[i], 0});
+        // The library marks every H.263 packet as a key packet: what its picture is decides.
+        int const picture = pictureOfPacket[i];
+        bool const key = packets[i].key && (picture < 0 || pictures[static_cast<std::size_t>(picture)].intra);
+        if (key || groups.empty()) groups.push_back({static_cast<int>(i), 0, packetTimes[i], 0});
         groups.back().packetCount++;
         groupOfPacket.push_back(static_cast<int>(groups.size()) - 1);
     }

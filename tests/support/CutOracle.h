@@ -35,6 +35,11 @@ struct SourceGroup {
     int64 end = 0;
 };
 
+/// Gives each picture its packet's own time, which is the true one: decoders count on where order or times puzzle them.
+/// Where a file tells no times (AVI), what the decoder found out stays, and pictures ahead of the first known time
+/// precede it in steps.
+void TakePacketTimes(std::vector<DecodedPicture>& pictures, StreamInspection const& stream);
+
 /// A source file, read and decoded once. All times count from the first picture, without video from the earliest
 /// packet.
 class SourceMedia {

@@ -27,7 +27,11 @@ class ReportCheck {
         if (same) return;
         std::string wanted;
         for (auto const& range : cut.removed)
-            wanted += "[" + std::to_string(range.begin) + "," + std::to_string(range.end) + "]";
+            wanted.append("[")
+                .append(std::to_string(range.begin))
+                .append(",")
+                .append(std::to_string(range.end))
+                .append("]");
         problems.push_back("removed_us is " + ranges.dump() + " instead of [" + wanted + "]");
     }
 

@@ -120,6 +120,7 @@ DecodedPicture ToPicture(AVFrame const& frame, AVRational base) {
     picture.height = frame.height;
     picture.pixelFormat = frame.format;
     picture.interlaced = frame.interlaced_frame != 0;
+    picture.intra = frame.key_frame != 0 || frame.pict_type == AV_PICTURE_TYPE_I;
     picture.damaged = frame.decode_error_flags != 0 || (frame.flags & AV_FRAME_FLAG_CORRUPT) != 0;
     auto const format = static_cast<AVPixelFormat>(frame.format);
     int const size = av_image_get_buffer_size(format, frame.width, frame.height, 1);
@@ -164,6 +165,8 @@ DecodedSound DecodeSound(std::string const& path, int stream, Messages& messages
     Decoding decoding(path, stream, messages);
     DecodedSound sound;
     decoding.Run([&](AVFrame const& frame) {
+        if (sound.samples.empty() && frame.best_effort_timestamp != AV_NOPTS_VALUE)
+            sound.start = av_rescale_q(frame.best_effort_timestamp, decoding.stream->time_base, AVRational{1, 1000000});
         sound.sampleRate = frame.sample_rate;
         sound.channels = frame.ch_layout.nb_channels;
         for (int i = 0; i < frame.nb_samples; i++)

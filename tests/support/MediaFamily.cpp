@@ -165,6 +165,7 @@ void AddOtherVideo(Table& table) {
     table.Add("mpeg4-b.avi", Inputs(TEST_PATTERN, "25", 8) + mpeg4 + " -bf 2" + mp3);
     table.Add("mpeg4.mp4", Inputs(TEST_PATTERN, "25", 8) + mpeg4 + aac);
     table.Add("mpeg4-b.mp4", Inputs(TEST_PATTERN, "25", 8) + mpeg4 + " -bf 2" + aac);
+    table.Add("mpeg4-closed-b.mp4", Inputs(TEST_PATTERN, "25", 8) + mpeg4 + " -bf 2 -flags +cgop" + aac);
     table.Add("h263.avi", Inputs("testsrc2=s=176x144", "25", 8) + " -c:v h263 -q:v 2 -g 40" + mp3);
     table.Add("wmv2.avi", Inputs(TEST_PATTERN, "25", 8) + " -c:v wmv2 -q:v 2 -g 40" + mp3);
     table.Add("wmv2.wmv", Inputs(TEST_PATTERN, "25", 8) + " -c:v wmv2 -q:v 2 -g 40 -c:a wmav2");

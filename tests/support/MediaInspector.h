@@ -80,6 +80,8 @@ struct DecodedPicture {
     int height = 0;
     int pixelFormat = 0;
     bool interlaced = false;
+    /// Needs no other picture.
+    bool intra = false;
     bool damaged = false;
     /// Visible bytes, plane after plane, rows without padding.
     Bytes pixels;
@@ -88,6 +90,8 @@ struct DecodedPicture {
 struct DecodedSound {
     int sampleRate = 0;
     int channels = 0;
+    /// Time of the first sample in microseconds on the file's own axis.
+    int64 start = 0;
     /// All samples in order, interleaved, as -1..1.
     std::vector<float> samples;
 };
