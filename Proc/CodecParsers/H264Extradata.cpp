@@ -2,6 +2,7 @@
 #include <bitset>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "Proc/CodecParsers/ExpGolomb.h"
 #include "Proc/CodecParsers/H264CodecParser.h"
@@ -44,6 +45,12 @@ void AppendAfterLength(std::string& out, NaluRange const& unit) {
 
 bool IsAvcC(IBlob const* extradata) {
     return IsAvcCHeader(extradata ? extradata->GetData() : nullptr, extradata ? extradata->GetSize() : 0);
+}
+
+// Refuses null and empty extradata: neither has a form.
+IBlob const& Require(iptr<IBlob> const& extradata) {
+    IsAvcC(extradata.get());
+    return *extradata;
 }
 
 NaluRangeList FindUnits(IBlob const& extradata) {
@@ -115,14 +122,43 @@ void RequireCount(std::size_t count, std::size_t limit, char const* kind) {
                                     ", avcC header holds " + std::to_string(limit) + " at most");
 }
 
-// What stands behind the last PPS of avcC: the fields of the higher profiles.
-std::string GetAvccTail(IBlob const& avcc) {
-    NaluRangeList units;
-    FindAvccHeaderNalus(avcc.GetData(), avcc.GetSize(), units);
-    // Header, both counts, and a length in front of each unit.
-    std::size_t used = 7;
-    for (NaluRange const& unit : units) used += 2 + unit.size;
-    return std::string(reinterpret_cast<char const*>(avcc.GetData()) + used, avcc.GetSize() - used);
+// Where the two lists of an avcC end, and how many units they have.
+struct AvccLayout {
+    std::size_t spsEnd = 6;
+    std::size_t ppsEnd = 0;
+    std::size_t spsCount = 0;
+    std::size_t ppsCount = 0;
+};
+
+AvccLayout GetAvccLayout(IBlob const& avcc) {
+    AvccLayout layout;
+    NaluRangeList const units = FindUnits(avcc);
+    layout.spsCount = avcc.GetData()[5] & 31U;
+    layout.ppsCount = units.size() - layout.spsCount;
+    std::size_t index = 0;
+    for (; index < layout.spsCount; ++index) layout.spsEnd += 2 + units[index].size;
+    layout.ppsEnd = layout.spsEnd + 1;
+    for (; index < units.size(); ++index) layout.ppsEnd += 2 + units[index].size;
+    return layout;
+}
+
+// `avcc` with more units at the end of its two lists. All else stays, byte for byte: units of other types, and behind
+// the PPS the fields of the higher profiles.
+std::string ExtendAvcc(IBlob const& avcc, std::vector<NumberedSet> const& sps, std::vector<NumberedSet> const& pps) {
+    AvccLayout const layout = GetAvccLayout(avcc);
+    u8 const* const data = avcc.GetData();
+    RequireCount(layout.spsCount + sps.size(), 31, "SPS");
+    RequireCount(layout.ppsCount + pps.size(), 255, "PPS");
+    std::string out;
+    Append(out, data, 5);
+    AppendByte(out, 0xE0 | (layout.spsCount + sps.size()));
+    Append(out, data + 6, layout.spsEnd - 6);
+    for (NumberedSet const& set : sps) AppendAfterLength(out, set.unit);
+    AppendByte(out, layout.ppsCount + pps.size());
+    Append(out, data + layout.spsEnd + 1, layout.ppsEnd - layout.spsEnd - 1);
+    for (NumberedSet const& set : pps) AppendAfterLength(out, set.unit);
+    Append(out, data + layout.ppsEnd, avcc.GetSize() - layout.ppsEnd);
+    return out;
 }
 
 }  // namespace
@@ -163,13 +199,12 @@ iptr<IBlob> MergeH264Extradata(iptr<IBlob> first, iptr<IBlob> second) {
             for (NaluRange const& unit : FindUnits(*second)) AppendAfterStartCode(out, unit);
         return MakeBlob(out);
     }
-    // Looked for first: an avcC too short for its fixed head is refused here. The check of `second` is for null.
+    // Looked for first: an avcC too short for its fixed head is refused here.
     NaluRange const sps = GetFirst(*first, H264_NALU_SPS);
-    IsAvcC(second.get());
     Append(out, first->GetData(), 5);
     AppendByte(out, 0xE2);
     AppendAfterLength(out, sps);
-    AppendAfterLength(out, GetFirst(*second, H264_NALU_SPS));
+    AppendAfterLength(out, GetFirst(Require(second), H264_NALU_SPS));
     AppendByte(out, 2);
     AppendAfterLength(out, GetFirst(*first, H264_NALU_PPS));
     AppendAfterLength(out, GetFirst(*second, H264_NALU_PPS));
@@ -198,30 +233,17 @@ bool HasOnlyOneSpsAndPpsOtherThanId1(iptr<IBlob> extradata) {
 }
 
 iptr<IBlob> MergeAllH264ParameterSets(iptr<IBlob> source, iptr<IBlob> encoder) {
-    bool const avcc = IsAvcC(source.get());
-    IsAvcC(encoder.get());  // refuses null and empty
-    ParameterSets const present = FindParameterSets(*source);
-    ParameterSets const added = FindParameterSets(*encoder);
+    ParameterSets const present = FindParameterSets(Require(source));
+    ParameterSets const added = FindParameterSets(Require(encoder));
     if (added.sps.empty() || added.pps.empty()) TARSEL_THROW(Exception, "No sps or pps found!");
     auto const sps = FindMissing(present.sps, added.sps, "SPS");
     auto const pps = FindMissing(present.pps, added.pps, "PPS");
+    if (IsAvcC(source.get())) return MakeBlob(ExtendAvcc(*source, sps, pps));
     std::string out;
-    if (!avcc) {
-        Append(out, source->GetData(), source->GetSize());
-        for (NumberedSet const& set : sps) AppendAfterStartCode(out, set.unit);
-        for (NumberedSet const& set : pps) AppendAfterStartCode(out, set.unit);
-        return MakeBlob(out);
-    }
-    RequireCount(present.sps.size() + sps.size(), 31, "SPS");
-    RequireCount(present.pps.size() + pps.size(), 255, "PPS");
-    Append(out, source->GetData(), 5);
-    AppendByte(out, 0xE0 | (present.sps.size() + sps.size()));
-    for (auto const* list : {&present.sps, &sps})
-        for (NumberedSet const& set : *list) AppendAfterLength(out, set.unit);
-    AppendByte(out, present.pps.size() + pps.size());
-    for (auto const* list : {&present.pps, &pps})
-        for (NumberedSet const& set : *list) AppendAfterLength(out, set.unit);
-    return MakeBlob(out + GetAvccTail(*source));
+    Append(out, source->GetData(), source->GetSize());
+    for (NumberedSet const& set : sps) AppendAfterStartCode(out, set.unit);
+    for (NumberedSet const& set : pps) AppendAfterStartCode(out, set.unit);
+    return MakeBlob(out);
 }
 
 std::optional<u32> FindFreeParameterSetId(iptr<IBlob> extradata) {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <stdexcept>
+#include <string>
 #include <utility>
 
 #include "contracts/Core/Exception.h"
@@ -19,7 +21,9 @@ std::size_t DataInputMemory::Read(u8* out, std::size_t wanted) {
     return count;
 }
 
-DataBitInput::DataBitInput(iptr<IDataInput> input) : input(std::move(input)) {}
+DataBitInput::DataBitInput(iptr<IDataInput> source) : input(std::move(source)) {
+    if (!input) TARSEL_THROW(std::invalid_argument, "input is NULL");
+}
 
 u64 DataBitInput::GetBitsLeft() const {
     return bitsInByte + u64(8) * input->GetRest();
@@ -50,6 +54,9 @@ void DataBitInput::SkipBitsToNextByte() {
 }
 
 void DataBitInput::SkipBits(u64 count) {
+    if (count > GetBitsLeft())
+        TARSEL_THROW(Exception, "Skip past the end of data: " + std::to_string(count) + " bits wanted at bit " +
+                                    std::to_string(bitPosition) + ", " + std::to_string(GetBitsLeft()) + " left");
     for (; count > 64; count -= 64) ReadBits(64);
     ReadBits(static_cast<unsigned>(count));
 }
@@ -62,7 +69,9 @@ void DataOutputString::Write(u8 const* data, std::size_t size) {
     text->append(reinterpret_cast<char const*>(data), size);
 }
 
-DataBitOutput::DataBitOutput(iptr<IDataOutput> output) : output(std::move(output)) {}
+DataBitOutput::DataBitOutput(iptr<IDataOutput> sink) : output(std::move(sink)) {
+    if (!output) TARSEL_THROW(std::invalid_argument, "output is NULL");
+}
 
 DataBitOutput::~DataBitOutput() {
     Flush();

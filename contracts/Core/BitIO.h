@@ -41,7 +41,7 @@ class TARSEL_CONTRACTS_EXPORT DataBitInput {
     u64 ReadBits(unsigned count);
     /// Drops the rest of a byte that was begun; does nothing on a byte boundary.
     void SkipBitsToNextByte();
-    /// Drops `count` bits.
+    /// Drops `count` bits; none when there are fewer, and then throws.
     void SkipBits(u64 count);
     /// Bits left to read.
     u64 GetBitsLeft() const;

@@ -1,5 +1,9 @@
 #include "contracts/Core/Lockable.h"
 
+#include <stdexcept>
+
+#include "contracts/Core/Exception.h"
+
 namespace Tarsel {
 
 ILockable::~ILockable() = default;
@@ -24,6 +28,7 @@ bool LockImpl::TryLock() TARSEL_NO_THREAD_SAFETY_ANALYSIS {
 }
 
 void LockImpl::Unlock() TARSEL_NO_THREAD_SAFETY_ANALYSIS {
+    if (!IsHeldByCaller()) TARSEL_THROW(std::logic_error, "Unlock of a lock that this thread doesn't hold");
     if (--count != 0) return;
     owner.store(std::thread::id(), std::memory_order_relaxed);
     mutex.unlock();

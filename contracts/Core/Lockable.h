@@ -17,6 +17,7 @@ class TARSEL_CONTRACTS_EXPORT ILockable {
     virtual void Lock() = 0;
     /// The same without waiting; false when another thread holds it.
     virtual bool TryLock() = 0;
+    /// Throws `std::logic_error` when the calling thread doesn't hold the lock.
     virtual void Unlock() = 0;
 };
 
@@ -27,6 +28,7 @@ class TARSEL_CONTRACTS_EXPORT TARSEL_CAPABILITY("mutex") LockImpl {
   public:
     void Lock() TARSEL_ACQUIRE();
     bool TryLock() TARSEL_TRY_ACQUIRE(true);
+    /// Throws `std::logic_error` when the calling thread doesn't hold the lock.
     void Unlock() TARSEL_RELEASE();
 
     /// Whether the calling thread holds the lock.

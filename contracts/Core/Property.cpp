@@ -157,8 +157,9 @@ Property& Property::Add(Property&& child) {
 }
 
 bool Property::operator==(Property const& other) const {
-    return name == other.name && hasScalar == other.hasScalar && scalar == other.scalar && keyed == other.keyed &&
-           children == other.children;
+    auto const sameEntry = [](Property const& a, Property const& b) { return a.keyed == b.keyed && a == b; };
+    return name == other.name && hasScalar == other.hasScalar && scalar == other.scalar &&
+           std::equal(children.begin(), children.end(), other.children.begin(), other.children.end(), sameEntry);
 }
 
 Property MakeStatistics(std::string const& name, int64 time, unsigned count) {

@@ -62,7 +62,8 @@ class TARSEL_CONTRACTS_EXPORT Property {
     /// Whether this node stands in its parent under a key.
     bool IsKeyed() const { return keyed; }
 
-    /// Same name, scalar and children in the same order.
+    /// Same name and scalar, and the same children in the same order under the same keys. Where the two nodes
+    /// themselves stand makes no difference.
     bool operator==(Property const& other) const;
 
   private:

@@ -86,7 +86,7 @@ void CheckCount(int count, int available) {
 }  // namespace
 
 iptr<IDataAudio> DataAudioFF::CreateBySampleCount(Conf::SampleInfo const& info, int sampleCount) {
-    if (info.GetPlanesCount() == 0 || info.GetSampleRate() <= 0 || sampleCount < 0)
+    if (info.GetPlanesCount() == 0 || info.GetChannelCount() == 0 || info.GetSampleRate() <= 0 || sampleCount < 0)
         TARSEL_THROW(ProcException, "Can't make an audio block: format " + std::to_string(info.GetSampleFormat()) +
                                         ", rate " + std::to_string(info.GetSampleRate()) + ", channels " +
                                         std::to_string(info.GetChannelCount()) + ", samples " +

@@ -56,7 +56,12 @@ Details::PlaneTemplate<ReadOnly> PlaneOf(AVFrame const& frame, unsigned index) {
 iptr<IDataVideo> DataVideoFF::Create(PixFmt format, Conf::FrameInfo const& info, AVBufferRef* buffer) {
     std::unique_ptr<AVBufferRef, FreeBuffer> owned(buffer);
     auto const* const description = Conf::PixFmtDescription::Find(format);
-    std::size_t const needed = description ? description->GetAllPlanesFullSize(info.width, info.height) : 0;
+    bool const drawable = description && description->GetAllPlanesFullSize(info.width, info.height) != 0;
+    // The codec library's own size: it adds the palette of formats that have one, which copies of the frame read.
+    int const size = drawable ? av_image_get_buffer_size(static_cast<AVPixelFormat>(static_cast<int>(format)),
+                                                         info.width, info.height, 1)
+                              : 0;
+    std::size_t const needed = size > 0 ? static_cast<std::size_t>(size) : 0;
     if (needed == 0)
         TARSEL_THROW(ProcException, "Can't make a frame of " + std::to_string(info.width) + "x" +
                                         std::to_string(info.height) + " in pixel format " + std::to_string(format));

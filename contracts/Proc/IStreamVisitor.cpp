@@ -8,6 +8,16 @@ namespace Tarsel::Proc {
 
 IStreamVisitor::~IStreamVisitor() = default;
 
+int Visitors::InfoCollector::GetType() const {
+    return TYPE_INFO;
+}
+int Visitors::FrameTypeCollector::GetType() const {
+    return TYPE_FRAME_TYPE;
+}
+int Visitors::DecoderCollector::GetType() const {
+    return TYPE_DECODER;
+}
+
 void Visitors::Visit(IStreamVisitor& visitor, std::string const& name, int frameType, IDecoder* decoder) {
     switch (visitor.GetType()) {
         case IStreamVisitor::TYPE_INFO:

@@ -25,21 +25,21 @@ inline constexpr int FRAME_TYPE_FILTER = 5;
 /// Collects the filters' names, from the last filter to the source.
 class TARSEL_CONTRACTS_EXPORT InfoCollector : public IStreamVisitor {
   public:
-    int GetType() const override { return TYPE_INFO; }
+    int GetType() const override;
     std::vector<std::string> names;
 };
 
 /// Collects one frame-type code per filter.
 class TARSEL_CONTRACTS_EXPORT FrameTypeCollector : public IStreamVisitor {
   public:
-    int GetType() const override { return TYPE_FRAME_TYPE; }
+    int GetType() const override;
     std::vector<int> frameTypes;
 };
 
 /// Collects the decoders.
 class TARSEL_CONTRACTS_EXPORT DecoderCollector : public IStreamVisitor {
   public:
-    int GetType() const override { return TYPE_DECODER; }
+    int GetType() const override;
     std::vector<iptr<IDecoder>> decoders;
 };
 

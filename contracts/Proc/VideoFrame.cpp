@@ -1,5 +1,6 @@
 #include <array>
 #include <cmath>
+#include <cstring>
 #include <vector>
 
 #include "contracts/Conf/PixFmtDescription.h"
@@ -63,6 +64,10 @@ void IDataVideo::Fill(Color const& color) {
         auto const plane = GetPlane(static_cast<unsigned>(i));
         data[static_cast<std::size_t>(i)] = plane.GetData();
         strides[static_cast<std::size_t>(i)] = static_cast<int>(plane.GetStride());
+        // The codec library's writer only sets bits: what stands there must be gone first.
+        for (int row = 0; row < plane.GetRows(); ++row)
+            std::memset(plane.GetOffsetPtr(0, static_cast<unsigned>(row)), 0,
+                        static_cast<std::size_t>(plane.GetRowBytes()));
     }
     auto const values = Components(*format, color);
     for (int component = 0; component < format->nb_components; ++component) {

@@ -124,7 +124,7 @@ CutReport CutStreams(CutRequest const& request, MediaFile& file, MediaWriter* wr
         writer->Write(track->slot, *packet);
     }
     CheckRecoded(session, session.GetTracks());
-    if (written == 0) TARSEL_THROW(Proc::ProcException, "nothing would be left after the cut");
+    if (written == 0) TARSEL_THROW(Proc::ProcException, request.input + ": nothing would be left after the cut");
     CutReport report = session.MakeReport();
     if (!writer) return report;
     writer->Close();

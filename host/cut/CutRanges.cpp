@@ -83,7 +83,7 @@ Intervals ResolveRanges(CutRequest const& request, int64 duration, std::vector<i
     ranges = Merge(std::move(ranges));
     Intervals removed = request.keep ? Complement(ranges) : ranges;
     if (removed.size() == 1 && removed.front() == Interval{0, Interval::TO_END})
-        TARSEL_THROW(Proc::ProcException, "nothing would be left after the cut");
+        TARSEL_THROW(Proc::ProcException, request.input + ": nothing would be left after the cut");
     return removed;
 }
 

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "contracts/Core/Export.h"
 #include "contracts/Core/Types.h"
 #include "host/cut/CutRequest.h"
 
@@ -33,11 +34,11 @@ using Intervals = std::vector<Interval>;
 ///
 /// What changed is told in `warnings`. Throws `ProcException` for a range that lies wholly beyond the end, and when
 /// nothing would be left.
-Intervals ResolveRanges(CutRequest const& request, int64 duration, std::vector<int64> const& pictureTimes,
+TARSEL_HOST_EXPORT Intervals ResolveRanges(CutRequest const& request, int64 duration, std::vector<int64> const& pictureTimes,
                         std::vector<std::string>& warnings);
 
 /// Moves the ends of each stretch inward to `keyTimes` (sorted), so that nothing outside it is lost. A stretch that
 /// holds no whole group is dropped. What changed is told in `warnings`.
-Intervals SnapInward(Intervals const& removed, std::vector<int64> const& keyTimes, std::vector<std::string>& warnings);
+TARSEL_HOST_EXPORT Intervals SnapInward(Intervals const& removed, std::vector<int64> const& keyTimes, std::vector<std::string>& warnings);
 
 }  // namespace Tarsel::Host

@@ -87,7 +87,10 @@ std::string Bar(CutStreamReport const& stream, int64 duration, int columns) {
 }
 
 std::string Label(CutStreamReport const& stream) {
-    return "#" + std::to_string(stream.index) + " " + stream.kind + " " + stream.codec;
+    std::string label = "#";
+    label += std::to_string(stream.index);
+    label += " " + stream.kind + " " + stream.codec;
+    return label;
 }
 
 std::string Counts(CutStreamReport const& stream) {

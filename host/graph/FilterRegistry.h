@@ -15,7 +15,7 @@ namespace Tarsel::Host {
 ///
 /// A row is named by its kind, class identifier and implementation name; for a dedicated filter the filter's name
 /// stands for the class identifier. A second registration of a row silently takes the place of the first.
-class TARSEL_HOST_EXPORT FilterRegistry final : public Proc::IFilterFactoryRegistrator, public RefCounted {
+class TARSEL_HOST_EXPORT FilterRegistry : public Proc::IFilterFactoryRegistrator, public RefCounted {
   public:
     struct Row {
         Proc::FilterKind kind;

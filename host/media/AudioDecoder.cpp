@@ -123,7 +123,7 @@ void AudioDecoder::FindGrid(int64 target) {
     source->DoSeek();
     if (FramePtr const frame = converter.Convert(core.Receive(*source)); frame && HasValue(StartOf(*frame)))
         gridEnd = StartOf(*frame) + frame->nb_samples;
-    core.Flush();
+    core.Reopen(target);
     converter.Reset();
     source->RequestSeek(SourcePosition(target), nullptr);
     source->DoSeek();
@@ -156,8 +156,6 @@ bool AudioDecoder::Fetch() {
         if (!frame || frame->nb_samples == 0) continue;
         Place(*frame);
         if (skip == frame->nb_samples) continue;
-        // From here on the decoder has what it needs: its complaints are the stream's.
-        core.SetQuiet(false);
         waiting = std::move(frame);
         return true;
     }
@@ -188,7 +186,7 @@ iptr<Proc::IDataAudio> AudioDecoder::ReadNext() {
 }
 
 void AudioDecoder::Restart(int64 target) {
-    core.Flush();
+    core.Reopen(target);
     converter.Reset();
     waiting = nullptr;
     skip = 0;
@@ -204,7 +202,6 @@ void AudioDecoder::Restart(int64 target) {
     }
     given = wanted;
     cursor = wanted;
-    core.SetQuiet(HasValue(target) && SourcePosition(target) > 0);
 }
 
 }  // namespace Tarsel::Host

@@ -75,11 +75,15 @@ ParametersPtr MakeParameters(Conf::IFormatCodec const& format, AVMediaType type)
 
 DecoderCore::DecoderCore(Conf::IFormatCodec const& format, AVMediaType type, std::string const& implName,
                          DecoderOptions const& options)
-    : options(options) {
-    ParametersPtr const parameters = MakeParameters(format, type);
-    AVCodec const* const codec = FindDecoder(parameters->codec_id, format.GetCodecID(), implName);
+    : options(options),
+      parameters(MakeParameters(format, type)),
+      codec(FindDecoder(parameters->codec_id, format.GetCodecID(), implName)) {
+    Open();
+}
+
+void DecoderCore::Open() {
     context.reset(avcodec_alloc_context3(codec));
-    if (!context) TARSEL_THROW(Proc::CodecFactoryException, std::string("Can't allocate decoder ") + codec->name);
+    if (!context) TARSEL_THROW(Proc::CodecFactoryException, "Can't allocate decoder " + GetName());
     int code = avcodec_parameters_to_context(context.get(), parameters.get());
     if (code >= 0) {
         watch.Attach(*context);
@@ -90,9 +94,7 @@ DecoderCore::DecoderCore(Conf::IFormatCodec const& format, AVMediaType type, std
                                    : FF_THREAD_SLICE;
         code = avcodec_open2(context.get(), codec, nullptr);
     }
-    if (code < 0)
-        TARSEL_THROW(Proc::CodecFactoryException,
-                     std::string("Can't open decoder ") + codec->name + ": " + ErrorText(code));
+    if (code < 0) TARSEL_THROW(Proc::CodecFactoryException, "Can't open decoder " + GetName() + ": " + ErrorText(code));
 }
 
 FramePtr DecoderCore::Receive(Proc::IStreamRaw& source) {
@@ -131,6 +133,8 @@ void DecoderCore::Feed(Proc::IStreamRaw& source) {
         packet->dts = item->GetDecodingTime();
         packet->duration = HasValue(item->GetDuration()) ? item->GetDuration() : 0;
         lastPacketTime = HasValue(packet->pts) ? packet->pts : packet->dts;
+        int64 const end = AddTime(lastPacketTime, packet->duration);
+        SetQuiet(HasValue(end) && HasValue(quietBefore) && end <= quietBefore);
         ++packetsOfRun;
         ++packets;
         code = avcodec_send_packet(context.get(), packet.get());
@@ -153,20 +157,32 @@ void DecoderCore::NoteDamage(int code) {
 
 void DecoderCore::CheckStrictness() const {
     if (options.strictness == DecoderOptions::Strictness::Lenient) return;
-    bool const failed = watch.GetErrorCount() > 0 ||
-                        (options.strictness == DecoderOptions::Strictness::Warnings && watch.GetWarningCount() > 0);
+    bool const failed =
+        watch.GetErrorCount() > errorsBefore ||
+        (options.strictness == DecoderOptions::Strictness::Warnings && watch.GetWarningCount() > warningsBefore);
     if (failed)
         TARSEL_THROW(Proc::ProcException,
                      "Decoder failed, " + GetName() + " at " + Proc::T2S(lastPacketTime) + ": " + watch.GetLastText());
 }
 
-void DecoderCore::Flush() {
+void DecoderCore::Flush(int64 wanted) {
     if (packetsOfRun > 0 || draining) avcodec_flush_buffers(context.get());
     draining = false;
     packetsOfRun = 0;
     framesOfRun = 0;
     failuresInARow = 0;
     lastPacketTime = NO_VALUE;
+    quietBefore = wanted;
+    errorsBefore = watch.GetErrorCount();
+    warningsBefore = watch.GetWarningCount();
+    SetQuiet(false);
+}
+
+void DecoderCore::Reopen(int64 wanted) {
+    if (packetsOfRun > 0 || draining) Open();
+    packetsOfRun = 0;
+    draining = false;
+    Flush(wanted);
 }
 
 void DecoderCore::SetQuiet(bool value) {

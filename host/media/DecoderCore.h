@@ -53,13 +53,15 @@ class DecoderCore {
     /// The next frame, or null when the source has ended and the decoder is empty, again and again. A damaged packet is
     /// skipped with a warning; a strict decoder throws `ProcException` with the decoder's text and the packet's time.
     FramePtr Receive(Proc::IStreamRaw& source);
-    /// Makes ready for packets from another place.
-    void Flush();
-    /// Whether complaints are to be passed over: see `LibavLogWatch::SetQuiet`.
-    void SetQuiet(bool quiet);
+    /// Makes ready for packets from another place, of which the consumer wants what lies behind `wanted` (no value:
+    /// everything). Complaints about packets that end at or before it are passed over: they may refer to what stands
+    /// in front of the place (see `LibavLogWatch::SetQuiet`).
+    void Flush(int64 wanted);
+    /// The same with a new decoder: some keep a trace of what they decoded before.
+    void Reopen(int64 wanted);
 
     AVCodecContext const& GetContext() const { return *context; }
-    std::string GetName() const { return context->codec->name; }
+    std::string GetName() const { return codec->name; }
     /// Packets given to the decoder since the last `Flush`, and frames that came out.
     uint64 GetPacketsOfRun() const { return packetsOfRun; }
     uint64 GetFramesOfRun() const { return framesOfRun; }
@@ -68,12 +70,16 @@ class DecoderCore {
     void AddStatistics(Core::Property& node) const;
 
   private:
+    void Open();
     void Feed(Proc::IStreamRaw& source);
     void NoteDamage(int code);
     void CheckStrictness() const;
+    void SetQuiet(bool value);
 
     // Settings, constant after construction.
     DecoderOptions const options;
+    ParametersPtr const parameters;
+    AVCodec const* const codec;
 
     LibavLogWatch watch;  // outlives the context
     CodecContextPtr context;
@@ -82,6 +88,9 @@ class DecoderCore {
     int64 lastPacketTime = NO_VALUE;
     uint64 packetsOfRun = 0;
     uint64 framesOfRun = 0;
+    int64 quietBefore = NO_VALUE;
+    uint64 errorsBefore = 0;    // of earlier runs
+    uint64 warningsBefore = 0;  // of earlier runs
     unsigned failuresInARow = 0;
     bool draining = false;
     bool quiet = false;

@@ -245,7 +245,7 @@ bool DemuxStream::FetchAfterSeek(std::size_t target) {
     // Each try starts further back: the container may land behind, or its parser need what stands in front.
     for (std::size_t back = 0; back <= target; back = back == 0 ? 8 : back * 4) {
         if (!SeekReader(target - back)) break;
-        for (std::size_t unknown = 0; unknown < MAX_UNKNOWN && !endOfStream; ++unknown) {
+        for (std::size_t unknown = 0; unknown < MAX_UNKNOWN; ++unknown) {
             if (!ReadRaw()) break;
             std::size_t const number = Identify(target);
             if (number == StreamIndex::NONE) continue;

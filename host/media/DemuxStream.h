@@ -17,8 +17,9 @@ namespace Tarsel::Host {
 /// Goes in: a file with its index. Comes out: fresh packets whose times, durations and key flags are the index's; their
 /// source position is their presentation time. Seek: video lands on the last key packet shown at or before the
 /// position, other kinds on the packet that contains it; a position at or below 0 means the stream's first packet, also
-/// where that lies below 0. Nothing is read until `Read`. End: null. `ReleaseInternalData` closes the reader; the next read goes on where the stream stood. One
-/// consumer; `SetEndOfStream`, `GetDuration`, `GetFormatCodec` and `GetStatistic` from any thread at any time.
+/// where that lies below 0. Nothing is read until `Read`. End: null. `ReleaseInternalData` closes the reader; the next
+/// read goes on where the stream stood. One consumer; `SetEndOfStream`, `GetDuration`, `GetFormatCodec` and
+/// `GetStatistic` from any thread at any time.
 class DemuxStream : public Proc::IStreamRaw, public RefCounted {
   public:
     DemuxStream(iptr<MediaFile> file, StreamInfo const& info);

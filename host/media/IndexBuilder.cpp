@@ -202,6 +202,27 @@ int64 IndexBuilder::ToFileTime(int64 tick, AVRational timeBase) const {
     return SubTime(ToMicroseconds(tick, timeBase), ToMicroseconds(zeroTick, zeroBase));
 }
 
+/// A picture is shown until the next one.
+static void StretchToNextPicture(std::vector<IndexRecord>& records) {
+    std::vector<std::pair<int64, std::size_t>> shown;
+    shown.reserve(records.size());
+    for (std::size_t i = 0; i < records.size(); ++i) shown.emplace_back(records[i].time, i);
+    std::sort(shown.begin(), shown.end());
+    int64 next = NO_VALUE;
+    int64 following = NO_VALUE;  // the first time behind those that equal `next`
+    for (std::size_t i = shown.size(); i-- > 0;) {
+        auto const& [time, number] = shown[i];
+        if (HasValue(next) && time < next) following = next;
+        next = time;
+        if (HasValue(following)) records[number].duration = Saturate(SubTime(following, time));
+    }
+    if (shown.size() < 2) return;
+    // Where the container has no presentation times its durations are ticks, not pictures.
+    IndexRecord& last = records[shown.back().second];
+    IndexRecord const& previous = records[shown[shown.size() - 2].second];
+    if ((last.flags & IndexRecord::PTS_FILLED) && previous.time < last.time) last.duration = previous.duration;
+}
+
 void IndexBuilder::Convert(Track& track) {
     std::vector<IndexRecord>& records = track.index.records;
     SetDurations(track);
@@ -220,20 +241,7 @@ void IndexBuilder::Convert(Track& track) {
             records[key].randomAccess = RandomAccess::Entry;
         }
     }
-    if (track.kind == StreamKind::Video) {
-        std::vector<std::pair<int64, std::size_t>> shown;
-        shown.reserve(records.size());
-        for (std::size_t i = 0; i < records.size(); ++i) shown.emplace_back(records[i].time, i);
-        std::sort(shown.begin(), shown.end());
-        int64 next = NO_VALUE;
-        int64 following = NO_VALUE;  // the first time behind those that equal `next`
-        for (std::size_t i = shown.size(); i-- > 0;) {
-            auto const& [time, number] = shown[i];
-            if (HasValue(next) && time < next) following = next;
-            next = time;
-            if (HasValue(following)) records[number].duration = Saturate(SubTime(following, time));
-        }
-    }
+    if (track.kind == StreamKind::Video) StretchToNextPicture(records);
     track.index.Finish();
     track.ticks.clear();
     track.ticks.shrink_to_fit();

@@ -74,6 +74,21 @@ std::string CheckFile(std::string const& path) {
     return head;
 }
 
+/// Refuses, by its head, a text, and a list of other files, which libavformat would follow: nothing but the file itself
+/// is ever opened.
+void CheckHead(std::string const& path, std::string const& head) {
+    std::string padded = head + std::string(AVPROBE_PADDING_SIZE, '\0');
+    AVProbeData data{};
+    data.filename = path.c_str();
+    data.buf = reinterpret_cast<u8*>(padded.data());
+    data.buf_size = static_cast<int>(head.size());
+    AVInputFormat const* const guess = av_probe_input_format(&data, 1);
+    std::string_view const name = guess ? guess->name : "";
+    if (IsText(head) && !IsSubtitleText(name)) FailOn(path, "is a text file, not a media file");
+    for (std::string_view const list : {"hls", "concat", "dash", "imf", "webm_dash_manifest", "sdp", "rtsp"})
+        if (name == list) FailOn(path, "is a list of other files, not a media file");
+}
+
 /// Whether packets come out right without the long look into the streams.
 bool HeaderSuffices(AVFormatContext const& context) {
     std::string_view const name = context.iformat->name;
@@ -178,7 +193,7 @@ std::string_view KindName(StreamKind kind) {
 }
 
 InputPtr OpenInput(std::string const& path, bool quick) {
-    std::string const head = CheckFile(path);
+    CheckHead(path, CheckFile(path));
     AVFormatContext* raw = avformat_alloc_context();
     if (!raw) FailOn(path, "out of memory");
     AVDictionary* options = nullptr;
@@ -187,13 +202,10 @@ InputPtr OpenInput(std::string const& path, bool quick) {
     int const code = avformat_open_input(&raw, ("file:" + path).c_str(), nullptr, &options);
     av_dict_free(&options);
     if (code < 0) {
-        if (IsText(head)) FailOn(path, "is a text file, not a media file");
         FailOn(path, code == AVERROR_INVALIDDATA ? "is not a media file, or is damaged at its beginning"
                                                  : "can't be opened: " + ErrorText(code));
     }
     InputPtr context(raw);
-    std::string_view const name = context->iformat->name;
-    if (IsText(head) && !IsSubtitleText(name)) FailOn(path, "is a text file, not a media file");
     if (quick && HeaderSuffices(*context)) return context;
     if (int const found = avformat_find_stream_info(context.get(), nullptr); found < 0)
         FailOn(path, "its streams can't be read: " + ErrorText(found));

@@ -351,7 +351,8 @@ void MediaWriter::Write(int slotNumber, Proc::IDataPacket& packet) {
     if (!holding) return WriteNow(slots[static_cast<std::size_t>(slotNumber)], packet);
     held.emplace_back(slotNumber, &packet);
     for (std::size_t i = 0; i < slots.size() && held.size() < MAX_HELD; ++i)
-        if (std::none_of(held.begin(), held.end(), [i](auto const& entry) { return entry.first == static_cast<int>(i); }))
+        if (std::none_of(held.begin(), held.end(),
+                         [i](auto const& entry) { return entry.first == static_cast<int>(i); }))
             return;
     ReleaseHeld();
 }

@@ -106,8 +106,8 @@ class TARSEL_HOST_EXPORT MediaWriter : public RefCounted {
     bool begun = false;
     PacketPtr scratch;
 
-    // AVI's ticks are as long as packets: a start that its writer moves to 0 by itself tears holes. So the first packets
-    // are held until the earliest decoding time is known.
+    // AVI's ticks are as long as packets: a start that its writer moves to 0 by itself tears holes. So the first
+    // packets are held until the earliest decoding time is known.
     bool holding = false;
     std::vector<std::pair<int, iptr<Proc::IDataPacket>>> held;
     int64 startShift = 0;  // microseconds added to all times

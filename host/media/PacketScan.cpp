@@ -89,6 +89,24 @@ RandomAccess ClassifyHevc(NalWalker walker) {
     return RandomAccess::None;
 }
 
+/// Whether an H.263 picture is intra coded (ITU-T H.263, 5.1.1 to 5.1.4). The library's parser marks every picture as a key.
+bool IsIntraH263(u8 const* data, std::size_t size) {
+    constexpr std::size_t HEADER = 8;
+    constexpr unsigned EXTENDED = 7;  // source format: the extended picture type follows
+    if (size < HEADER || data[0] != 0 || data[1] != 0 || (data[2] & 0xFC) != 0x80) return false;
+    uint64 bits = 0;
+    for (std::size_t i = 0; i < HEADER; ++i) bits = bits << 8 | data[i];
+    auto const take = [&](unsigned position, unsigned count) {
+        return static_cast<unsigned>(bits >> (64 - position - count)) & ((1U << count) - 1U);
+    };
+    // Start code 22 bits, temporal reference 8, then two fixed bits, three flags and the source format.
+    constexpr unsigned PTYPE = 30;
+    if (take(PTYPE + 5, 3) != EXTENDED) return take(PTYPE + 8, 1) == 0;
+    bool const full = take(PTYPE + 8, 3) == 1;  // UFEP
+    constexpr unsigned PLUS = PTYPE + 11;
+    return take(full ? PLUS + 18 : PLUS, 3) == 0;
+}
+
 }  // namespace
 
 NalFraming FramingOf(AVCodecID codec, u8 const* extradata, std::size_t size) {
@@ -159,6 +177,8 @@ RandomAccess ClassifyKey(AVCodecID codec, u8 const* data, std::size_t size, NalF
                 if (head != RandomAccess::None) return head;
             }
             return ClassifyHevc({data, size, framing});
+        case AV_CODEC_ID_H263:
+            return IsIntraH263(data, size) ? RandomAccess::Idr : RandomAccess::None;
         default:
             return RandomAccess::Idr;
     }

@@ -2,15 +2,16 @@
 
 #include <string>
 
+#include "contracts/Core/Export.h"
 #include "contracts/Core/Types.h"
 
 namespace Tarsel::Host {
 
 /// The decoder's form of an ASS event, "ReadOrder,Layer,Style,Name,MarginL,MarginR,MarginV,Effect,Text", as the line of
 /// a script: "Dialogue: Layer,Start,End,Style,...", times H:MM:SS.CC of microseconds. A line that is one already stays.
-std::string MakeDialogueLine(std::string const& event, int64 begin, int64 end);
+TARSEL_HOST_EXPORT std::string MakeDialogueLine(std::string const& event, int64 begin, int64 end);
 
 /// The reverse, as encoders take it; `readOrder` is the number of the event. A text that is no such line stays.
-std::string MakeEventText(std::string const& line, int readOrder);
+TARSEL_HOST_EXPORT std::string MakeEventText(std::string const& line, int readOrder);
 
 }  // namespace Tarsel::Host

@@ -130,7 +130,7 @@ void VideoDecoder::WarnOfMissingFrames() {
 }
 
 void VideoDecoder::Restart(int64 position) {
-    core.Flush();
+    core.Flush(position);
     held = nullptr;
     heldTime = NO_VALUE;
     target = position;

@@ -159,7 +159,7 @@ void ApplySpecialOptions(Setup& setup, Core::Property const& codecOptions) {
     setup.Set(name.c_str(), value);
 }
 
-void SetUpH264(Setup& setup, Core::Property const& codecOptions) {
+void SetUpH264(Setup& setup, Core::Property const& codecOptions, AVCodecParameters const* native) {
     AVCodecContext& context = *setup.context;
     bool const interlaced = (context.flags & AV_CODEC_FLAG_INTERLACED_DCT) != 0;
     context.thread_count = H264_THREADS;
@@ -167,10 +167,16 @@ void SetUpH264(Setup& setup, Core::Property const& codecOptions) {
         setup.Set("preset", "veryfast");
         setup.Set("sc_threshold", "0");
         context.thread_type = FF_THREAD_FRAME;
+        // A reader of a container without decoding times derives them from the depth of reordering that the first header
+        // names, so that ours names the source's. No B picture comes of it, as each picture's type is told.
+        int const reordering = native ? native->video_delay : 0;
+        context.max_b_frames = std::min(reordering, 2);
+        setup.Set("b-pyramid", reordering > 1 ? "normal" : "none");
         if (!codecOptions.ChildExists(Conf::TAG_FF_SPECIAL_OPTS))
             setup.Set("x264opts", "qp=" + std::to_string(MAX_RECODE_QUANTISER));
     } else {
         setup.Set("preset", "veryfast");
+        if (setup.options.fixedGroups) setup.Set("sc_threshold", "0");
         setup.Set("qp", std::to_string(setup.options.quantiser));
     }
     if (codecOptions.ChildExists(Conf::TAG_PROFILE)) {
@@ -263,7 +269,8 @@ void SetUpVpx(Setup& setup) {
     setup.Set("auto-alt-ref", "0");
     setup.Set("lag-in-frames", "0");
     setup.Set("deadline", "realtime");
-    setup.Set("cpu-used", vp9 ? "7" : "4");
+    // Below 0 VP8 keeps to the speed; above, it chooses one by the clock, and no two runs are the same.
+    setup.Set("cpu-used", vp9 ? "7" : "-5");
     if (setup.IsRecoding()) {
         context.qmin = 2;
         context.qmax = 6;
@@ -282,7 +289,7 @@ void SetUpCodec(Setup& setup, Core::Property const& codecOptions, AVCodecParamet
     std::string const& id = setup.codecId;
     AVCodecContext& context = *setup.context;
     if (id == Video::CODEC_ID_H264) {
-        SetUpH264(setup, codecOptions);
+        SetUpH264(setup, codecOptions, native);
     } else if (id == Video::CODEC_ID_MPEG1VIDEO || id == Video::CODEC_ID_MPEG2VIDEO) {
         SetUpMpeg12(setup, codecOptions);
     } else if (id == Video::CODEC_ID_MPEG4) {
@@ -361,6 +368,7 @@ CodecContextPtr OpenVideoEncoder(Conf::IFormatCodecVideo const& format, Core::Pr
     context.thread_count = 1;
     context.max_b_frames = setup.IsRecoding() ? 0 : options.bFrames;
     context.gop_size = setup.IsRecoding() ? UNLIMITED_GROUP : options.groupSize;
+    // Beside a constant quantiser the rate is only told in headers.
     if (properties.ChildExists(Conf::TAG_BITRATE) && codecId != Video::CODEC_ID_H264)
         context.bit_rate = std::max<int64>(properties[Conf::TAG_BITRATE].GetInt64(), 0);
     if (IsInterlaced(context.field_order) && (codecId == Video::CODEC_ID_H264 || codecId == Video::CODEC_ID_MPEG2VIDEO))

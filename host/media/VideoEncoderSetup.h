@@ -27,6 +27,8 @@ struct VideoEncoderOptions {
     int groupSize = 250;
     /// B pictures between two others, where the codec has them.
     int bFrames = 2;
+    /// No key pictures but those: a change of scene makes none.
+    bool fixedGroups = false;
     /// H.264's constant quantiser, 1 to 51 (8 bits): 18 can't be told from the source.
     int quantiser = 18;
 };

@@ -7,11 +7,12 @@
 #include <fstream>
 #include <random>
 
+#include "tests/support/MediaFamily.h"
 #include "tests/support/MediaInspector.h"
 #include "tests/support/Tarsel.h"
 #include "tests/support/TestMedia.h"
 
-namespace Tarsel::Tests {
+namespace Tarsel::Test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -26,7 +27,7 @@ void Write(std::string const& path, std::string const& content) {
 }
 
 TEST(BadInput, WhatIsNoMediaFailsByName) {
-    TempFolder const folder;
+    ScratchFolder const folder;
     Write(folder / "empty.mp4", "");
     Write(folder / "text.mp4", "These are the words of a person, and no pictures.\n");
     Write(folder / "text.mkv", std::string(100000, 'x'));
@@ -53,27 +54,27 @@ TEST(BadInput, ANameThatLooksLikeAnAddressIsAFileName) {
 }
 
 /// Cuts a damaged file: it may work or fail, but it ends, says why, and leaves a whole file or none.
-void CutDamaged(TempFolder const& folder, std::string const& input, std::string const& extension) {
-    auto const before = folder.Entries();
+void CutDamaged(ScratchFolder const& folder, std::string const& input, std::string const& extension) {
+    auto const before = folder.List();
     auto const output = folder / ("out" + extension);
     auto const result = RunTarsel({"cut", input, "-o", output, "--remove", "1.5-3.3", "--remove", "5-6"});
     ASSERT_EQ(0, result.endedBySignal) << result.errors;
     ASSERT_THAT(result.exitCode, AnyOf(0, 1)) << result.errors;
     if (result.exitCode == 1) {
         EXPECT_THAT(result.errors, HasSubstr(fs::path(input).filename().string()));
-        EXPECT_THAT(folder.Entries(), ::testing::ElementsAreArray(before));
+        EXPECT_THAT(folder.List(), ::testing::ElementsAreArray(before));
     } else {
         EXPECT_FALSE(InspectFile(output).streams.empty());
         fs::remove(output);
-        EXPECT_THAT(folder.Entries(), ::testing::ElementsAreArray(before));
+        EXPECT_THAT(folder.List(), ::testing::ElementsAreArray(before));
     }
 }
 
 class Damaged : public ::testing::TestWithParam<char const*> {};
 
 TEST_P(Damaged, CutOffInItsMiddle) {
-    TempFolder const folder;
-    auto const bytes = ReadWholeFile(TestMedia(GetParam()));
+    ScratchFolder const folder;
+    auto const bytes = ReadWholeFile(FamilyClip(GetParam()));
     auto const extension = fs::path(GetParam()).extension().string();
     for (std::size_t const part : {1, 3, 5, 8, 9}) {
         auto const input = folder / ("damaged" + extension);
@@ -84,8 +85,8 @@ TEST_P(Damaged, CutOffInItsMiddle) {
 }
 
 TEST_P(Damaged, WithFlippedBytes) {
-    TempFolder const folder;
-    auto const bytes = ReadWholeFile(TestMedia(GetParam()));
+    ScratchFolder const folder;
+    auto const bytes = ReadWholeFile(FamilyClip(GetParam()));
     auto const extension = fs::path(GetParam()).extension().string();
     for (unsigned seed = 0; seed < 24; seed++) {
         std::mt19937 random(seed);
@@ -118,20 +119,21 @@ INSTANTIATE_TEST_SUITE_P(Clips, Damaged,
                          DamagedName);
 
 TEST(BadInput, AnMp4WithoutItsIndexFails) {
-    TempFolder const folder;
-    auto const bytes = ReadWholeFile(TestMedia("h264-closed.mp4"));
+    ScratchFolder const folder;
+    auto const bytes = ReadWholeFile(FamilyClip("h264-closed.mp4"));
     Write(folder / "half.mp4", bytes.substr(0, bytes.size() / 2));
     auto const result = RunTarsel({"cut", folder / "half.mp4", "-o", folder / "out.mp4", "--remove", "1-2"});
     EXPECT_EQ(1, result.exitCode);
     EXPECT_THAT(result.errors, HasSubstr("half.mp4"));
-    EXPECT_THAT(folder.Entries(), ElementsAre("half.mp4"));
+    EXPECT_THAT(folder.List(), ElementsAre("half.mp4"));
 }
 
 /// Raises `number` as soon as something more than `before` lies in the folder: the cut is at work then.
-ProgramResult Interrupt(TempFolder const& folder, std::vector<std::string> const& command, int number, bool& raised) {
-    auto const before = folder.Entries().size();
+ProgramResult Interrupt(ScratchFolder const& folder, std::vector<std::string> const& command, int number,
+                        bool& raised) {
+    auto const before = folder.List().size();
     return RunProgram(command, [&, before](int pid) {
-        if (folder.Entries().size() <= before) return true;
+        if (folder.List().size() <= before) return true;
         raised = true;
         kill(pid, number);
         return false;
@@ -139,42 +141,42 @@ ProgramResult Interrupt(TempFolder const& folder, std::vector<std::string> const
 }
 
 TEST(Interrupted, LeavesNoPartialFile) {
-    auto const clip = TestMedia("h264-heavy.mp4");
+    auto const clip = FamilyClip("h264-heavy.mp4");
     for (auto const& [number, code] : {std::pair{SIGINT, 130}, std::pair{SIGTERM, 143}}) {
-        TempFolder const folder;
+        ScratchFolder const folder;
         bool raised = false;
         auto const result =
             Interrupt(folder, {TarselPath(), "cut", clip, "-o", folder / "out.mp4", "--remove", "1-2"}, number, raised);
         EXPECT_TRUE(raised);
         EXPECT_EQ(code, result.exitCode) << result.endedBySignal;
-        EXPECT_THAT(folder.Entries(), IsEmpty());
+        EXPECT_THAT(folder.List(), IsEmpty());
     }
 }
 
 TEST(Interrupted, LeavesTheFileThatStoodThere) {
-    TempFolder const folder;
+    ScratchFolder const folder;
     Write(folder / "out.mp4", "precious");
     bool raised = false;
     auto const result = Interrupt(
         folder,
-        {TarselPath(), "cut", TestMedia("h264-heavy.mp4"), "-o", folder / "out.mp4", "--remove", "1-2", "--force"},
+        {TarselPath(), "cut", FamilyClip("h264-heavy.mp4"), "-o", folder / "out.mp4", "--remove", "1-2", "--force"},
         SIGINT, raised);
     EXPECT_TRUE(raised);
     EXPECT_EQ(130, result.exitCode);
     EXPECT_EQ("precious", ReadWholeFile(folder / "out.mp4"));
-    EXPECT_THAT(folder.Entries(), ElementsAre("out.mp4"));
+    EXPECT_THAT(folder.List(), ElementsAre("out.mp4"));
 }
 
 /// Runs a shell script in a mount space of its own with a file system of 100 KiB at $1, which goes with the shell.
-ProgramResult OnASmallDisk(TempFolder const& folder, std::string const& script) {
+ProgramResult OnASmallDisk(ScratchFolder const& folder, std::string const& script) {
     fs::create_directory(folder / "disk");
     return RunProgram({"unshare", "--map-root-user", "--mount", "sh", "-c",
                        "mount -t tmpfs -o size=100k small \"$1\" || exit 99\n" + script, "sh", folder / "disk",
-                       TarselPath(), TestMedia("h264-closed.mp4")});
+                       TarselPath(), FamilyClip("h264-closed.mp4")});
 }
 
 TEST(FullDisk, FailsByNameAndLeavesNothing) {
-    TempFolder const folder;
+    ScratchFolder const folder;
     auto const result =
         OnASmallDisk(folder, "\"$2\" cut \"$3\" -o \"$1/out.mp4\" --remove 1-3; code=$?; ls -A \"$1\"; exit $code");
     EXPECT_EQ(1, result.exitCode) << result.errors;
@@ -183,7 +185,7 @@ TEST(FullDisk, FailsByNameAndLeavesNothing) {
 }
 
 TEST(FullDisk, LeavesTheFileThatStoodThere) {
-    TempFolder const folder;
+    ScratchFolder const folder;
     auto const result =
         OnASmallDisk(folder,
                      "printf precious > \"$1/out.mp4\"\n\"$2\" cut \"$3\" -o \"$1/out.mp4\" --remove 1-3 --force;"
@@ -194,10 +196,10 @@ TEST(FullDisk, LeavesTheFileThatStoodThere) {
 
 TEST(FullDisk, AReportThatCannotBePrintedIsAFailure) {
     auto const result =
-        RunProgram({"sh", "-c", "\"$1\" probe --json \"$2\" > /dev/full", "sh", TarselPath(), TestMedia("aac.m4a")});
+        RunProgram({"sh", "-c", "\"$1\" probe --json \"$2\" > /dev/full", "sh", TarselPath(), FamilyClip("aac.m4a")});
     EXPECT_EQ(1, result.exitCode);
     EXPECT_THAT(result.errors, Not(IsEmpty()));
 }
 
 }  // namespace
-}  // namespace Tarsel::Tests
+}  // namespace Tarsel::Test

@@ -1,6 +1,6 @@
 #include "tests/media/CutClips.h"
 
-namespace Tarsel::Tests {
+namespace Tarsel::Test {
 
 std::vector<CutClip> const& CutClips() {
     static std::vector<CutClip> const clips{
@@ -67,4 +67,4 @@ std::vector<CutClip> const& CutClips() {
     return clips;
 }
 
-}  // namespace Tarsel::Tests
+}  // namespace Tarsel::Test

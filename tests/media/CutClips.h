@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-namespace Tarsel::Tests {
+namespace Tarsel::Test {
 
 struct CutClip {
     std::string name;
@@ -21,4 +21,4 @@ inline constexpr int LISTS_IN_A_BATCH = 7;
 
 std::vector<CutClip> const& CutClips();
 
-}  // namespace Tarsel::Tests
+}  // namespace Tarsel::Test

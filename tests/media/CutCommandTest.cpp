@@ -6,10 +6,11 @@
 
 #include "contracts/Core/Time.h"
 #include "tests/support/CutLists.h"
+#include "tests/support/MediaFamily.h"
 #include "tests/support/Tarsel.h"
 #include "tests/support/TestMedia.h"
 
-namespace Tarsel::Tests {
+namespace Tarsel::Test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -23,7 +24,7 @@ using ::testing::IsEmpty;
 using ::testing::Not;
 
 std::string Clip() {
-    return TestMedia("h264-silent.mp4");
+    return FamilyClip("h264-silent.mp4");
 }
 
 /// A plan with these arguments behind the input.
@@ -123,7 +124,7 @@ TEST(CutUsage, MistakesExitWithTwoAndNameTheOption) {
 }
 
 TEST(CutRanges, WhollyBeyondTheEndFails) {
-    TempFolder const folder;
+    ScratchFolder const folder;
     for (std::vector<std::string> options : {std::vector<std::string>{"--remove", "100-200"},
                                              {"--keep", "100-200"},
                                              {"--remove", "8-9"},
@@ -131,7 +132,7 @@ TEST(CutRanges, WhollyBeyondTheEndFails) {
         auto const result = CutInto(folder / "out.mp4", options);
         EXPECT_EQ(1, result.exitCode) << CommandText(options);
         EXPECT_THAT(result.errors, HasSubstr("end")) << CommandText(options);
-        EXPECT_THAT(folder.Entries(), IsEmpty()) << CommandText(options);
+        EXPECT_THAT(folder.List(), IsEmpty()) << CommandText(options);
     }
 }
 
@@ -145,13 +146,13 @@ TEST(CutRanges, PartlyBeyondTheEndCutsToItWithAWarning) {
 }
 
 TEST(CutRanges, NothingLeftFailsWithoutAFile) {
-    TempFolder const folder;
+    ScratchFolder const folder;
     for (char const* option :
          {"--remove=start-end", "--remove=-", "--remove=0-8", "--remove=0-100", "--keep=1.001-1.002"}) {
         auto const result = CutInto(folder / "out.mp4", {option});
         EXPECT_EQ(1, result.exitCode) << option;
         EXPECT_THAT(result.errors, HasSubstr("nothing")) << option;
-        EXPECT_THAT(folder.Entries(), IsEmpty()) << option;
+        EXPECT_THAT(folder.List(), IsEmpty()) << option;
     }
 }
 
@@ -182,7 +183,7 @@ TEST(CutRanges, TouchingAndOverlappingOnesAreOne) {
 }
 
 TEST(CutRanges, SnapDecidesOnWhichSideOfWholeGroupsTheEndsFall) {
-    auto const clip = TestMedia("hevc-closed.mp4");
+    auto const clip = FamilyClip("hevc-closed.mp4");
     auto const plan = [&](std::string const& snap) {
         return ParseOutput(RunTarsel({"cut", clip, "--plan", "--json", "--remove", "1-4", "--snap", snap}));
     };
@@ -193,33 +194,33 @@ TEST(CutRanges, SnapDecidesOnWhichSideOfWholeGroupsTheEndsFall) {
 }
 
 TEST(CutExit, StrictMakesWarningsAnExitCode) {
-    TempFolder const folder;
+    ScratchFolder const folder;
     EXPECT_EQ(0, CutInto(folder / "a.mp4", {"--remove", "1.001-3"}).exitCode);
     EXPECT_EQ(3, CutInto(folder / "b.mp4", {"--remove", "1.001-3", "--strict"}).exitCode);
     EXPECT_EQ(0, CutInto(folder / "c.mp4", {"--remove", "1-3", "--strict"}).exitCode);
     EXPECT_EQ(3, Plan({"--remove", "1.001-3", "--strict"}).exitCode);
-    EXPECT_THAT(folder.Entries(), ElementsAre("a.mp4", "b.mp4", "c.mp4"));
+    EXPECT_THAT(folder.List(), ElementsAre("a.mp4", "b.mp4", "c.mp4"));
 }
 
 TEST(CutPlan, WritesNothing) {
-    TempFolder const folder;
+    ScratchFolder const folder;
     auto const result = CutInto(folder / "out.mp4", {"--remove", "1-3", "--plan"});
     EXPECT_EQ(0, result.exitCode) << result.errors;
     EXPECT_THAT(result.output, AllOf(HasSubstr("h264"), HasSubstr("recode")));
-    EXPECT_THAT(folder.Entries(), IsEmpty());
+    EXPECT_THAT(folder.List(), IsEmpty());
 }
 
 TEST(CutPlan, DrawsAPicture) {
-    TempFolder const folder;
+    ScratchFolder const folder;
     auto const result = Plan({"--remove", "1-3", "--svg", folder / "plan.svg"});
     ASSERT_EQ(0, result.exitCode) << result.errors;
     auto const svg = ReadWholeFile(folder / "plan.svg");
     EXPECT_THAT(svg, AllOf(HasSubstr("<svg"), HasSubstr("</svg>"), HasSubstr("<rect")));
-    EXPECT_THAT(folder.Entries(), ElementsAre("plan.svg"));
+    EXPECT_THAT(folder.List(), ElementsAre("plan.svg"));
 }
 
 TEST(CutOutput, AnExistingFileStaysWithoutForce) {
-    TempFolder const folder;
+    ScratchFolder const folder;
     std::ofstream(folder / "out.mp4") << "precious";
     auto const refused = CutInto(folder / "out.mp4", {"--remove", "1-3"});
     EXPECT_EQ(1, refused.exitCode);
@@ -227,19 +228,19 @@ TEST(CutOutput, AnExistingFileStaysWithoutForce) {
     EXPECT_EQ("precious", ReadWholeFile(folder / "out.mp4"));
     EXPECT_EQ(0, CutInto(folder / "out.mp4", {"--remove", "1-3", "--force"}).exitCode);
     EXPECT_NE("precious", ReadWholeFile(folder / "out.mp4"));
-    EXPECT_THAT(folder.Entries(), ElementsAre("out.mp4"));
+    EXPECT_THAT(folder.List(), ElementsAre("out.mp4"));
 }
 
 TEST(CutOutput, AFailedCutLeavesTheFileThatStoodThere) {
-    TempFolder const folder;
+    ScratchFolder const folder;
     std::ofstream(folder / "out.mp4") << "precious";
     EXPECT_EQ(1, CutInto(folder / "out.mp4", {"--remove", "start-end", "--force"}).exitCode);
     EXPECT_EQ("precious", ReadWholeFile(folder / "out.mp4"));
-    EXPECT_THAT(folder.Entries(), ElementsAre("out.mp4"));
+    EXPECT_THAT(folder.List(), ElementsAre("out.mp4"));
 }
 
 TEST(CutOutput, PlacesWhereNoFileCanBeAreNamed) {
-    TempFolder const folder;
+    ScratchFolder const folder;
     fs::create_directory(folder / "folder.mp4");
     for (auto const& place : {folder / "missing/out.mp4", folder / "folder.mp4", folder / "out.unknown", folder / "out",
                               std::string("/dev/full")}) {
@@ -247,11 +248,11 @@ TEST(CutOutput, PlacesWhereNoFileCanBeAreNamed) {
         EXPECT_EQ(1, result.exitCode) << place;
         EXPECT_THAT(result.errors, HasSubstr(place)) << place;
     }
-    EXPECT_THAT(folder.Entries(), ElementsAre("folder.mp4"));
+    EXPECT_THAT(folder.List(), ElementsAre("folder.mp4"));
 }
 
 TEST(CutOutput, TheInputUnderAnyNameIsRefused) {
-    TempFolder const folder;
+    ScratchFolder const folder;
     fs::copy_file(Clip(), folder / "in.mp4");
     fs::create_symlink("in.mp4", folder / "symlink.mp4");
     fs::create_hard_link(folder / "in.mp4", folder / "hardlink.mp4");
@@ -267,17 +268,17 @@ TEST(CutOutput, TheInputUnderAnyNameIsRefused) {
             EXPECT_TRUE(before == ReadWholeFile(folder / "in.mp4")) << name;
         }
     }
-    EXPECT_THAT(folder.Entries(), ElementsAre("hardlink.mp4", "in.mp4", "sub", "symlink.mp4"));
+    EXPECT_THAT(folder.List(), ElementsAre("hardlink.mp4", "in.mp4", "sub", "symlink.mp4"));
 }
 
 TEST(CutOutput, NamesWithSpacesAndLettersOfOtherScriptsWork) {
-    TempFolder const folder;
+    ScratchFolder const folder;
     std::string const name = "Fünf Ärger -- 日本 'x'.mp4";
     auto const result = CutInto(folder / name, {"--remove", "1-3", "--json"});
     ASSERT_EQ(0, result.exitCode) << result.errors;
     EXPECT_EQ(folder / name, ParseOutput(result).at("output").get<std::string>());
-    EXPECT_THAT(folder.Entries(), ElementsAre(name));
+    EXPECT_THAT(folder.List(), ElementsAre(name));
 }
 
 }  // namespace
-}  // namespace Tarsel::Tests
+}  // namespace Tarsel::Test

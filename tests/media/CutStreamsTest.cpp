@@ -4,10 +4,11 @@
 
 #include "contracts/Core/Time.h"
 #include "tests/support/CutCheck.h"
+#include "tests/support/MediaFamily.h"
 #include "tests/support/Tarsel.h"
 #include "tests/support/TestMedia.h"
 
-namespace Tarsel::Tests {
+namespace Tarsel::Test {
 namespace {
 
 using ::testing::AllOf;
@@ -23,7 +24,7 @@ using ::testing::Not;
 struct Cut {
     Cut(std::string const& clip, std::string const& target, std::vector<std::string> const& options)
         : path(folder / ("out." + target)) {
-        std::vector<std::string> arguments{"cut", TestMedia(clip), "-o", path, "--json", "--verify"};
+        std::vector<std::string> arguments{"cut", FamilyClip(clip), "-o", path, "--json", "--verify"};
         arguments.insert(arguments.end(), options.begin(), options.end());
         result = RunTarsel(arguments);
         if (result.exitCode != 0) return;
@@ -32,7 +33,7 @@ struct Cut {
     }
     std::vector<std::string> Warnings() const { return report.value("warnings", std::vector<std::string>()); }
 
-    TempFolder folder;
+    ScratchFolder folder;
     std::string path;
     ProgramResult result;
     nlohmann::json report;
@@ -49,7 +50,7 @@ std::vector<std::string> KindsOf(FileInspection const& file) {
 TEST(CutStreams, ChaptersMoveThroughTheTimeMap) {
     TimeRanges const removed{{2 * SECOND, 4 * SECOND}, {8 * SECOND, 9 * SECOND}};
     for (auto const& [clip, target] : {std::pair{"h264-rich.mkv", "mkv"}, std::pair{"h264-rich.mp4", "mp4"}}) {
-        auto const source = OpenSource(TestMedia(clip));
+        auto const source = OpenSource(FamilyClip(clip));
         Cut const cut(clip, target, {"--remove", "2-4", "--remove", "8-9"});
         ASSERT_EQ(0, cut.result.exitCode) << cut.result.errors;
         auto const result = OpenSource(cut.path);
@@ -77,12 +78,12 @@ TEST(CutStreams, EveryStreamOfARichFileIsKept) {
     for (auto const& [clip, target] : {std::pair{"h264-rich.mkv", "mkv"}, std::pair{"h264-rich.mp4", "mp4"}}) {
         Cut const cut(clip, target, {"--remove", "1-3"});
         ASSERT_EQ(0, cut.result.exitCode) << cut.result.errors;
-        EXPECT_EQ(KindsOf(InspectFile(TestMedia(clip))), KindsOf(cut.file)) << clip;
+        EXPECT_EQ(KindsOf(InspectFile(FamilyClip(clip))), KindsOf(cut.file)) << clip;
     }
 }
 
 TEST(CutStreams, AttachmentAndCoverAreTheSameBytes) {
-    auto const source = InspectFile(TestMedia("h264-rich.mkv"));
+    auto const source = InspectFile(FamilyClip("h264-rich.mkv"));
     Cut const cut("h264-rich.mkv", "mkv", {"--remove", "1-3"});
     ASSERT_EQ(0, cut.result.exitCode) << cut.result.errors;
     auto const* attachment = cut.file.First(StreamKind::Attachment);
@@ -90,7 +91,7 @@ TEST(CutStreams, AttachmentAndCoverAreTheSameBytes) {
     EXPECT_EQ("an attachment\n", std::string(attachment->extradata.begin(), attachment->extradata.end()));
     EXPECT_EQ("notes.ttf", attachment->metadata.at("filename"));
     for (char const* clip : {"h264-rich.mkv", "h264-rich.mp4"}) {
-        auto const in = InspectFile(TestMedia(clip));
+        auto const in = InspectFile(FamilyClip(clip));
         Cut const rich(clip, std::string(clip).substr(10), {"--remove", "0-3"});
         ASSERT_EQ(0, rich.result.exitCode) << rich.result.errors;
         auto const* cover = rich.file.First(StreamKind::Cover);
@@ -105,7 +106,7 @@ TEST(CutStreams, MetadataLanguagesAndRotationStay) {
     ASSERT_EQ(0, cut.result.exitCode) << cut.result.errors;
     EXPECT_EQ("A clip with everything", cut.file.metadata.at("title"));
     EXPECT_EQ("The generator", cut.file.metadata.at("artist"));
-    EXPECT_EQ(InspectFile(TestMedia("h264-rich.mp4")).First(StreamKind::Video)->rotation,
+    EXPECT_EQ(InspectFile(FamilyClip("h264-rich.mp4")).First(StreamKind::Video)->rotation,
               cut.file.First(StreamKind::Video)->rotation);
     EXPECT_NE(0, cut.file.First(StreamKind::Video)->rotation);
     EXPECT_EQ("fra", cut.file.First(StreamKind::Audio)->metadata.at("language"));
@@ -142,14 +143,14 @@ TEST(CutStreams, AProgramStreamTargetIsRefusedByName) {
         Cut const cut(name, "mpg", {"--remove", "1-3"});
         EXPECT_EQ(1, cut.result.exitCode);
         EXPECT_THAT(cut.result.errors, HasSubstr("out.mpg"));
-        EXPECT_THAT(cut.folder.Entries(), IsEmpty());
+        EXPECT_THAT(cut.folder.List(), IsEmpty());
     }
 }
 
 TEST(CutStreams, AFileThatWasCutOnceCanBeCutAgain) {
-    TempFolder const folder;
+    ScratchFolder const folder;
     auto const once = folder / "once.mp4";
-    ASSERT_EQ(0, RunTarsel({"cut", TestMedia("h264-closed.mp4"), "-o", once, "--remove", "1-5"}).exitCode);
+    ASSERT_EQ(0, RunTarsel({"cut", FamilyClip("h264-closed.mp4"), "-o", once, "--remove", "1-5"}).exitCode);
     auto const source = OpenSource(once);
     EXPECT_THAT(source.messages, IsEmpty());
     std::string input = once;
@@ -166,10 +167,10 @@ TEST(CutStreams, AFileThatWasCutOnceCanBeCutAgain) {
 }
 
 TEST(CutStreams, OneGroupRemovedWholeLeavesTheNextOneWhole) {
-    auto const source = OpenSource(TestMedia("h264-closed.mp4"));
+    auto const source = OpenSource(FamilyClip("h264-closed.mp4"));
     for (TimeRange const range :
          {TimeRange{1000000, 5000000}, TimeRange{2000000, 4000000}, TimeRange{1000000, 4000000}}) {
-        TempFolder const folder;
+        ScratchFolder const folder;
         auto const text = std::to_string(range.begin) + "us-" + std::to_string(range.end) + "us";
         auto const result =
             RunTarsel({"cut", source.file.path, "-o", folder / "out.mp4", "--remove", text, "--json", "--verify"});
@@ -181,8 +182,8 @@ TEST(CutStreams, OneGroupRemovedWholeLeavesTheNextOneWhole) {
 
 TEST(CutStreams, TheLastPacketsOfEveryStreamStay) {
     for (char const* clip : {"h264-all-key.mp4", "h264-closed.mkv", "h264-two-audio.mp4", "mpeg2-closed.ts"}) {
-        auto const source = OpenSource(TestMedia(clip));
-        TempFolder const folder;
+        auto const source = OpenSource(FamilyClip(clip));
+        ScratchFolder const folder;
         auto const output = folder / ("out" + std::filesystem::path(clip).extension().string());
         auto const result = RunTarsel({"cut", source.file.path, "-o", output, "--remove", "1-2", "--json"});
         ASSERT_EQ(0, result.exitCode) << result.errors;
@@ -196,8 +197,8 @@ TEST(CutStreams, KeepingEverythingIsAPlainCopy) {
          {"h264-closed.mp4", "h264-closed.mkv", "h264-closed.ts", "h264-open.mp4", "h264-vfr.mp4", "h264-offset.mkv",
           "h264-rich.mkv", "h264-rich.mp4", "hevc-open.mkv", "mpeg2-open.ts", "mpeg4-b.avi", "wmv2.wmv",
           "vp8-hidden.webm", "theora.ogv", "aac.m4a", "mp3.mp3", "pcm.wav", "opus.ogg", "flac.flac"}) {
-        auto const source = OpenSource(TestMedia(clip));
-        TempFolder const folder;
+        auto const source = OpenSource(FamilyClip(clip));
+        ScratchFolder const folder;
         auto const output = folder / ("out" + std::filesystem::path(clip).extension().string());
         auto const result = RunTarsel({"cut", source.file.path, "-o", output, "--keep", "start-end", "--verify"});
         ASSERT_EQ(0, result.exitCode) << clip << ": " << result.errors;
@@ -206,8 +207,8 @@ TEST(CutStreams, KeepingEverythingIsAPlainCopy) {
 }
 
 TEST(CutStreams, ManyRangesDoNotMakeTheStreamsDriftApart) {
-    auto const source = OpenSource(TestMedia("h264-long.mp4"));
-    TempFolder const folder;
+    auto const source = OpenSource(FamilyClip("h264-long.mp4"));
+    ScratchFolder const folder;
     CutRequest request;
     std::vector<std::string> arguments{"cut", source.file.path, "-o", folder / "out.mp4", "--json"};
     for (int64 begin = 300000; begin < 29 * SECOND; begin += 1010000) {
@@ -228,4 +229,4 @@ TEST(CutStreams, OpenGroupsTellWhatASeamCosts) {
 }
 
 }  // namespace
-}  // namespace Tarsel::Tests
+}  // namespace Tarsel::Test

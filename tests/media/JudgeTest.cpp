@@ -12,7 +12,7 @@
 #include "tests/support/Tarsel.h"
 #include "tests/support/TestMedia.h"
 
-namespace Tarsel::Tests {
+namespace Tarsel::Test {
 namespace {
 
 using ::testing::Contains;
@@ -21,7 +21,7 @@ using ::testing::IsEmpty;
 using ::testing::Not;
 
 SourceMedia Open(std::string const& name) {
-    auto const path = TestMedia(name);
+    auto const path = FamilyClip(name);
     auto const file = InspectFile(path);
     int64 end = 0;
     int64 begin = 0;
@@ -74,7 +74,7 @@ INSTANTIATE_TEST_SUITE_P(Clips, Family, ::testing::ValuesIn(ClipNames()), ClipNa
 class PlainCopyOf : public ::testing::TestWithParam<std::string> {};
 
 TEST_P(PlainCopyOf, ByAnotherToolPasses) {
-    TempFolder const folder;
+    ScratchFolder const folder;
     auto const source = Open(GetParam());
     auto const copy = folder / ("copy" + std::filesystem::path(GetParam()).extension().string());
     ASSERT_NO_FATAL_FAILURE(Copy(source.file.path, copy));
@@ -89,14 +89,14 @@ INSTANTIATE_TEST_SUITE_P(Clips, PlainCopyOf,
                          ClipName);
 
 TEST(Judge, FindsAMissingGroup) {
-    TempFolder const folder;
+    ScratchFolder const folder;
     auto const source = Open("h264-closed.mp4");
     Copy(source.file.path, folder / "short.mp4", {"-t", "9.9"});
     EXPECT_THAT(CheckPlainCopy(source, folder / "short.mp4"), Contains(HasSubstr("is missing at the end")));
 }
 
 TEST(Judge, FindsShiftedSound) {
-    TempFolder const folder;
+    ScratchFolder const folder;
     auto const source = Open("h264-closed.mkv");
     auto const path = source.file.path;
     auto const result = RunProgram({"ffmpeg", "-nostdin", "-v", "error", "-i", path, "-itsoffset", "0.005", "-i", path,
@@ -106,7 +106,7 @@ TEST(Judge, FindsShiftedSound) {
 }
 
 TEST(Judge, FindsPicturesThatWereEncodedAgain) {
-    TempFolder const folder;
+    ScratchFolder const folder;
     auto const source = Open("h264-closed.mp4");
     Copy(source.file.path, folder / "again.mp4", {"-c:v", "libx264", "-preset", "ultrafast", "-crf", "35"});
     auto const problems = CheckPlainCopy(source, folder / "again.mp4");
@@ -115,7 +115,7 @@ TEST(Judge, FindsPicturesThatWereEncodedAgain) {
 }
 
 TEST(Judge, FindsOneFlippedBit) {
-    TempFolder const folder;
+    ScratchFolder const folder;
     auto const source = Open("h264-closed.ts");
     auto bytes = ReadWholeFile(source.file.path);
     bytes[bytes.size() / 2 / 188 * 188 + 100] ^= 0x10;
@@ -124,7 +124,7 @@ TEST(Judge, FindsOneFlippedBit) {
 }
 
 TEST(Judge, FindsAPictureThatShouldHaveGone) {
-    TempFolder const folder;
+    ScratchFolder const folder;
     auto const source = Open("h264-silent.mp4");
     Copy(source.file.path, folder / "whole.mp4");
     nlohmann::json const report = {{"streams", {{{"index", 0}, {"mode", "recode"}}}}};
@@ -171,4 +171,4 @@ TEST(Oracle, OpenGroupsHaveLeadingPictures) {
 }
 
 }  // namespace
-}  // namespace Tarsel::Tests
+}  // namespace Tarsel::Test

@@ -3,10 +3,10 @@
 
 #include "contracts/Core/Time.h"
 #include "tests/media/CutClips.h"
+#include "tests/support/MediaFamily.h"
 #include "tests/support/Tarsel.h"
-#include "tests/support/TestMedia.h"
 
-namespace Tarsel::Tests {
+namespace Tarsel::Test {
 namespace {
 
 using Json = nlohmann::json;
@@ -14,14 +14,14 @@ using ::testing::AllOf;
 using ::testing::HasSubstr;
 
 Json ProbeOf(std::string const& clip) {
-    auto const result = RunTarsel({"probe", TestMedia(clip), "--json"});
+    auto const result = RunTarsel({"probe", FamilyClip(clip), "--json"});
     EXPECT_EQ(0, result.exitCode) << result.errors;
     return ParseOutput(result);
 }
 
 TEST(Probe, TellsStreamsGroupsAndHowTheyAreCut) {
     auto const probe = ProbeOf("h264-closed.mp4");
-    EXPECT_EQ(TestMedia("h264-closed.mp4"), probe.at("input"));
+    EXPECT_EQ(FamilyClip("h264-closed.mp4"), probe.at("input"));
     EXPECT_THAT(probe.at("container").get<std::string>(), HasSubstr("mp4"));
     EXPECT_NEAR(12.0 * SECOND, probe.at("duration_us").get<double>(), 0.05 * SECOND);
     ASSERT_EQ(2U, probe.at("streams").size());
@@ -61,7 +61,7 @@ class ProbeOfClip : public ::testing::TestWithParam<std::string> {};
 TEST_P(ProbeOfClip, AgreesWithThePackets) {
     auto const clip = GetParam();
     auto const probe = ProbeOf(clip);
-    auto const source = OpenSource(TestMedia(clip));
+    auto const source = OpenSource(FamilyClip(clip));
     auto const& streams = probe.at("streams");
     ASSERT_EQ(source.file.streams.size(), streams.size());
     for (auto const& in : source.file.streams) {
@@ -124,4 +124,4 @@ TEST(Help, OfEveryCommandHasAnExample) {
 }
 
 }  // namespace
-}  // namespace Tarsel::Tests
+}  // namespace Tarsel::Test

@@ -9,10 +9,11 @@
 #include "tests/media/CutClips.h"
 #include "tests/support/CutCheck.h"
 #include "tests/support/CutLists.h"
+#include "tests/support/MediaFamily.h"
 #include "tests/support/Tarsel.h"
 #include "tests/support/TestMedia.h"
 
-namespace Tarsel::Tests {
+namespace Tarsel::Test {
 namespace {
 
 using Json = nlohmann::json;
@@ -61,7 +62,7 @@ bool RandomCuts::AnythingLeft(SourceMedia const& source, ExpectedCut const& cut)
 }
 
 void RandomCuts::Cut(SourceMedia const& source, unsigned seed) {
-    TempFolder const folder;
+    ScratchFolder const folder;
     auto const& clip = GetParam().clip;
     auto const list = MakeCutList(source, seed);
     std::string const output = folder / ("out." + clip.target);
@@ -81,11 +82,11 @@ void RandomCuts::Cut(SourceMedia const& source, unsigned seed) {
     if (!AnythingLeft(source, expected)) {
         EXPECT_EQ(1, result.exitCode) << result.errors;
         EXPECT_THAT(result.errors, HasSubstr(source.file.path));
-        EXPECT_THAT(folder.Entries(), IsEmpty());
+        EXPECT_THAT(folder.List(), IsEmpty());
         return;
     }
     ASSERT_EQ(0, result.exitCode) << result.errors;
-    EXPECT_THAT(folder.Entries(), ElementsAre("out." + clip.target));
+    EXPECT_THAT(folder.List(), ElementsAre("out." + clip.target));
     auto const report = ParseOutput(result);
     if (verify)
         EXPECT_EQ(Json(true), report.at("verified"));
@@ -105,7 +106,7 @@ void RandomCuts::Cut(SourceMedia const& source, unsigned seed) {
 }
 
 TEST_P(RandomCuts, GiveExactlyWhatIsLeft) {
-    auto const source = OpenSource(TestMedia(GetParam().clip.name));
+    auto const source = OpenSource(FamilyClip(GetParam().clip.name));
     auto const first = static_cast<unsigned>(GetParam().number * LISTS_IN_A_BATCH);
     std::cout << "seeds 5 * (" << first << " .. " << first + LISTS_IN_A_BATCH - 1 << ")\n";
     // A step that shares no factor with the number of shapes: two batches meet all of them.
@@ -119,4 +120,4 @@ TEST(RandomCutLists, AreThreeHundredOrMore) {
 }
 
 }  // namespace
-}  // namespace Tarsel::Tests
+}  // namespace Tarsel::Test

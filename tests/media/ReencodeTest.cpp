@@ -5,10 +5,11 @@
 
 #include "contracts/Core/Time.h"
 #include "tests/support/CutCheck.h"
+#include "tests/support/MediaFamily.h"
 #include "tests/support/Tarsel.h"
 #include "tests/support/TestMedia.h"
 
-namespace Tarsel::Tests {
+namespace Tarsel::Test {
 namespace {
 
 using ::testing::IsEmpty;
@@ -80,8 +81,8 @@ class Reencode : public ::testing::TestWithParam<Case> {
         }
     }
 
-    TempFolder folder;
-    SourceMedia source = OpenSource(TestMedia(GetParam().clip));
+    ScratchFolder folder;
+    SourceMedia source = OpenSource(FamilyClip(GetParam().clip));
     std::string path;
     nlohmann::json report;
 };
@@ -157,4 +158,4 @@ INSTANTIATE_TEST_SUITE_P(
     CaseName);
 
 }  // namespace
-}  // namespace Tarsel::Tests
+}  // namespace Tarsel::Test

@@ -11,7 +11,7 @@
 #include "tests/support/PacketPayload.h"
 #include "tests/support/RunProgram.h"
 
-namespace Tarsel::Tests {
+namespace Tarsel::Test {
 namespace {
 
 using Json = nlohmann::json;
@@ -405,4 +405,4 @@ Problems CheckByCommand(std::string const& source, std::string const& output) {
     return problems;
 }
 
-}  // namespace Tarsel::Tests
+}  // namespace Tarsel::Test

@@ -7,7 +7,7 @@
 
 #include "tests/support/CutOracle.h"
 
-namespace Tarsel::Tests {
+namespace Tarsel::Test {
 
 /// What is wrong, one sentence each; empty when all is well.
 using Problems = std::vector<std::string>;
@@ -32,4 +32,4 @@ Problems CheckByCommand(std::string const& source, std::string const& output);
 Problems CheckReport(SourceMedia const& source, ExpectedCut const& cut, nlohmann::json const& report,
                      std::vector<int> const& packetsInOutput);
 
-}  // namespace Tarsel::Tests
+}  // namespace Tarsel::Test

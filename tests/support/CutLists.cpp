@@ -6,7 +6,7 @@
 
 #include "contracts/Core/Time.h"
 
-namespace Tarsel::Tests {
+namespace Tarsel::Test {
 namespace {
 
 class Maker {
@@ -207,4 +207,4 @@ CutList MakeCutList(SourceMedia const& source, unsigned seed) {
     return list;
 }
 
-}  // namespace Tarsel::Tests
+}  // namespace Tarsel::Test

@@ -7,7 +7,7 @@
 
 #include "tests/support/CutOracle.h"
 
-namespace Tarsel::Tests {
+namespace Tarsel::Test {
 
 /// The ways in which a list can lie on pictures and groups; the seed of a list chooses one, so that all of them come
 /// up.
@@ -42,4 +42,4 @@ char const* NameOf(CutShape shape);
 /// One of the accepted ways to write a time of microseconds; `form` chooses it.
 std::string TimeText(int64 time, unsigned form);
 
-}  // namespace Tarsel::Tests
+}  // namespace Tarsel::Test

@@ -7,7 +7,7 @@
 #include "contracts/Core/Exception.h"
 #include "contracts/Core/Time.h"
 
-namespace Tarsel::Tests {
+namespace Tarsel::Test {
 namespace {
 
 /// Sorts, clamps to the file, merges what touches, leaves out what is empty.
@@ -232,4 +232,4 @@ ExpectedCut ExpectCut(SourceMedia const& source, CutRequest const& request, bool
     return cut;
 }
 
-}  // namespace Tarsel::Tests
+}  // namespace Tarsel::Test

@@ -8,7 +8,7 @@
 
 #include "tests/support/MediaInspector.h"
 
-namespace Tarsel::Tests {
+namespace Tarsel::Test {
 
 /// Half open, in microseconds from the first picture.
 struct TimeRange {
@@ -116,4 +116,4 @@ struct ExpectedCut {
 /// `wholeGroups`: the video can be cut on key pictures only.
 ExpectedCut ExpectCut(SourceMedia const& source, CutRequest const& request, bool wholeGroups);
 
-}  // namespace Tarsel::Tests
+}  // namespace Tarsel::Test

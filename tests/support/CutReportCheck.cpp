@@ -5,7 +5,7 @@
 #include "contracts/Core/Time.h"
 #include "tests/support/CutCheck.h"
 
-namespace Tarsel::Tests {
+namespace Tarsel::Test {
 namespace {
 
 using Json = nlohmann::json;
@@ -127,4 +127,4 @@ Problems CheckReport(SourceMedia const& source, ExpectedCut const& cut, nlohmann
     return std::move(check.problems);
 }
 
-}  // namespace Tarsel::Tests
+}  // namespace Tarsel::Test

@@ -9,7 +9,7 @@ extern "C" {
 #include <libavformat/avformat.h>
 }
 
-namespace Tarsel::Tests::Av {
+namespace Tarsel::Test::Av {
 
 struct Close {
     void operator()(AVFormatContext* object) const { avformat_close_input(&object); }
@@ -22,4 +22,4 @@ using Codec = std::unique_ptr<AVCodecContext, Close>;
 using Packet = std::unique_ptr<AVPacket, Close>;
 using Frame = std::unique_ptr<AVFrame, Close>;
 
-}  // namespace Tarsel::Tests::Av
+}  // namespace Tarsel::Test::Av

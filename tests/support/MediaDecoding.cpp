@@ -16,7 +16,7 @@ extern "C" {
 #include <libavutil/pixdesc.h>
 }
 
-namespace Tarsel::Tests {
+namespace Tarsel::Test {
 namespace {
 
 std::mutex logMutex;
@@ -195,4 +195,4 @@ double Psnr(DecodedPicture const& a, DecodedPicture const& b) {
     return 10 * std::log10(peak * peak / (sum / static_cast<double>(count)));
 }
 
-}  // namespace Tarsel::Tests
+}  // namespace Tarsel::Test

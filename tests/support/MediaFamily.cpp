@@ -1,8 +1,13 @@
 #include "tests/support/MediaFamily.h"
 
+#include <algorithm>
 #include <sstream>
+#include <stdexcept>
 
-namespace Tarsel::Tests {
+#include "contracts/Core/Exception.h"
+#include "tests/support/TestMedia.h"
+
+namespace Tarsel::Test {
 namespace {
 
 constexpr char TEST_PATTERN[] = "testsrc2=s=160x120";
@@ -209,4 +214,23 @@ std::vector<ClipRecipe> const& MediaFamily() {
     return clips;
 }
 
-}  // namespace Tarsel::Tests
+std::string FamilyClip(std::string const& name) {
+    auto const& clips = MediaFamily();
+    auto const clip = std::find_if(clips.begin(), clips.end(), [&](auto const& one) { return one.name == name; });
+    if (clip == clips.end()) TARSEL_THROW(std::runtime_error, "no clip of the family is called " + name);
+    std::vector<std::string> arguments;
+    for (auto const& word : clip->arguments) {
+        std::string const target = word.size() > 7 ? word.substr(6, word.size() - 7) : "";
+        if (word.starts_with("{clip:")) {
+            arguments.push_back(FamilyClip(target));
+        } else if (word.starts_with("{file:")) {
+            for (auto const& [file, content] : clip->files)
+                if (file == target) arguments.push_back(MakeTextFile(file, content));
+        } else {
+            arguments.push_back(word);
+        }
+    }
+    return MakeClip(name, std::move(arguments));
+}
+
+}  // namespace Tarsel::Test

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-namespace Tarsel::Tests {
+namespace Tarsel::Test {
 
 struct ClipRecipe {
     /// File name with the extension that chooses the container.
@@ -19,7 +19,11 @@ struct ClipRecipe {
     std::vector<std::pair<std::string, std::string>> files;
 };
 
+/// Path of a clip of the family, which is made when it is first asked for. Throws `std::runtime_error` for an unknown
+/// name and when ffmpeg fails.
+std::string FamilyClip(std::string const& name);
+
 /// All clips. Their names are unique.
 std::vector<ClipRecipe> const& MediaFamily();
 
-}  // namespace Tarsel::Tests
+}  // namespace Tarsel::Test

@@ -11,7 +11,7 @@ extern "C" {
 #include <libavutil/display.h>
 }
 
-namespace Tarsel::Tests {
+namespace Tarsel::Test {
 namespace {
 
 [[noreturn]] void Fail(std::string const& what, std::string const& path, int code) {
@@ -129,4 +129,4 @@ FileInspection InspectFile(std::string const& path) {
     return result;
 }
 
-}  // namespace Tarsel::Tests
+}  // namespace Tarsel::Test

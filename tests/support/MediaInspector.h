@@ -8,7 +8,7 @@
 
 #include "contracts/Core/Types.h"
 
-namespace Tarsel::Tests {
+namespace Tarsel::Test {
 
 using Bytes = std::vector<u8>;
 
@@ -108,4 +108,4 @@ DecodedSound DecodeSound(std::string const& path, int stream, Messages& messages
 /// Peak signal-to-noise ratio over all planes in dB; 200 for equal pictures, 0 for pictures of different shape.
 double Psnr(DecodedPicture const& a, DecodedPicture const& b);
 
-}  // namespace Tarsel::Tests
+}  // namespace Tarsel::Test

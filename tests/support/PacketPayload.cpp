@@ -4,7 +4,7 @@
 #include <array>
 #include <iterator>
 
-namespace Tarsel::Tests {
+namespace Tarsel::Test {
 namespace {
 
 constexpr std::array<u8, 3> START_CODE{0, 0, 1};
@@ -95,4 +95,4 @@ Bytes ComparablePayload(StreamInspection const& stream, PacketInfo const& packet
     return packet.data;
 }
 
-}  // namespace Tarsel::Tests
+}  // namespace Tarsel::Test

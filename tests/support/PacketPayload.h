@@ -5,7 +5,7 @@
 
 #include "tests/support/MediaInspector.h"
 
-namespace Tarsel::Tests {
+namespace Tarsel::Test {
 
 /// What of a packet must be the source's bytes. Within one container that is the whole packet. Where `foreign`, framing
 /// and headers that belong to the container go: NAL units come as a list without access unit delimiters and parameter
@@ -13,4 +13,4 @@ namespace Tarsel::Tests {
 /// added.
 Bytes ComparablePayload(StreamInspection const& stream, PacketInfo const& packet, bool foreign);
 
-}  // namespace Tarsel::Tests
+}  // namespace Tarsel::Test

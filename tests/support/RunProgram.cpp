@@ -16,7 +16,7 @@
 
 extern char** environ;
 
-namespace Tarsel::Tests {
+namespace Tarsel::Test {
 namespace {
 
 struct Pipe {
@@ -115,4 +115,4 @@ std::string CommandText(std::vector<std::string> const& command) {
     return text;
 }
 
-}  // namespace Tarsel::Tests
+}  // namespace Tarsel::Test

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace Tarsel::Tests {
+namespace Tarsel::Test {
 
 struct ProgramResult {
     /// Exit code, or -1 when a signal ended the program.
@@ -25,4 +25,4 @@ ProgramResult RunProgram(std::vector<std::string> const& command,
 /// The command as one line, for messages.
 std::string CommandText(std::vector<std::string> const& command);
 
-}  // namespace Tarsel::Tests
+}  // namespace Tarsel::Test

@@ -1,45 +1,12 @@
 #include "tests/support/Tarsel.h"
 
-#include <unistd.h>
-
-#include <algorithm>
-#include <atomic>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
 
 #include "contracts/Core/Exception.h"
 
-namespace Tarsel::Tests {
-
-namespace fs = std::filesystem;
-
-namespace {
-
-fs::path MakeFolder() {
-    static std::atomic<int> count = 0;
-    fs::path const folder =
-        fs::path(TARSEL_TEST_OUTPUT_DIR) / (std::to_string(getpid()) + "-" + std::to_string(count++));
-    fs::remove_all(folder);
-    fs::create_directories(folder);
-    return folder;
-}
-
-}  // namespace
-
-TempFolder::TempFolder() : path(MakeFolder()) {}
-
-TempFolder::~TempFolder() {
-    std::error_code ignored;
-    fs::remove_all(path, ignored);
-}
-
-std::vector<std::string> TempFolder::Entries() const {
-    std::vector<std::string> names;
-    for (auto const& entry : fs::directory_iterator(path)) names.push_back(entry.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
-}
+namespace Tarsel::Test {
 
 std::string TarselPath() {
     return TARSEL_PROGRAM;
@@ -70,4 +37,4 @@ std::string ReadWholeFile(std::string const& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-}  // namespace Tarsel::Tests
+}  // namespace Tarsel::Test

@@ -1,7 +1,6 @@
 // The built program, for tests that use it as a person does.
 #pragma once
 
-#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -9,21 +8,7 @@
 #include "tests/support/CutOracle.h"
 #include "tests/support/RunProgram.h"
 
-namespace Tarsel::Tests {
-
-/// A folder of its own that goes with the object.
-class TempFolder {
-  public:
-    TempFolder();
-    ~TempFolder();
-    TempFolder(TempFolder const&) = delete;
-    TempFolder& operator=(TempFolder const&) = delete;
-    /// Path of a file in it.
-    std::string operator/(std::string const& name) const { return (path / name).string(); }
-    /// Names of what lies in it, sorted.
-    std::vector<std::string> Entries() const;
-    std::filesystem::path const path;
-};
+namespace Tarsel::Test {
 
 /// Path of the program.
 std::string TarselPath();
@@ -36,4 +21,4 @@ SourceMedia OpenSource(std::string const& path);
 /// Whole content of a file; throws `std::runtime_error` when it can't be read.
 std::string ReadWholeFile(std::string const& path);
 
-}  // namespace Tarsel::Tests
+}  // namespace Tarsel::Test

@@ -3,6 +3,7 @@
 #include <memory>
 #include <stdexcept>
 
+#include "contracts/Core/Exception.h"
 #include "host/cut/CutJob.h"
 #include "host/media/TextFile.h"
 #include "tools/tarsel/Program.h"
@@ -35,11 +36,11 @@ std::string NotARange(std::string const& text) {
 /// What the reader of the arguments can't tell on its own.
 void CheckUsage(CutOptions const& options) {
     if (options.remove.empty() == options.keep.empty())
-        throw CLI::ValidationError(options.remove.empty() ? "--remove or --keep is required"
+        TARSEL_THROW(CLI::ValidationError, options.remove.empty() ? "--remove or --keep is required"
                                                           : "--remove and --keep can't be used in one call");
-    if (options.request.output.empty() && !options.plan) throw CLI::RequiredError("-o,--output");
+    if (options.request.output.empty() && !options.plan) TARSEL_THROW(CLI::RequiredError, "-o,--output");
     if (options.plan && options.request.verify)
-        throw CLI::ValidationError("--verify needs a result: it can't be used with --plan");
+        TARSEL_THROW(CLI::ValidationError, "--verify needs a result: it can't be used with --plan");
 }
 
 std::string Summary(Host::CutReport const& report) {

@@ -66,10 +66,7 @@ int Demo(DemoOptions const& options) {
     request.ranges = {Host::ParseRange(DEMO_RANGE)};
     request.verify = true;
     request.force = true;
-    {
-        ProgressLine progress("making a sample");
-        Host::MakeSampleClip(request.input, true, [&](int64 done, int64 total) { progress.Show(done, total); });
-    }
+    Host::WriteSampleClip(request.input, Host::SampleClipOptions(), true);
     Host::CutReport report;
     {
         ProgressLine progress("cutting");

@@ -45,7 +45,7 @@ void PacketList::DoSeek() {
 
 std::string MakeClip(std::string const& name, std::string const& arguments) {
     namespace fs = std::filesystem;
-    fs::path const folder = fs::temp_directory_path() / ("tarsel-codec-clips-" + std::to_string(::getuid()));
+    fs::path const folder = fs::path(TARSEL_CODEC_CLIPS_DIR);
     fs::create_directories(folder);
     fs::path const path = folder / name;
     if (fs::exists(path)) return path;
@@ -56,6 +56,12 @@ std::string MakeClip(std::string const& name, std::string const& arguments) {
     if (std::system(command.c_str()) != 0) throw std::runtime_error("Can't make clip: " + command);
     fs::rename(part, path);
     return path;
+}
+
+std::string GroupsOf50() {
+    return MakeClip("groups-of-50.mp4",
+                    "-f lavfi -i testsrc2=s=320x240:r=25:d=4 -pix_fmt yuv420p -c:v libx264 -g 50 -bf 3 "
+                    "-x264opts keyint=50:min-keyint=50:scenecut=0");
 }
 
 namespace {

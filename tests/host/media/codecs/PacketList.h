@@ -45,9 +45,11 @@ class PacketList : public virtual Proc::IStreamRaw, public RefCounted {
     bool ended = false;
 };
 
-/// Makes the clip `name` by `ffmpeg <arguments> name` in the tests' work folder unless it is there, and returns its
-/// path.
+/// Makes the clip `name` by `ffmpeg <arguments> name` in the build folder unless it is there, and returns its path.
 std::string MakeClip(std::string const& name, std::string const& arguments);
+
+/// 4 s of H.264 at 25 fps with groups of 50 and three B pictures.
+std::string GroupsOf50();
 
 /// All packets of the first stream of a kind. Time 0 is the first picture (without video, the earliest packet).
 iptr<PacketList> LoadPackets(std::string const& path, MediaType type);
@@ -62,6 +64,13 @@ auto ReadAll(iptr<S> const& stream) {
 
 /// All packets of an encoder as a stream of their own.
 iptr<PacketList> Collect(iptr<Proc::IStreamRaw> const& stream);
+
+/// Seeks in the two steps of the protocol.
+template <class S>
+void SeekTo(S& stream, int64 position) {
+    stream.RequestSeek(position, nullptr);
+    stream.DoSeek();
+}
 
 /// Peak signal-to-noise ratio in decibels of luma and of the mean over all components, 99 for equal pictures; 8-bit
 /// planar pictures of one format.

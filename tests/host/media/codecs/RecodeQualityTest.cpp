@@ -62,6 +62,7 @@ iptr<Proc::IStreamRaw> Recode(iptr<Proc::IStreamRaw> const& packets, char const*
     iptr<CodecFactory> const factory = CodecFactory::Create();
     iptr<Proc::IStreamVideo> const pictures = factory->CreateVideoDecoder(packets, "");
     Core::Property properties;
+    properties.SetChild(Conf::TAG_BITRATE, 100000);  // must not limit the quality
     if (options) {
         Core::Property codecOptions;
         codecOptions.SetChild(Conf::TAG_FF_SPECIAL_OPTS, std::string("x264opts;sps-id=1:") + options);

@@ -1,0 +1,221 @@
+#include "host/graph/FilterRegistry.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <map>
+#include <tuple>
+
+#include "contracts/Core/Exception.h"
+#include "contracts/Proc/FilterRegistrator.h"
+#include "contracts/Proc/IFactories.h"
+#include "contracts/Proc/IStream.h"
+#include "contracts/Proc/ImplNames.h"
+#include "contracts/Proc/Settings.h"
+#include "contracts/Proc/SettingsStreamMetadataUpdater.h"
+#include "tests/support/Matchers.h"
+
+namespace Tarsel::Host {
+namespace {
+
+using namespace Proc;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+/// "kind form class implementation" of each row in order.
+std::vector<std::string> Listing(FilterRegistry const& registry) {
+    std::vector<std::string> lines;
+    for (auto const& row : registry.GetRows())
+        lines.push_back(std::string(KindName(row.kind)) + ' ' + row.form + ' ' + row.classId + ' ' + row.implName);
+    return lines;
+}
+
+VideoExFactoryA VideoA() {
+    return [](iptr<IStreamVideo> const&, Settings const&) { return iptr<IStreamVideoEx>(); };
+}
+
+TEST(FilterRegistry, IsEmptyAtBirth) {
+    auto const registry = MakeShared<FilterRegistry>();
+    EXPECT_THAT(registry->GetRows(), IsEmpty());
+    EXPECT_EQ(registry->Find(FilterKind::Video, "Class", ImplNames::DEFAULT), nullptr);
+    EXPECT_EQ(registry->Find(FilterSlots::RESIZE, ImplNames::TARSEL), nullptr);
+    EXPECT_THAT(registry->GetImplementations(FilterKind::Video, "Class"), IsEmpty());
+}
+
+TEST(FilterRegistry, FormsOfTheSecondGroupAreToldApartByTheirArguments) {
+    auto const registry = MakeShared<FilterRegistry>();
+    IFilterFactoryRegistrator& door = *registry;
+    using Audio = iptr<IStreamAudio> const&;
+    using Video = iptr<IStreamVideo> const&;
+    using Effects = iptr<IEffectFactory const> const&;
+    using Algorithms = iptr<IAlgorithmFactory const> const&;
+    using Filters = iptr<IFilterFactory const> const&;
+    using S = Settings const&;
+    door.RegisterFilterAudioEx("A", "i", [](S) { return iptr<IStreamAudioEx>(); });
+    door.RegisterFilterAudioEx("B", "i", [](Audio, S) { return iptr<IStreamAudioEx>(); });
+    door.RegisterFilterAudioEx("C", "i", [](Audio, Effects, S) { return iptr<IStreamAudioEx>(); });
+    door.RegisterFilterAudioEx("D", "i", [](Audio, Algorithms, S) { return iptr<IStreamAudioEx>(); });
+    door.RegisterFilterVideoEx("A", "i", [](Video, S) { return iptr<IStreamVideoEx>(); });
+    door.RegisterFilterVideoEx("B", "i", [](Video, Effects, S) { return iptr<IStreamVideoEx>(); });
+    door.RegisterFilterVideoEx("C", "i", [](Video, Filters, S) { return iptr<IStreamVideoEx>(); });
+    door.RegisterFilterSubtitleEx("A", "i", [](iptr<IStreamSubtitle> const&, S) { return iptr<IStreamSubtitleEx>(); });
+    door.RegisterFilterRawEx("A", "i", [](iptr<IStreamRaw> const&, S) { return iptr<IStreamRawEx>(); });
+    EXPECT_THAT(Listing(*registry),
+                ElementsAre("audio a A i", "audio b B i", "audio c C i", "audio d D i", "video a A i", "video b B i",
+                            "video c C i", "subtitle a A i", "raw a A i"));
+    for (auto const& row : registry->GetRows()) {
+        auto const index = std::get<ExFactory>(row.factory).index();
+        EXPECT_EQ(&row - registry->GetRows().data(), static_cast<std::ptrdiff_t>(index)) << row.classId;
+    }
+}
+
+TEST(FilterRegistry, TheFactoriesDoNotConvertToOneAnother) {
+    static_assert(!std::is_convertible_v<IEffectFactory*, IAlgorithmFactory*>);
+    static_assert(!std::is_convertible_v<IEffectFactory*, IFilterFactory*>);
+    static_assert(!std::is_convertible_v<IAlgorithmFactory*, IEffectFactory*>);
+    static_assert(!std::is_convertible_v<IAlgorithmFactory*, IFilterFactory*>);
+    static_assert(!std::is_convertible_v<IFilterFactory*, IEffectFactory*>);
+    static_assert(!std::is_convertible_v<IFilterFactory*, IAlgorithmFactory*>);
+}
+
+TEST(FilterRegistry, EveryDedicatedSlotKeepsItsFunctionUnderItsFiltersName) {
+    auto const registry = MakeShared<FilterRegistry>();
+    IFilterFactoryRegistrator& door = *registry;
+    std::vector<std::string> expected;
+    auto const check = [&](auto const& slot, auto enter) {
+        using Function = typename std::decay_t<decltype(slot)>::Factory;
+        // Any address serves: the function is stored and given back, never called.
+        auto const function = reinterpret_cast<Function>(reinterpret_cast<FilterFunction>(&MakeFilterRegistry));
+        (door.*enter)(ImplNames::TARSEL, function);
+        EXPECT_EQ(registry->Find(slot, ImplNames::TARSEL), function) << slot.name;
+        EXPECT_EQ(registry->Find(slot, ImplNames::DEFAULT), function) << slot.name;
+        EXPECT_EQ(registry->Find(slot, ImplNames::OGL), nullptr) << slot.name;
+        expected.push_back(std::string("dedicated - ") + slot.name + " Tarsel");
+        EXPECT_EQ(registry->GetRows().size(), expected.size());
+    };
+    using R = IFilterFactoryRegistrator;
+    check(FilterSlots::COLOR_SPACE, &R::RegisterFilterColorSpace);
+    check(FilterSlots::RESIZE, &R::RegisterFilterResize);
+    check(FilterSlots::FRAME_RATE, &R::RegisterFilterFrameRate);
+    check(FilterSlots::RESAMPLE, &R::RegisterFilterResample);
+    check(FilterSlots::AUDIO_HISTOGRAM, &R::RegisterFilterAudioHistogram);
+    check(FilterSlots::AUDIO_MIXER, &R::RegisterFilterAudioMixer);
+    check(FilterSlots::AUDIO_FORMATTER, &R::RegisterFilterAudioFormatter);
+    check(FilterSlots::CUT_CONTROLLER, &R::RegisterFilterCutController);
+    check(FilterSlots::REPEAT_CONTROLLER, &R::RegisterFilterRepeatController);
+    check(FilterSlots::SUBTITLE_DRAWER, &R::RegisterFilterSubtitleDrawer);
+    check(FilterSlots::OVERLAY_STREAM, &R::RegisterOverlayStream);
+    check(FilterSlots::APPLY_EFFECTS_VIDEO, &R::RegisterFilterApplyEffectsVideo);
+    check(FilterSlots::APPLY_EFFECTS_AUDIO, &R::RegisterFilterApplyEffectsAudio);
+    check(FilterSlots::CRC_STREAM_CONTROLLER, &R::RegisterCRCStreamController);
+    check(FilterSlots::CACHE_CONTROLLER, &R::RegisterFilterCacheController);
+    check(FilterSlots::CROP_DETECTOR, &R::RegisterCropDetector);
+    check(FilterSlots::SEEK_CONTROLLER, &R::RegisterFilterSeekController);
+    check(FilterSlots::JOIN_VIDEO, &R::RegisterFilterJoinVideo);
+    check(FilterSlots::JOIN_AUDIO, &R::RegisterFilterJoinAudio);
+    check(FilterSlots::JOIN_RAW, &R::RegisterFilterJoinRaw);
+    check(FilterSlots::SMART_MAP_VIDEO, &R::RegisterSmartMapVideo);
+    check(FilterSlots::SMART_MAP_AUDIO, &R::RegisterSmartMapAudio);
+    check(FilterSlots::REPEAT_VIDEO, &R::RegisterFilterRepeatVideo);
+    check(FilterSlots::REPEAT_AUDIO, &R::RegisterFilterRepeatAudio);
+    check(FilterSlots::VOLUME_DETECT, &R::RegisterFilterVolumeDetect);
+    check(FilterSlots::SCENE_DETECT, &R::RegisterFilterSceneDetect);
+    check(FilterSlots::LOSSLESS_DETECT, &R::RegisterFilterLosslessDetect);
+    EXPECT_EQ(expected.size(), 27U);
+    EXPECT_EQ(Listing(*registry), expected);
+}
+
+TEST(FilterRegistry, DefaultMeansThisLibrarysImplementation) {
+    auto const registry = MakeShared<FilterRegistry>();
+    registry->RegisterFilterVideoEx("Class", ImplNames::OGL, VideoA());
+    registry->RegisterFilterVideoEx("Class", ImplNames::TARSEL, VideoA());
+    auto const* const row = registry->Find(FilterKind::Video, "Class", ImplNames::DEFAULT);
+    ASSERT_NE(row, nullptr);
+    EXPECT_EQ(row->implName, ImplNames::TARSEL);
+    EXPECT_THAT(registry->GetImplementations(FilterKind::Video, "Class"), ElementsAre("OGL", "Tarsel"));
+}
+
+TEST(FilterRegistry, DefaultMeansTheFirstWhereNoneHasThisLibrarysName) {
+    auto const registry = MakeShared<FilterRegistry>();
+    registry->RegisterFilterVideoEx("FrameRate", "Default rate", VideoA());
+    registry->RegisterFilterVideoEx("FrameRate", "Adjust", VideoA());
+    EXPECT_EQ(registry->Find(FilterKind::Video, "FrameRate", ImplNames::DEFAULT)->implName, "Default rate");
+    EXPECT_EQ(registry->Find(FilterKind::Video, "FrameRate", "Adjust")->implName, "Adjust");
+    EXPECT_EQ(registry->Find(FilterKind::Video, "FrameRate", ImplNames::TARSEL), nullptr);
+}
+
+TEST(FilterRegistry, KindsAndClassesStayApart) {
+    auto const registry = MakeShared<FilterRegistry>();
+    registry->RegisterFilterVideoEx("Class", ImplNames::TARSEL, VideoA());
+    EXPECT_EQ(registry->Find(FilterKind::Audio, "Class", ImplNames::TARSEL), nullptr);
+    EXPECT_EQ(registry->Find(FilterKind::Video, "Other", ImplNames::DEFAULT), nullptr);
+    EXPECT_EQ(registry->Find(FilterKind::Dedicated, "Class", ImplNames::DEFAULT), nullptr);
+}
+
+TEST(FilterRegistry, SecondRegistrationOfARowSilentlyTakesItsPlace) {
+    auto const registry = MakeShared<FilterRegistry>();
+    registry->RegisterFilterVideoEx("A", ImplNames::TARSEL, VideoA());
+    registry->RegisterFilterVideoEx("B", ImplNames::TARSEL, VideoA());
+    registry->RegisterFilterVideoEx("A", ImplNames::TARSEL,
+                                    [](iptr<IStreamVideo> const&, iptr<IEffectFactory const> const&, Settings const&) {
+                                        return iptr<IStreamVideoEx>();
+                                    });
+    EXPECT_THAT(Listing(*registry), ElementsAre("video b A Tarsel", "video a B Tarsel"));
+}
+
+TEST(FilterRegistrator, EntersItsRowsInTheOrderOfTheTables) {
+    auto const registry = MakeFilterRegistry();
+    std::vector<std::string> audioAndVideo;
+    for (auto const& line : Listing(*registry))
+        if (line.find(SettingsStreamMetadataUpdater::CLASS_ID) != std::string::npos) audioAndVideo.push_back(line);
+    EXPECT_THAT(audioAndVideo, ElementsAre("audio b SettingsStreamMetadataUpdater Tarsel",
+                                           "video a SettingsStreamMetadataUpdater Tarsel"));
+    // Dedicated filters come first, then audio, video, subtitle, raw.
+    auto last = FilterKind::Dedicated;
+    for (auto const& row : registry->GetRows()) {
+        EXPECT_LE(static_cast<int>(last), static_cast<int>(row.kind)) << row.classId;
+        last = row.kind;
+    }
+}
+
+TEST(FilterRegistrator, EveryNameResolvesToExactlyOneFactoryThroughTheSharedLibrary) {
+    auto const registry = MakeFilterRegistry();
+    std::map<std::tuple<FilterKind, std::string, std::string>, int> names;
+    for (auto const& row : registry->GetRows()) {
+        ++names[{row.kind, row.classId, row.implName}];
+        EXPECT_EQ(registry->Find(row.kind, row.classId, row.implName), &row);
+        bool const callable = std::visit(
+            [](auto const& factory) {
+                if constexpr (std::is_same_v<std::decay_t<decltype(factory)>, ExFactory>)
+                    return std::visit([](auto const& function) { return static_cast<bool>(function); }, factory);
+                else
+                    return factory != nullptr;
+            },
+            row.factory);
+        EXPECT_TRUE(callable) << row.classId;
+    }
+    for (auto const& [name, count] : names) EXPECT_EQ(count, 1) << std::get<1>(name);
+    EXPECT_GE(names.size(), 2U);
+}
+
+TEST(FilterRegistrator, SecondCallEntersTheSameRowsAgain) {
+    auto const registry = MakeShared<FilterRegistry>();
+    ::FilterRegistrator(*registry);
+    auto const once = Listing(*registry);
+    ::FilterRegistrator(*registry);
+    EXPECT_EQ(Listing(*registry), once);
+}
+
+TEST(FilterRegistrator, WhatTheRegistryThrowsComesThrough) {
+    class Full : public FilterRegistry {
+      protected:
+        void RegisterEx(FilterKind, char, std::string const&, std::string const&, ExFactory) override {
+            TARSEL_THROW(ProcException, "the registry is full");
+        }
+    };
+    auto const registry = MakeShared<Full>();
+    EXPECT_EQ(Tarsel::Test::MessageOf<ProcException>([&] { ::FilterRegistrator(*registry); }), "the registry is full");
+}
+
+}  // namespace
+}  // namespace Tarsel::Host

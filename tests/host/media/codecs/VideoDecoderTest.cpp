@@ -1,0 +1,250 @@
+#include "host/media/VideoDecoder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <map>
+#include <random>
+#include <string>
+
+#include "contracts/Core/Exception.h"
+#include "contracts/Proc/DataMD5.h"
+#include "contracts/Proc/DataPacketFF.h"
+#include "contracts/Proc/IStreamVisitor.h"
+#include "contracts/Proc/Time.h"
+#include "host/media/CodecFactory.h"
+#include "host/media/FFmpeg.h"
+#include "tests/host/media/codecs/PacketList.h"
+
+namespace Tarsel::Tests {
+namespace {
+
+using namespace Tarsel::Host;
+using testing::HasSubstr;
+
+iptr<VideoDecoder> Decode(iptr<Proc::IStreamRaw> const& packets, DecoderOptions const& options = {}) {
+    return VideoDecoder::Create(packets, "", options);
+}
+
+std::vector<std::string> Digests(iptr<Proc::IStreamVideo> const& stream) {
+    std::vector<std::string> digests;
+    while (auto const picture = stream->Read())
+        digests.push_back(std::to_string(picture->GetTime()) + "+" + std::to_string(picture->GetDuration()) + " " +
+                          Proc::CalculateVideoDataMD5(*picture));
+    return digests;
+}
+
+struct Clip {
+    char const* name;
+    char const* file;
+    char const* arguments;
+};
+constexpr Clip CLIPS[] = {
+    {"H264", "seek-h264.mp4", "-c:v libx264 -g 25 -bf 3"},
+    {"H264Ts", "seek-h264.ts", "-c:v libx264 -g 25 -bf 3"},
+    {"H264OpenGroups", "seek-h264-open.mkv", "-c:v libx264 -g 25 -bf 3 -x264opts open-gop=1:b-pyramid=normal"},
+    {"Hevc", "seek-hevc.mp4", "-c:v libx265 -x265-params keyint=25:log-level=error"},
+    {"Mpeg2", "seek-mpeg2.ts", "-c:v mpeg2video -g 12 -bf 2 -q:v 3"},
+    {"Mpeg4", "seek-mpeg4.mp4", "-c:v mpeg4 -g 25 -bf 2 -q:v 3"},
+    {"Vp9", "seek-vp9.webm", "-c:v libvpx-vp9 -g 25 -deadline realtime -cpu-used 8"},
+    {"Theora", "seek-theora.ogv", "-c:v libtheora -g 25 -q:v 6"},
+};
+
+std::string PathOf(Clip const& clip) {
+    return MakeClip(clip.file,
+                    std::string("-f lavfi -i testsrc2=s=192x144:r=25:d=4 -pix_fmt yuv420p ") + clip.arguments);
+}
+
+class VideoDecoderSeeks : public testing::TestWithParam<Clip> {};
+
+TEST_P(VideoDecoderSeeks, PicturesAfterASeekAreThoseOfDecodingStraightThrough) {
+    auto const packets = LoadPackets(PathOf(GetParam()), MEDIA_TYPE_VIDEO);
+    auto const decoder = Decode(packets);
+    SeekTo(*decoder, 0);
+    std::vector<int64> ends;
+    std::vector<std::string> straight;
+    while (auto const picture = decoder->Read()) {
+        ends.push_back(picture->GetTime() + picture->GetDuration());
+        straight.push_back(Proc::CalculateVideoDataMD5(*picture));
+    }
+    ASSERT_EQ(straight.size(), 100U);
+    unsigned const seed = std::random_device{}();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    for (int i = 0; i < 12; ++i) {
+        int64 const position = i == 0 ? 0 : std::uniform_int_distribution<int64>(0, ends.back() - 1)(random);
+        SCOPED_TRACE("position " + std::to_string(position));
+        std::size_t expected = 0;
+        while (ends[expected] <= position) ++expected;
+        SeekTo(*decoder, position);
+        EXPECT_TRUE(decoder->FinishSeek());
+        int const count = std::uniform_int_distribution<int>(1, 30)(random);
+        for (int n = 0; n < count && expected < straight.size(); ++n, ++expected) {
+            auto const picture = decoder->Read();
+            ASSERT_TRUE(picture);
+            ASSERT_EQ(picture->GetTime() + picture->GetDuration(), ends[expected]);
+            ASSERT_EQ(Proc::CalculateVideoDataMD5(*picture), straight[expected]);
+        }
+    }
+    // Behind a seek into open groups the decoder may miss a reference that it was told to forget anyway.
+    if (std::string(GetParam().name) != "H264OpenGroups") {
+        EXPECT_EQ(decoder->GetReport().errors, 0U) << decoder->GetReport().firstError;
+    }
+}
+
+TEST_P(VideoDecoderSeeks, ThreadsDoNotChangeThePictures) {
+    auto const packets = LoadPackets(PathOf(GetParam()), MEDIA_TYPE_VIDEO);
+    std::vector<std::string> expected;
+    for (DecoderOptions const& options : {DecoderOptions{DecoderOptions::Threading::Slices, 1, {}},
+                                          DecoderOptions{DecoderOptions::Threading::Slices, 4, {}},
+                                          DecoderOptions{DecoderOptions::Threading::Frames, 4, {}}}) {
+        SeekTo(*packets, 0);
+        auto const digests = Digests(Decode(packets, options));
+        if (expected.empty()) expected = digests;
+        EXPECT_EQ(digests, expected);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Clips, VideoDecoderSeeks, testing::ValuesIn(CLIPS),
+                         [](auto const& test) { return std::string(test.param.name); });
+
+TEST(VideoDecoder, DurationReachesToTheNextPictureOfAVariableRate) {
+    std::string const path = MakeClip(
+        "variable-rate.mp4",
+        "-f lavfi -i testsrc2=s=192x144:r=25:d=4 -vf \"select='not(eq(mod(n,7),3))*not(eq(mod(n,7),4))'\" -vsync vfr "
+        "-pix_fmt yuv420p -c:v libx264 -bf 2");
+    auto const decoder = Decode(LoadPackets(path, MEDIA_TYPE_VIDEO));
+    auto const pictures = ReadAll(decoder);
+    ASSERT_GT(pictures.size(), 60U);
+    int longPictures = 0;
+    for (std::size_t i = 0; i + 1 < pictures.size(); ++i) {
+        EXPECT_EQ(pictures[i]->GetTime() + pictures[i]->GetDuration(), pictures[i + 1]->GetTime());
+        if (pictures[i]->GetDuration() == 120000) ++longPictures;
+    }
+    EXPECT_EQ(longPictures, 14);
+    EXPECT_EQ(pictures.back()->GetDuration(), 40000);
+}
+
+TEST(VideoDecoder, GivesAllPicturesOfASingleGroup) {
+    auto const all = LoadPackets(GroupsOf50(), MEDIA_TYPE_VIDEO);
+    auto const straight = Digests(Decode(all));
+    PacketVector const group(all->packets.begin() + 50, all->packets.begin() + 100);
+    ASSERT_TRUE(group.front()->IsKeyFrame());
+    iptr<PacketList> const packets(new PacketList(all->GetFormatCodec(), MEDIA_TYPE_VIDEO, group));
+    auto const decoder = Decode(packets);
+    SeekTo(*decoder, 2 * SECOND);
+    auto const digests = Digests(decoder);
+    EXPECT_EQ(digests, std::vector<std::string>(straight.begin() + 50, straight.begin() + 100));
+    EXPECT_EQ(decoder->Read(), nullptr);
+}
+
+TEST(VideoDecoder, SeekIntoAGroupDropsPicturesThatEndAtOrBeforeThePosition) {
+    auto const decoder = Decode(LoadPackets(GroupsOf50(), MEDIA_TYPE_VIDEO));
+    SeekTo(*decoder, 1040000);
+    EXPECT_EQ(decoder->GetPosition(), 1040000);
+    EXPECT_EQ(decoder->Read()->GetTime(), 1040000);
+    SeekTo(*decoder, 1079999);
+    EXPECT_EQ(decoder->Read()->GetTime(), 1040000);
+    EXPECT_EQ(decoder->GetPosition(), 1080000);
+    SeekTo(*decoder, 100 * SECOND);
+    EXPECT_EQ(decoder->Read(), nullptr);
+    EXPECT_EQ(decoder->GetPosition(), NO_VALUE);
+}
+
+TEST(VideoDecoder, GoesOnAfterReleaseAtTheEndOfTheLastPictureOrThePendingPosition) {
+    auto const packets = LoadPackets(GroupsOf50(), MEDIA_TYPE_VIDEO);
+    auto const decoder = Decode(packets);
+    SeekTo(*decoder, 1000000);
+    EXPECT_EQ(decoder->Read()->GetTime(), 1000000);
+    decoder->ReleaseInternalData();
+    EXPECT_EQ(packets->releases, 1U);
+    EXPECT_EQ(decoder->Read()->GetTime(), 1040000);
+    SeekTo(*decoder, 3000000);
+    decoder->ReleaseInternalData();
+    EXPECT_EQ(decoder->Read()->GetTime(), 3000000);
+}
+
+TEST(VideoDecoder, ReadsNothingBeforeTheFirstSeekOrRead) {
+    auto const packets = LoadPackets(GroupsOf50(), MEDIA_TYPE_VIDEO);
+    auto const decoder = Decode(packets);
+    EXPECT_EQ(packets->reads, 0U);
+    EXPECT_EQ(decoder->GetFormatCodec()->GetPixelFormat(), PIX_FMT_YUV420P);
+    EXPECT_EQ(decoder->GetFormatCodec()->GetCodecID(), "h264");
+    EXPECT_EQ(decoder->GetFormatCodec()->GetFrameRate(), Ratio(25, 1));
+}
+
+TEST(VideoDecoder, EndOfStreamFromOutsideEndsItUntilASeek) {
+    auto const packets = LoadPackets(GroupsOf50(), MEDIA_TYPE_VIDEO);
+    auto const decoder = Decode(packets);
+    ASSERT_TRUE(decoder->Read());
+    decoder->SetEndOfStream();
+    EXPECT_TRUE(packets->IsEndOfStream());
+    EXPECT_EQ(decoder->Read(), nullptr);
+    SeekTo(*decoder, 0);
+    EXPECT_TRUE(decoder->Read());
+}
+
+/// The clip with one packet turned into noise.
+iptr<PacketList> Damaged(std::size_t number) {
+    auto packets = LoadPackets(GroupsOf50(), MEDIA_TYPE_VIDEO);
+    auto damaged = packets->packets[number]->Clone(true);
+    AVPacket* const raw = damaged->GetAVPacket();
+    std::memset(raw->data, 0xA5, static_cast<std::size_t>(raw->size));
+    packets->packets[number] = damaged;
+    return packets;
+}
+
+TEST(VideoDecoder, SkipsADamagedPacketAndCountsIt) {
+    auto const decoder = Decode(Damaged(60));
+    auto const pictures = ReadAll(decoder);
+    EXPECT_GE(pictures.size(), 98U);
+    EXPECT_LT(pictures.size(), 101U);
+    EXPECT_GE(decoder->GetReport().damagedPackets, 1U);
+    EXPECT_GE(decoder->GetReport().errors, 1U);
+    Core::Property const statistics = decoder->GetStatistic();
+    ASSERT_FALSE(statistics.Children().empty());
+    Core::Property const& own = statistics.Children().back();
+    EXPECT_EQ(own.Name(), "Tarsel::Host::VideoDecoder::GetStatistic");
+    EXPECT_GE(own["Damaged packets"].GetInt64(), 1);
+    EXPECT_EQ(own["Packets"].GetInt64(), 100);
+}
+
+TEST(VideoDecoder, StrictOneThrowsAtTheFirstErrorWithItsTextAndTime) {
+    auto const packets = Damaged(60);
+    auto const decoder = Decode(packets, {DecoderOptions::Threading::Slices, 1, DecoderOptions::Strictness::Errors});
+    try {
+        ReadAll(decoder);
+        FAIL() << "no error was thrown";
+    } catch (Proc::ProcException const& error) {
+        EXPECT_THAT(error.what(), HasSubstr("Decoder failed, h264 at " + Proc::T2S(packets->packets[60]->GetTime())));
+    }
+    SeekTo(*decoder, 0);
+    EXPECT_TRUE(decoder->Read()) << "can be sought again";
+}
+
+TEST(VideoDecoder, RefusesUnknownNamesAndCodecs) {
+    auto const packets = LoadPackets(GroupsOf50(), MEDIA_TYPE_VIDEO);
+    EXPECT_THROW(VideoDecoder::Create(packets, "no-such-decoder", {}), Proc::CodecFactoryException);
+    EXPECT_THROW(VideoDecoder::Create(packets, "mpeg4", {}), Proc::CodecFactoryException);
+    EXPECT_THROW(VideoDecoder::Create(nullptr, "", {}), std::invalid_argument);
+    auto const unknown = Conf::IFormatCodecVideo::Create();
+    unknown->SetCodecID("nonsense");
+    iptr<PacketList> const nothing(new PacketList(unknown, MEDIA_TYPE_VIDEO, {}));
+    EXPECT_THROW(Decode(nothing), Proc::CodecFactoryException);
+    EXPECT_THROW(Decode(packets)->Initialize(Core::Property("x")), Proc::FilterException);
+}
+
+TEST(VideoDecoder, EntersItselfAsADecoder) {
+    auto const decoder = Decode(LoadPackets(GroupsOf50(), MEDIA_TYPE_VIDEO));
+    Proc::Visitors::DecoderCollector decoders;
+    decoder->Accept(decoders);
+    ASSERT_EQ(decoders.decoders.size(), 1U);
+    EXPECT_EQ(decoders.decoders[0]->GetImplName(), "h264");
+    Proc::Visitors::InfoCollector names;
+    decoder->Accept(names);
+    EXPECT_EQ(names.names, std::vector<std::string>{"VideoDecoder"});
+}
+
+}  // namespace
+}  // namespace Tarsel::Tests
