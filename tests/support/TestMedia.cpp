@@ -131,13 +131,7 @@ Clip const& FindClip(std::string const& name) {
 std::string MakeText(std::string_view name) {
     for (Text const& text : TEXTS) {
         if (text.name != name) continue;
-        std::string const path = Folder() + "/" + HashOf(text.contents) + "-" + std::string(name);
-        FileLock const lock(path + ".lock");
-        if (!std::filesystem::exists(path)) {
-            std::ofstream(path + ".part") << text.contents;
-            std::filesystem::rename(path + ".part", path);
-        }
-        return path;
+        return MakeTextFile(std::string(name), std::string(text.contents));
     }
     throw std::runtime_error("there is no test text " + std::string(name));
 }
@@ -179,24 +173,38 @@ void RunFFmpeg(std::vector<std::string> const& arguments) {
         throw std::runtime_error("failed: " + line);
 }
 
-std::string TestMedia(std::string const& name) {
-    Clip const& clip = FindClip(name);
-    std::vector<std::string> arguments = Expand(clip.arguments);
+std::string MakeTextFile(std::string const& name, std::string const& contents) {
+    std::string const path = Folder() + "/" + HashOf(contents) + "-" + name;
+    FileLock const lock(path + ".lock");
+    if (!std::filesystem::exists(path)) {
+        std::ofstream(path + ".part") << contents;
+        std::filesystem::rename(path + ".part", path);
+    }
+    return path;
+}
+
+std::string MakeClip(std::string const& name, std::vector<std::string> arguments) {
     std::string key;
     for (std::string const& word : arguments) key += word + " ";
-    std::string const stem = Folder() + "/" + std::string(clip.name) + "-" + HashOf(key);
-    std::string const path = stem + "." + std::string(clip.extension);
+    std::string const extension = std::filesystem::path(name).extension();
+    std::string const stem = Folder() + "/" + std::filesystem::path(name).stem().string() + "-" + HashOf(key);
+    std::string const path = stem + extension;
     if (std::filesystem::exists(path)) return path;
     FileLock const lock(path + ".lock");
     if (std::filesystem::exists(path)) return path;
     // The format follows the extension, so the unfinished clip has it too.
-    std::string const part = stem + ".part." + std::string(clip.extension);
-    for (char const* flag : {"-fflags", "+bitexact", "-flags:v", "+bitexact", "-flags:a", "+bitexact"})
-        arguments.emplace_back(flag);
+    std::string const part = stem + ".part" + extension;
     arguments.push_back(part);
     RunFFmpeg(arguments);
     std::filesystem::rename(part, path);
     return path;
+}
+
+std::string TestMedia(std::string const& name) {
+    std::vector<std::string> arguments = Expand(FindClip(name).arguments);
+    for (char const* flag : {"-fflags", "+bitexact", "-flags:v", "+bitexact", "-flags:a", "+bitexact"})
+        arguments.emplace_back(flag);
+    return MakeClip(name, std::move(arguments));
 }
 
 ScratchFolder::ScratchFolder() {

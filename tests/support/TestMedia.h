@@ -11,6 +11,13 @@ namespace Tarsel::Test {
 /// unknown name or a clip that can't be made.
 std::string TestMedia(std::string const& name);
 
+/// The path of a clip that the ffmpeg command makes of exactly these arguments (all but the output), once per build as
+/// above; `name` has the extension that chooses the container.
+std::string MakeClip(std::string const& name, std::vector<std::string> arguments);
+
+/// The path of a text file with these contents, kept beside the clips.
+std::string MakeTextFile(std::string const& name, std::string const& contents);
+
 /// Runs the ffmpeg command (quietly, overwriting) with these arguments. Throws `std::runtime_error` when it fails.
 void RunFFmpeg(std::vector<std::string> const& arguments);
 

@@ -1,0 +1,127 @@
+// `tarsel probe`, `tarsel filters` and the help of every command.
+#include <gmock/gmock.h>
+
+#include "contracts/Core/Time.h"
+#include "tests/media/CutClips.h"
+#include "tests/support/MediaFamily.h"
+#include "tests/support/Tarsel.h"
+
+namespace Tarsel::Test {
+namespace {
+
+using Json = nlohmann::json;
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+
+Json ProbeOf(std::string const& clip) {
+    auto const result = RunTarsel({"probe", FamilyClip(clip), "--json"});
+    EXPECT_EQ(0, result.exitCode) << result.errors;
+    return ParseOutput(result);
+}
+
+TEST(Probe, TellsStreamsGroupsAndHowTheyAreCut) {
+    auto const probe = ProbeOf("h264-closed.mp4");
+    EXPECT_EQ(FamilyClip("h264-closed.mp4"), probe.at("input"));
+    EXPECT_THAT(probe.at("container").get<std::string>(), HasSubstr("mp4"));
+    EXPECT_NEAR(12.0 * SECOND, probe.at("duration_us").get<double>(), 0.05 * SECOND);
+    ASSERT_EQ(2U, probe.at("streams").size());
+    auto const& video = probe.at("streams").at(0);
+    EXPECT_EQ(0, video.at("index"));
+    EXPECT_EQ("video", video.at("kind"));
+    EXPECT_EQ("h264", video.at("codec"));
+    EXPECT_EQ("High", video.at("profile"));
+    EXPECT_EQ(0, video.at("start_us"));
+    EXPECT_EQ(300, video.at("packets"));
+    EXPECT_EQ(Json::parse("[0, 2000000, 4000000, 6000000, 8000000, 10000000]"), video.at("keyframes_us"));
+    EXPECT_EQ(2 * SECOND, video.at("mean_group_us"));
+    EXPECT_EQ("recode", video.at("cut_mode"));
+    EXPECT_FALSE(video.at("cut_reason").get<std::string>().empty());
+    auto const& audio = probe.at("streams").at(1);
+    EXPECT_EQ("audio", audio.at("kind"));
+    EXPECT_EQ("aac", audio.at("codec"));
+    EXPECT_EQ("packet", audio.at("cut_mode"));
+}
+
+TEST(Probe, TellsChaptersAndMetadata) {
+    auto const probe = ProbeOf("h264-rich.mkv");
+    EXPECT_EQ(3U, probe.at("chapters").size());
+    EXPECT_EQ("A clip with everything", probe.at("metadata").at("title"));
+    EXPECT_NE(ProbeOf("h264-closed.mp4").at("streams").at(0).at("framing"),
+              ProbeOf("h264-closed.ts").at("streams").at(0).at("framing"));
+}
+
+TEST(Probe, TellsWhyOpenGroupsAreCutOnKeyPicturesOnly) {
+    auto const video = ProbeOf("h264-open.mp4").at("streams").at(0);
+    EXPECT_EQ("gop", video.at("cut_mode"));
+    EXPECT_THAT(video.at("cut_reason").get<std::string>(), HasSubstr("random access"));
+}
+
+class ProbeOfClip : public ::testing::TestWithParam<std::string> {};
+
+TEST_P(ProbeOfClip, AgreesWithThePackets) {
+    auto const clip = GetParam();
+    auto const probe = ProbeOf(clip);
+    auto const source = OpenSource(FamilyClip(clip));
+    auto const& streams = probe.at("streams");
+    ASSERT_EQ(source.file.streams.size(), streams.size());
+    for (auto const& in : source.file.streams) {
+        if (in.kind != StreamKind::Video && in.kind != StreamKind::Audio) continue;
+        auto const& told = streams.at(static_cast<std::size_t>(in.index));
+        EXPECT_EQ(in.codec, told.at("codec"));
+        EXPECT_EQ(in.packets.size(), told.at("packets").get<std::size_t>()) << in.codec;
+        if (in.kind != StreamKind::Video) continue;
+        EXPECT_EQ(0, told.at("start_us")) << in.codec;
+        std::vector<int64> keys;
+        for (auto const& group : source.groups) keys.push_back(group.start);
+        auto const toldKeys = told.at("keyframes_us").get<std::vector<int64>>();
+        ASSERT_EQ(keys.size(), toldKeys.size());
+        for (std::size_t i = 0; i < keys.size(); i++) EXPECT_NEAR(keys[i], toldKeys[i], 2);
+    }
+    int64 end = 0;
+    for (auto const& in : source.file.streams) {
+        if (in.kind != StreamKind::Video && in.kind != StreamKind::Audio) continue;
+        for (auto const& packet : in.packets) {
+            int64 const time = source.PacketTime(in, packet);
+            if (HasValue(time)) end = std::max(end, time + packet.duration);
+        }
+    }
+    EXPECT_GE(probe.at("duration_us").get<int64>() + 2, end);
+    EXPECT_LE(probe.at("duration_us").get<int64>(), end + SECOND / 10);
+}
+
+std::vector<std::string> ClipNames() {
+    std::vector<std::string> names;
+    for (auto const& clip : CutClips())
+        if (std::find(names.begin(), names.end(), clip.name) == names.end()) names.push_back(clip.name);
+    return names;
+}
+
+std::string ClipName(::testing::TestParamInfo<std::string> const& info) {
+    std::string name = info.param;
+    std::replace_if(
+        name.begin(), name.end(), [](char c) { return std::isalnum(static_cast<unsigned char>(c)) == 0; }, '_');
+    return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Family, ProbeOfClip, ::testing::ValuesIn(ClipNames()), ClipName);
+
+TEST(Filters, AreListed) {
+    auto const text = RunTarsel({"filters"});
+    EXPECT_EQ(0, text.exitCode);
+    EXPECT_THAT(text.output, HasSubstr("Metadata"));
+    auto const json = ParseOutput(RunTarsel({"filters", "--json"}));
+    EXPECT_THAT(json.dump(), HasSubstr("Metadata"));
+}
+
+TEST(Help, OfEveryCommandHasAnExample) {
+    for (char const* command : {"cut", "probe", "filters", "demo"}) {
+        auto const result = RunTarsel({command, "--help"});
+        EXPECT_EQ(0, result.exitCode);
+        EXPECT_THAT(result.output, AllOf(HasSubstr("xample"), HasSubstr(std::string("tarsel ") + command)));
+    }
+    EXPECT_THAT(RunTarsel({"--help"}).output, AllOf(HasSubstr("cut"), HasSubstr("probe"), HasSubstr("filters")));
+    EXPECT_EQ(0, RunTarsel({"--version"}).exitCode);
+}
+
+}  // namespace
+}  // namespace Tarsel::Test
