@@ -6,6 +6,10 @@
 
 #include "contracts/Core/Exception.h"
 #include "contracts/Core/Property.h"
+#include "contracts/Proc/IFilterCutController.h"
+#include "contracts/Proc/ImplNames.h"
+#include "contracts/Proc/SettingsStreamMetadataUpdater.h"
+#include "host/graph/FilterRegistry.h"
 
 namespace {
 
@@ -18,6 +22,20 @@ bool CatchesByClass() {
         return std::string(failure.what()).find("missing") != std::string::npos;
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "caught by its root only: %s\n", failure.what());
+    }
+    return false;
+}
+
+// A filter is found in the registry and made in the filters library; settings of a class that is not its own are
+// refused there.
+bool MakesFilters(Tarsel::Host::FilterRegistry const& registry) {
+    using namespace Tarsel::Proc;
+    auto const make = registry.Find(FilterSlots::CUT_CONTROLLER, ImplNames::DEFAULT);
+    if (!make || !make(SettingsFilterCutController(), nullptr)) return false;
+    try {
+        make(SettingsStreamMetadataUpdater(), nullptr);
+    } catch (FilterException const& refusal) {
+        return std::string(refusal.what()) == "Wrong settings!";
     }
     return false;
 }
@@ -35,6 +53,11 @@ int main() {
         std::fprintf(stderr, "a failure of the library cannot be caught by its class\n");
         return 1;
     }
-    std::printf("consumer: works\n");
+    auto const registry = Tarsel::Host::MakeFilterRegistry();
+    if (!MakesFilters(*registry)) {
+        std::fprintf(stderr, "a filter cannot be made through the registry\n");
+        return 1;
+    }
+    std::printf("consumer: works, %zu filters are registered\n", registry->GetRows().size());
     return 0;
 }
