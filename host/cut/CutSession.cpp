@@ -53,7 +53,9 @@ iptr<Proc::ICodecFactory const> CutSession::ChooseCodecs(StreamInfo const& info,
     refusal = FindRefusal(info, index);
     options.noEncoders = !refusal.empty();
     options.reason = refusal;
+    // Two: a decoder lives for one group, and each further thread holds pictures of its own.
     options.decoder.threading = DecoderOptions::Threading::Frames;
+    options.decoder.threadCount = 2;
     return CodecFactory::Create(options);
 }
 
