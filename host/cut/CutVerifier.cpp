@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <map>
 #include <memory>
 
 #include "contracts/Core/Exception.h"
@@ -82,6 +83,13 @@ void AddPayload(Digest& digest, std::string const& codec, Conf::IFormatCodec con
     digest.Add(data, size);
 }
 
+/// The n-th stream of a kind, from 0; null when there are fewer.
+StreamInfo const* FindNth(MediaFile const& file, StreamKind kind, std::size_t n) {
+    for (StreamInfo const& info : file.GetStreams())
+        if (info.kind == kind && !info.derived && n-- == 0) return &info;
+    return nullptr;
+}
+
 [[noreturn]] void Differs(CutTrack const& track, std::string const& what) {
     TARSEL_THROW(VerificationMismatch,
                  "stream #" + std::to_string(track.info->index) + " (" + track.info->codec + "): " + what);
@@ -124,21 +132,25 @@ void CutVerifier::Note(CutTrack const& track, Proc::IDataPacket const& packet) {
 void CutVerifier::Check(std::string const& path, std::vector<CutTrack> const& tracks,
                         ProgressCallback const& progress) const {
     iptr<MediaFile> const file = MediaFile::Open(path);
+    // Readers of some containers list streams in the order of their first packets: the n-th stream of a kind is the
+    // n-th of it.
+    std::map<StreamKind, std::size_t> seen;
     for (CutTrack const& track : tracks) {
         auto const slot = static_cast<std::size_t>(track.slot);
         Stream const noted = slot < streams.size() ? streams[slot] : Stream();
-        if (slot >= file->GetStreams().size()) {
+        StreamInfo const* const info = FindNth(*file, track.info->kind, seen[track.info->kind]++);
+        if (!info) {
             if (noted.packets.empty()) continue;
             Differs(track, "the result has no such stream");
         }
-        ComparePackets(*file, track, noted);
-        Decode(*file, track, noted, progress);
+        ComparePackets(*file, *info, track, noted);
+        Decode(*file, *info, track, noted, progress);
     }
     CheckEnds(tracks);
 }
 
-void CutVerifier::ComparePackets(MediaFile& file, CutTrack const& track, Stream const& noted) const {
-    auto const& info = file.GetStreams()[static_cast<std::size_t>(track.slot)];
+void CutVerifier::ComparePackets(MediaFile& file, StreamInfo const& info, CutTrack const& track,
+                                 Stream const& noted) const {
     iptr<Proc::IStreamRaw> const stream = file.OpenStream(info.index);
     int64 const start = file.GetIndex(info.index).GetStartTime();
     stream->RequestSeek(HasValue(start) ? std::min<int64>(start, 0) : 0, nullptr);
@@ -167,10 +179,10 @@ void CutVerifier::ComparePackets(MediaFile& file, CutTrack const& track, Stream 
                            " were written");
 }
 
-void CutVerifier::Decode(MediaFile& file, CutTrack const& track, Stream const& noted,
+void CutVerifier::Decode(MediaFile& file, StreamInfo const& info, CutTrack const& track, Stream const& noted,
                          ProgressCallback const& progress) const {
     if (noted.packets.empty()) return;
-    auto const stream = file.OpenStream(file.GetStreams()[static_cast<std::size_t>(track.slot)].index);
+    auto const stream = file.OpenStream(info.index);
     DecoderOptions options;
     options.threading = DecoderOptions::Threading::Frames;
     // At the joint of an open group a decoder may speak of missing references: that is announced, not a fault.
@@ -192,7 +204,7 @@ void CutVerifier::Decode(MediaFile& file, CutTrack const& track, Stream const& n
             if (run(AudioDecoder::Create(stream, "", options)) == 0) Differs(track, "nothing decodes");
         } else if (track.IsVideo()) {
             std::size_t const frames = run(VideoDecoder::Create(stream, "", options));
-            std::string const& codec = file.GetStreams()[static_cast<std::size_t>(track.slot)].codec;
+            std::string const& codec = info.codec;
             bool const hidden = codec == "vp8" || codec == "vp9";
             if (open ? frames == 0 : hidden ? frames > noted.packets.size() : frames != noted.packets.size())
                 Differs(track, std::to_string(frames) + " pictures decode, " + std::to_string(noted.packets.size()) +

@@ -38,8 +38,9 @@ class CutVerifier {
         int64 longestPacket = 0;  // microseconds
     };
 
-    void ComparePackets(MediaFile& file, CutTrack const& track, Stream const& noted) const;
-    void Decode(MediaFile& file, CutTrack const& track, Stream const& noted, ProgressCallback const& progress) const;
+    void ComparePackets(MediaFile& file, StreamInfo const& info, CutTrack const& track, Stream const& noted) const;
+    void Decode(MediaFile& file, StreamInfo const& info, CutTrack const& track, Stream const& noted,
+                ProgressCallback const& progress) const;
     void CheckEnds(std::vector<CutTrack> const& tracks) const;
 
     std::vector<Stream> streams;  // by the writer's number
