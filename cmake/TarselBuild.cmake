@@ -33,7 +33,8 @@ target_compile_options(tarsel-build-options INTERFACE -Wall -Wextra -Wnon-virtua
   $<$<CXX_COMPILER_ID:GNU>:-Wshadow=local> $<$<CXX_COMPILER_ID:Clang>:-Wshadow>)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   # At -O3 this compiler sees overflows inside std::string and std::vector that aren't there. The address sanitizer looks instead.
-  target_compile_options(tarsel-build-options INTERFACE -Wno-array-bounds -Wno-stringop-overflow -Wno-restrict)
+  target_compile_options(tarsel-build-options INTERFACE -Wno-array-bounds -Wno-stringop-overflow
+                                                         -Wno-stringop-overread -Wno-restrict)
 endif()
 target_compile_definitions(tarsel-build-options INTERFACE BOOST_BIND_GLOBAL_PLACEHOLDERS)
 if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
