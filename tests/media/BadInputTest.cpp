@@ -56,12 +56,15 @@ TEST(BadInput, ANameThatLooksLikeAnAddressIsAFileName) {
 /// Cuts a damaged file: it may work or fail, but it ends, says why, and leaves a whole file or none.
 void CutDamaged(ScratchFolder const& folder, std::string const& input, std::string const& extension) {
     auto const before = folder.List();
-    auto const output = folder / ("out" + extension);
+    // Program streams are read, not written.
+    auto const output = folder / ("out" + (extension == ".mpg" ? ".ts" : extension));
     auto const result = RunTarsel({"cut", input, "-o", output, "--remove", "1.5-3.3", "--remove", "5-6"});
     ASSERT_EQ(0, result.endedBySignal) << result.errors;
     ASSERT_THAT(result.exitCode, AnyOf(0, 1)) << result.errors;
     if (result.exitCode == 1) {
-        EXPECT_THAT(result.errors, HasSubstr(fs::path(input).filename().string()));
+        // What is left may be shorter than the ranges: then the message names the range.
+        EXPECT_THAT(result.errors, AnyOf(HasSubstr(fs::path(input).filename().string()), HasSubstr("range 1.5-3.3"),
+                                         HasSubstr("range 5-6")));
         EXPECT_THAT(folder.List(), ::testing::ElementsAreArray(before));
     } else {
         EXPECT_FALSE(InspectFile(output).streams.empty());

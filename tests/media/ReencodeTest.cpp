@@ -112,7 +112,13 @@ TEST_P(Reencode, IsExactToTheSample) {
     Messages messages;
     auto const original = DecodeSound(source.file.path, in->index, messages);
     auto const output = InspectFile(path);
-    auto const sound = DecodeSound(path, output.First(StreamKind::Audio)->index, messages);
+    auto sound = DecodeSound(path, output.First(StreamKind::Audio)->index, messages);
+    if (auto const* pictures = output.First(StreamKind::Video)) {
+        // Where the container doesn't mark an encoder's priming, it lies ahead of the first picture.
+        int64 zero = pictures->packets.front().time;
+        for (auto const& packet : pictures->packets) zero = std::min(zero, packet.time);
+        sound.samples = FromZero(sound, sound.start - zero);
+    }
     auto const all = FromZero(original, original.start - source.zero);
     auto const kept = KeptSamples(all, original, RangesOnPictures(source, GetParam().request));
     ASSERT_EQ(original.channels, sound.channels);

@@ -69,6 +69,9 @@ void TakePacketTimes(std::vector<DecodedPicture>& pictures, StreamInspection con
     for (std::size_t i = pictures.size(); i-- > 1;)
         if (!HasValue(pictures[i - 1].time))
             pictures[i - 1].time = SubTime(pictures[i].time, stream.packets.front().duration);
+    for (std::size_t i = 1; i < pictures.size(); i++)
+        if (!HasValue(pictures[i].time))
+            pictures[i].time = AddTime(pictures[i - 1].time, stream.packets.front().duration);
 }
 
 SourceMedia::SourceMedia(std::string const& path, int64 duration) : file(InspectFile(path)), duration(duration) {
