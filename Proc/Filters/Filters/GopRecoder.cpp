@@ -82,7 +82,11 @@ GopRecoder::Chain GopRecoder::MakeChain(iptr<IStreamRaw> const& gopStream, GopSp
     return chain;
 }
 
-int64 GopRecoder::FindKeptEnd(GopSpan const& gop) const {
+int64 GopRecoder::FindKeptEnd(std::string const& codecId, GopSpan const& gop) const {
+    // A trace tells of every frame, and of open groups it is told how many pictures they lack: then all is read.
+    bool const mayBeOpen =
+        codecId == IFormatCodecVideo::CODEC_ID_MPEG1VIDEO || codecId == IFormatCodecVideo::CODEC_ID_MPEG2VIDEO;
+    if (mayBeOpen || VLOG_IS_ON(4001)) return NO_VALUE;
     SettingsFilterCutController const cuts = controller->GetCutSettings();
     int64 const last = SubTime(gop.next, 1);
     if (!cuts.IsPointDeleted(last)) return NO_VALUE;
@@ -95,7 +99,8 @@ iptr<IStreamRaw> GopRecoder::MakeEncoderChain(iptr<IStreamRaw> const& gopStream,
     try {
         iptr<IStreamVideo> const decoder = codecFactory->CreateVideoDecoder(gopStream, "");
         frames = MakeShared<FrameSkipper>(decoder, controller);
-        frames->EndAt(FindKeptEnd(gop));
+        iptr<Conf::IFormatCodec const> const format = gopStream->GetFormatCodec();
+        frames->EndAt(FindKeptEnd(format ? format->GetCodecID() : std::string(), gop));
         encoder = codecFactory->CreateVideoEncoder(frames, encoderProperties, encoderName, busyResource);
         if (encoder)
             VLOG(31) << "Re-coded packets (Video) with " << encoderName;

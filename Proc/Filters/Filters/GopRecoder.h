@@ -63,7 +63,7 @@ class GopRecoder {
     iptr<IStreamRaw> MakeEncoderChain(iptr<IStreamRaw> const& gopStream, GopSpan const& gop,
                                       iptr<FrameSkipper>& frames) const;
     /// Where the removed rest of a group begins; no value when its last picture is kept.
-    int64 FindKeptEnd(GopSpan const& gop) const;
+    int64 FindKeptEnd(std::string const& codecId, GopSpan const& gop) const;
     std::vector<iptr<IDataPacket>> ReadChain(Chain& chain, int64& localShift) const;
     iptr<IDataPacket> AdaptEncoded(iptr<IDataPacket> packet, Chain const& chain) const;
     void SetTimes(std::vector<iptr<IDataPacket>> const& packets, SkippedFrames const& frames, int64 localShift) const;

@@ -72,7 +72,7 @@ TEST(CutRaw, WholeGroupsAreCopiedWithShiftedTimesAndKeepTheirSourcePosition) {
     EXPECT_EQ(statistic["Recoded pakets"].GetInt64(), 0);
 }
 
-TEST(CutRaw, TellsVisitorsAndRefusesWhatItHasNot) {
+TEST(CutRaw, TellsVisitorsAndHowItIsCut) {
     Rig rig({});
     auto stream = rig.Add(MakeSoundSource(MakeSound(1, 10), 10), MakeFactory());
     Proc::Visitors::InfoCollector names;
@@ -80,7 +80,11 @@ TEST(CutRaw, TellsVisitorsAndRefusesWhatItHasNot) {
     EXPECT_EQ(names.names, (std::vector<std::string>{"FilterCutControllerStreamRawImpl", "Source"}));
     EXPECT_EQ(MessageOf<Proc::FilterException>([&] { stream->Initialize(Core::Property("X")); }),
               "Method not implemented");
-    EXPECT_EQ(MessageOf<Proc::FilterException>([&] { stream->GetSettings(); }), "Method not implemented");
+    EXPECT_FALSE(stream->GetSettings()["CanRecode"].GetBool());
+    EXPECT_FALSE(stream->GetSettings().ChildExists("EncoderName"));
+    auto video = rig.Add(MakeVideoSource(MakeGroups({2, 2, 2}, Order::Straight), 10), MakeFactory());
+    EXPECT_TRUE(video->GetSettings()["CanRecode"].GetBool());
+    EXPECT_EQ(video->GetSettings()["EncoderName"].GetString(), "FFmpeg");
 }
 
 TEST(CutRaw, LogsWhatItDoesToEachGroup) {

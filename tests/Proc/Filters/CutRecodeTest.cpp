@@ -311,6 +311,20 @@ TEST(DataSkipper, FirstFrameIsNeverARepeatWhateverItsHash) {
     EXPECT_EQ(names.names.front(), "DataSkipperStreamImpl");
 }
 
+TEST(DataSkipper, LeavesARemovedRestUnread) {
+    auto controller = MakeShared<FilterCutController>();
+    controller->UpdateSettings(Cuts({{20, 50}}));
+    std::vector<iptr<Proc::IDataVideo>> frames;
+    for (int i = 0; i < 5; ++i) frames.push_back(MakeFrame(i * 10, 10, u8(i)));
+    auto source = MakeShared<Source<Proc::IStreamVideo>>(frames, 50);
+    auto skipper = MakeShared<Proc::DataSkipperStreamImpl<Proc::IStreamVideo>>(source, controller);
+    skipper->EndAt(20);
+    SeekTo(*skipper, 0);
+    EXPECT_EQ(ReadAll(*skipper).size(), 2U);
+    EXPECT_EQ(skipper->GetFrames().framesRead, 3U);
+    EXPECT_TRUE(skipper->GetFrames().endReached);
+}
+
 TEST(DataSkipper, HashLooksAtVisibleBytesOnly) {
     // 17 pixels a row: a decoder's frame has padding behind them.
     auto packed = Proc::DataVideoFF::Create(PIX_FMT_RGB24, {17, 4, 1, 1}, nullptr);
