@@ -164,7 +164,11 @@ void Judge::CheckPictures(bool open) {
         auto const& original = source.pictures[static_cast<std::size_t>(expected->source)];
         bool const same = original.pixels == picture.pixels && original.width == picture.width;
         if (picture.damaged && !same) Add("the picture at " + At(time) + " is damaged");
-        if (expected->exact && !same)
+        // Picture order counts jump at the seam of an open group: a decoder may take a picture that went for a
+        // reference.
+        if (expected->exact && !same && open)
+            withheld++;
+        else if (expected->exact && !same)
             Add("the picture at " + At(time) +
                 " was copied but decodes differently: " + std::to_string(Psnr(original, picture)));
         if (!expected->exact && !expected->optional && Psnr(original, picture) < LEAST_PSNR)
@@ -183,7 +187,7 @@ void Judge::CheckPictures(bool open) {
         }
     int const seams = static_cast<int>(cut.removed.size());
     if (withheld > seams * WITHHELD_AT_A_SEAM)
-        Add(std::to_string(withheld) + " pictures don't come out of the decoder");
+        Add(std::to_string(withheld) + " pictures don't come out of the decoder as they were");
 }
 
 void Judge::CheckCopiedGroups(StreamInspection const& in, StreamInspection const& out) {
