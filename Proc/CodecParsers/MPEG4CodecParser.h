@@ -7,7 +7,7 @@
 #include "contracts/Core/Types.h"
 #include "contracts/Proc/IData.h"
 
-// The configuration header of MPEG-4 part 2 video. Field names are those of ISO/IEC 14496-2; bits a field has in
+// The configuration header of MPEG-4 video. Field names are those of ISO/IEC 14496-2; bits a field has in
 // comments where they aren't the type's. Stateless; any thread. All failures are `Tarsel::Exception`, a read past the
 // end too.
 

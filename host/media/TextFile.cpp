@@ -5,12 +5,12 @@
 #include <cstring>
 
 #include "contracts/Core/Exception.h"
-#include "host/media/OutputFile.h"
 
 namespace Tarsel::Host {
 
-void WriteTextFile(std::string const& path, std::string const& text, bool force) {
-    OutputFile output(path, force, {});
+TextFile::TextFile(std::string const& path, bool force) : output(path, force, {}) {}
+
+void TextFile::Write(std::string const& text) {
     std::FILE* const file = std::fopen(output.GetPartialPath().c_str(), "wb");
     bool written = file && std::fwrite(text.data(), 1, text.size(), file) == text.size();
     int error = errno;
@@ -18,7 +18,7 @@ void WriteTextFile(std::string const& path, std::string const& text, bool force)
         written = false;
         error = errno;
     }
-    if (!written) TARSEL_THROW(Core::IOException, path + ": can't be written: " + std::strerror(error));
+    if (!written) TARSEL_THROW(Core::IOException, output.GetPath() + ": can't be written: " + std::strerror(error));
     output.Commit();
 }
 

@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 
 #include "contracts/Core/Exception.h"
@@ -64,13 +65,16 @@ int Cut(CutOptions& options) {
         request.ranges.push_back(Host::ParseRange(text));
     request.snap = options.snap == "more" ? Host::CutRequest::Snap::More : Host::CutRequest::Snap::Less;
 
+    // Refused before the work, not behind it.
+    std::optional<Host::TextFile> drawing;
+    if (!options.svg.empty()) drawing.emplace(options.svg, request.force);
     Host::CutReport report;
     {
         ProgressLine progress(options.plan ? "planning" : "cutting");
         auto const show = [&](int64 done, int64 total) { progress.Show(done, total); };
         report = options.plan ? Host::PlanCut(request, show) : Host::RunCut(request, show);
     }
-    if (!options.svg.empty()) Host::WriteTextFile(options.svg, report.ToSvg(), request.force);
+    if (drawing) drawing->Write(report.ToSvg());
     PrintWarnings(report.warnings);
     if (options.json)
         PrintOutput(report.ToJson() + "\n");
