@@ -72,6 +72,12 @@ bool IsTransportStream(AVOutputFormat const& container) {
 bool IsMatroska(AVOutputFormat const& container) {
     return Named(container, "matroska");
 }
+bool IsWebM(AVOutputFormat const& container) {
+    return Named(container, "webm");
+}
+bool IsAvi(AVOutputFormat const& container) {
+    return Named(container, "avi");
+}
 bool IsMov(AVOutputFormat const& container) {
     return Named(container, "mp4") || Named(container, "mov") || Named(container, "ipod") || Named(container, "3gp");
 }
@@ -116,7 +122,7 @@ std::string WhyNotCarried(AVOutputFormat const& container, StreamKind kind, AVCo
     if (codec == AV_CODEC_ID_NONE) return std::string(container.name) + " can't carry an unknown codec";
     if (kind == StreamKind::Data && !IsTransportStream(container)) return refusal;
     if (IsTransportStream(container)) return TransportStreamKnows(codec) ? "" : refusal;
-    if (Named(container, "avi") && !AviKnows(kind, codec)) return refusal;
+    if (IsAvi(container) && !AviKnows(kind, codec)) return refusal;
     int const known = avformat_query_codec(&container, codec, FF_COMPLIANCE_NORMAL);
     if (known == 1) return "";
     if (known == 0) return refusal;

@@ -18,6 +18,9 @@ std::string WhyNotCarried(AVOutputFormat const& container, StreamKind kind, AVCo
 bool WantsAnnexB(AVOutputFormat const& container);
 bool IsTransportStream(AVOutputFormat const& container);
 bool IsMatroska(AVOutputFormat const& container);
+/// WebM, which isn't counted as Matroska: it carries fewer codecs and no attachments.
+bool IsWebM(AVOutputFormat const& container);
+bool IsAvi(AVOutputFormat const& container);
 bool IsMov(AVOutputFormat const& container);
 
 }  // namespace Tarsel::Host

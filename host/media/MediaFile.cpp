@@ -175,6 +175,38 @@ iptr<NativeParameters> MakeNative(AVFormatContext& context, AVStream& stream) {
     return native;
 }
 
+/// Matroska keeps the three headers of Theora in Xiph lacing (RFC 9559 clause 10.3.3: number of packets less one, sizes
+/// of all but the last as runs of 255 and a rest, then the packets); Ogg's reader gives each behind two bytes of size.
+/// Brought to the latter, so that equal headers are equal bytes. What isn't such a lacing stays as it is.
+void UnlaceHeaders(AVCodecParameters& parameters) {
+    auto const total = static_cast<std::size_t>(std::max(parameters.extradata_size, 0));
+    u8 const* const bytes = parameters.extradata;
+    if (total == 0 || bytes[0] != 2) return;
+    std::array<std::size_t, 3> sizes{};
+    std::size_t at = 1;
+    for (std::size_t i = 0; i < 2; ++i) {
+        while (at < total && bytes[at] == 255) sizes[i] += bytes[at++];
+        if (at >= total) return;
+        sizes[i] += bytes[at++];
+    }
+    if (sizes[0] > total - at || sizes[1] > total - at - sizes[0]) return;
+    sizes[2] = total - at - sizes[0] - sizes[1];
+    std::string plain;
+    for (std::size_t const size : sizes) {
+        if (size == 0 || size > 0xFFFF) return;
+        plain += static_cast<char>(size >> 8);
+        plain += static_cast<char>(size & 0xFF);
+        plain.append(reinterpret_cast<char const*>(bytes + at), size);
+        at += size;
+    }
+    auto* const copy = static_cast<u8*>(av_mallocz(plain.size() + AV_INPUT_BUFFER_PADDING_SIZE));
+    if (!copy) TARSEL_THROW(Core::IOException, "Out of memory");
+    std::memcpy(copy, plain.data(), plain.size());
+    av_freep(&parameters.extradata);
+    parameters.extradata = copy;
+    parameters.extradata_size = static_cast<int>(plain.size());
+}
+
 std::string ContainerName(AVFormatContext const& context) {
     std::string_view const names = context.iformat->name;
     if (names.starts_with("mov,mp4")) {
@@ -243,6 +275,7 @@ void MediaFile::ListStreams() {
 
 StreamInfo MediaFile::DescribeStream(int index) const {
     AVStream& stream = *context->streams[index];
+    if (stream.codecpar->codec_id == AV_CODEC_ID_THEORA) UnlaceHeaders(*stream.codecpar);
     AVCodecParameters const& parameters = *stream.codecpar;
     StreamInfo info;
     info.index = index;

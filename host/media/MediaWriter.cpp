@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <string_view>
@@ -26,6 +27,9 @@ constexpr char WRITE_BLOCK[] = "262144";
 constexpr int CLOCK_LEAD = 700000;
 /// Packets that are held back at most until each stream has shown its first.
 constexpr std::size_t MAX_HELD = 256;
+constexpr AVRational MATROSKA_TICK{1, 1000};
+/// Offsets between streams that nobody hears, in microseconds.
+constexpr int64 SMALL_OFFSET = 10000;
 
 bool StartsWithAny(std::string_view key, std::initializer_list<std::string_view> prefixes) {
     return std::any_of(prefixes.begin(), prefixes.end(), [&](std::string_view p) { return key.starts_with(p); });
@@ -46,7 +50,7 @@ void FillDictionary(AVDictionary** out, Core::Property const& property) {
 
 bool CarriesChapters(AVOutputFormat const& container) {
     std::string_view const name = container.name;
-    return IsMov(container) || IsMatroska(container) || name == "webm" || name.starts_with("og") || name == "mp3" ||
+    return IsMov(container) || IsMatroska(container) || IsWebM(container) || name.starts_with("og") || name == "mp3" ||
            name == "asf";
 }
 
@@ -150,7 +154,8 @@ MediaWriter::MediaWriter(std::string const& path, Options const& options)
       file(path, options.force, options.inputs),
       scratch(av_packet_alloc()) {
     AVFormatContext* raw = nullptr;
-    int const code = avformat_alloc_output_context2(&raw, container, nullptr, file.GetPartialPath().c_str());
+    // Writers look at the name's extension; the file that they write into is opened in `Begin`.
+    int const code = avformat_alloc_output_context2(&raw, container, nullptr, path.c_str());
     context.reset(raw);
     Check(code, "can't be written");
     if (!scratch) Fail("out of memory");
@@ -195,6 +200,15 @@ int MediaWriter::AddStream(Conf::IFormatCodec const& format, StreamKind kind, St
     slot.stream = NewStream();
     slot.name = name;
     FillParameters(*slot.stream, format, kind);
+    auto const* const native = dynamic_cast<NativeParameters const*>(format.GetNativeParameters().get());
+    // Only what comes from a coarser tick than samples has lost its exact times.
+    AVRational const sample{1, std::max(slot.stream->codecpar->sample_rate, 1)};
+    slot.snaps = kind == StreamKind::Audio && native && av_cmp_q(native->timeBase, sample) > 0;
+    // Matroska counts what the decoder drops first into the times, which its reader takes off again. Its writer knows
+    // that for Opus alone, and leaves the times to the caller.
+    AVCodecParameters const& parameters = *slot.stream->codecpar;
+    if ((IsMatroska(*container) || IsWebM(*container)) && parameters.codec_id == AV_CODEC_ID_OPUS)
+        slot.delay = av_rescale_q(parameters.initial_padding, sample, MATROSKA_TICK);
     if (WantsAnnexB(*container)) slot.headers = InBandHeaders::Create(*slot.stream->codecpar);
     slots.push_back(std::move(slot));
     return static_cast<int>(slots.size()) - 1;
@@ -213,7 +227,7 @@ void MediaWriter::FillParameters(AVStream& stream, Conf::IFormatCodec const& for
     // A block size carried over from another AVI makes readers count bytes where packets differ in size.
     bool const framed = parameters.codec_id == AV_CODEC_ID_AAC || parameters.codec_id == AV_CODEC_ID_MP3 ||
                         parameters.codec_id == AV_CODEC_ID_AC3 || parameters.codec_id == AV_CODEC_ID_EAC3;
-    if (framed && std::string_view(container->name) == "avi") parameters.block_align = 0;
+    if (framed && IsAvi(*container)) parameters.block_align = 0;
     CopyExtradata(parameters, format.GetExtradata().get());
     FillDictionary(&stream.metadata, format.GetMetadata());
 }
@@ -293,22 +307,29 @@ void MediaWriter::Begin() {
     if (slots.empty()) Fail("there is no stream to write");
     begun = true;
     context->max_delay = CLOCK_LEAD;
-    if (std::string_view(container->name) == "avi") context->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;
     AVDictionary* raw = nullptr;
     av_dict_set(&raw, "blocksize", WRITE_BLOCK, 0);
     std::string const url = "file:" + file.GetPartialPath();
     int code = avio_open2(&context->pb, url.c_str(), AVIO_FLAG_WRITE, nullptr, &raw);
     av_dict_free(&raw);
     Check(code, "can't be written");
+    holding = IsAvi(*container) || IsMatroska(*container) || IsWebM(*container);
+    if (holding) context->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;
+    if (!holding) WriteHeader();
+}
+
+void MediaWriter::WriteHeader() {
+    AVDictionary* raw = nullptr;
     std::string const extension = std::filesystem::path(path).extension().string();
     // Blu-ray and camera files have four bytes of clock in front of each packet; the writer looks at its own file name.
     bool const clocked = extension == ".m2ts" || extension == ".mts" || extension == ".M2TS" || extension == ".MTS";
     if (IsTransportStream(*container) && clocked) av_dict_set(&raw, "mpegts_m2ts_mode", "1", 0);
-    code = avformat_write_header(context.get(), &raw);
+    // Several packets of sound in one unit would share one time, and lose theirs where the sound has a seam.
+    if (IsTransportStream(*container)) av_dict_set(&raw, "pes_payload_size", "0", 0);
+    int const code = avformat_write_header(context.get(), &raw);
     av_dict_free(&raw);
     Check(code, "its header can't be written");
     WritePictures();
-    holding = std::string_view(container->name) == "avi";
 }
 
 void MediaWriter::WritePictures() {
@@ -321,6 +342,24 @@ void MediaWriter::WritePictures() {
         scratch->flags = AV_PKT_FLAG_KEY;
         WriteRaw(*scratch);
     }
+}
+
+/// Milliseconds of the source are rounded samples: packets of constant length that follow each other within the
+/// rounding touch again.
+void MediaWriter::SnapToSamples(Slot& slot, AVPacket& raw) {
+    AVCodecParameters& parameters = *slot.stream->codecpar;
+    if (av_cmp_q(slot.stream->time_base, {1, parameters.sample_rate}) != 0) return;
+    int64 const samples = av_get_audio_frame_duration2(&parameters, raw.size);
+    int64 const allowed = parameters.sample_rate / 1000 + 1;
+    bool const constant = samples > 0 && std::abs(SubTime(raw.duration, samples)) <= allowed;
+    if (!constant || raw.pts != raw.dts) {
+        slot.nextOnGrid = NO_VALUE;
+        return;
+    }
+    if (HasValue(slot.nextOnGrid) && std::abs(SubTime(raw.pts, slot.nextOnGrid)) <= allowed)
+        raw.pts = raw.dts = slot.nextOnGrid;
+    raw.duration = samples;
+    slot.nextOnGrid = AddTime(raw.pts, samples);
 }
 
 void MediaWriter::SetTimes(Slot& slot, AVPacket& raw, Proc::IDataPacket const& packet) {
@@ -337,6 +376,9 @@ void MediaWriter::SetTimes(Slot& slot, AVPacket& raw, Proc::IDataPacket const& p
     if (!HasValue(raw.pts)) raw.pts = raw.dts;
     if (!HasValue(raw.dts)) raw.dts = raw.pts;
     if (!HasValue(raw.dts)) Fail(slot.name + ": a packet has no time");
+    raw.pts = AddTime(raw.pts, slot.delay);
+    raw.dts = AddTime(raw.dts, slot.delay);
+    if (slot.snaps) SnapToSamples(slot, raw);
     bool const mayRepeat = (container->flags & AVFMT_TS_NONSTRICT) != 0;
     int64 const least = HasValue(slot.lastDecodingTime) ? slot.lastDecodingTime + (mayRepeat ? 0 : 1) : raw.dts;
     if (raw.dts < least) {
@@ -354,19 +396,61 @@ void MediaWriter::Write(int slotNumber, Proc::IDataPacket& packet) {
         Fail("there is no slot " + std::to_string(slotNumber));
     if (!holding) return WriteNow(slots[static_cast<std::size_t>(slotNumber)], packet);
     held.emplace_back(slotNumber, &packet);
-    for (std::size_t i = 0; i < slots.size() && held.size() < MAX_HELD; ++i)
-        if (std::none_of(held.begin(), held.end(),
-                         [i](auto const& entry) { return entry.first == static_cast<int>(i); }))
-            return;
-    ReleaseHeld();
+    if (HoldsEnough()) ReleaseHeld();
+}
+
+bool MediaWriter::HoldsEnough() const {
+    if (held.size() >= MAX_HELD) return true;
+    for (std::size_t i = 0; i < slots.size(); ++i) {
+        // Pictures may be shown ahead of the first one, but never before they are decoded.
+        int64 earliest = NO_VALUE;
+        int64 decoded = NO_VALUE;
+        for (auto const& [number, packet] : held) {
+            if (number != static_cast<int>(i)) continue;
+            if (!HasValue(earliest) || packet->GetTime() < earliest) earliest = packet->GetTime();
+            decoded = packet->GetDecodingTime();
+        }
+        if (!HasValue(earliest) || (HasValue(decoded) && decoded < earliest)) return false;
+    }
+    return true;
+}
+
+void MediaWriter::SetStartShift() {
+    for (auto const& [number, packet] : held) {
+        bool const decoded = IsAvi(*container) && HasValue(packet->GetDecodingTime());
+        int64 time = decoded ? packet->GetDecodingTime() : packet->GetTime();
+        if (!IsAvi(*container)) {
+            // In whole ticks: a rest would round the times of all streams anew.
+            int64 const tick = FromMicroseconds(time, MATROSKA_TICK);
+            time = ToMicroseconds(AddTime(tick, slots[static_cast<std::size_t>(number)].delay), MATROSKA_TICK);
+        }
+        if (HasValue(time)) startShift = std::max(startShift, SubTime(0, time));
+    }
+    for (unsigned i = 0; i < context->nb_chapters; ++i) {
+        AVChapter& chapter = *context->chapters[i];
+        chapter.start = AddTime(chapter.start, startShift);
+        chapter.end = AddTime(chapter.end, startShift);
+    }
+}
+
+void MediaWriter::WarnOfLostOffsets() {
+    std::vector<char> seen(slots.size());
+    for (auto const& [number, packet] : held) {
+        auto const slot = static_cast<std::size_t>(number);
+        if (std::exchange(seen[slot], char{1}) != 0) continue;
+        bool const decoded = HasValue(packet->GetDecodingTime());
+        int64 const start = AddTime(decoded ? packet->GetDecodingTime() : packet->GetTime(), startShift);
+        if (HasValue(start) && start > SMALL_OFFSET)
+            warnings.push_back(path + ": " + slots[slot].name + " begins " + std::to_string(start / 1000) +
+                               " ms early: avi can't hold a later start");
+    }
 }
 
 void MediaWriter::ReleaseHeld() {
-    holding = false;
-    for (auto const& [number, packet] : held) {
-        int64 const time = HasValue(packet->GetDecodingTime()) ? packet->GetDecodingTime() : packet->GetTime();
-        if (HasValue(time)) startShift = std::max(startShift, SubTime(0, time));
-    }
+    if (!std::exchange(holding, false)) return;
+    SetStartShift();
+    if (IsAvi(*container)) WarnOfLostOffsets();
+    WriteHeader();
     for (auto const& [number, packet] : std::exchange(held, {}))
         WriteNow(slots[static_cast<std::size_t>(number)], *packet);
 }

@@ -78,6 +78,9 @@ class TARSEL_HOST_EXPORT MediaWriter : public RefCounted {
         int64 lastDecodingTime = NO_VALUE;  // ticks
         u64 movedTimes = 0;
         std::string name;
+        int64 delay = 0;              // ticks added to all times
+        bool snaps = false;           // see SnapToSamples
+        int64 nextOnGrid = NO_VALUE;  // ticks: where the last packet's samples end
     };
     struct FreeOutput {
         void operator()(AVFormatContext* context) const;
@@ -88,7 +91,12 @@ class TARSEL_HOST_EXPORT MediaWriter : public RefCounted {
     void FillParameters(AVStream& stream, Conf::IFormatCodec const& format, StreamKind kind);
     void FillFromNative(AVStream& stream, NativeParameters const& native);
     void WriteNow(Slot& slot, Proc::IDataPacket& packet);
+    void WriteHeader();
+    bool HoldsEnough() const;
     void ReleaseHeld();
+    void SetStartShift();
+    void WarnOfLostOffsets();
+    static void SnapToSamples(Slot& slot, AVPacket& raw);
     void SetTimes(Slot& slot, AVPacket& raw, Proc::IDataPacket const& packet);
     void WritePictures();
     void WriteRaw(AVPacket& packet);
@@ -106,8 +114,9 @@ class TARSEL_HOST_EXPORT MediaWriter : public RefCounted {
     bool begun = false;
     PacketPtr scratch;
 
-    // AVI's ticks are as long as packets: a start that its writer moves to 0 by itself tears holes. So the first
-    // packets are held until the earliest decoding time is known.
+    // AVI's ticks are as long as packets: a start that its writer moves to 0 by itself tears holes. Matroska's writer
+    // moves all streams by what it adds to one stream's times anyhow, and leaves the chapters. So for these the first
+    // packets are held, and the header with them, until the earliest time is known.
     bool holding = false;
     std::vector<std::pair<int, iptr<Proc::IDataPacket>>> held;
     int64 startShift = 0;  // microseconds added to all times

@@ -21,6 +21,9 @@ namespace Tarsel::Host {
 
 namespace {
 
+/// Bytes that a partial file's name has beyond its target's.
+constexpr std::size_t PARTIAL_MARKS = 20;
+
 /// What a signal handler may touch: fixed memory and atomics.
 struct PartialSlot {
     enum State : int { FREE, FILLING, IN_USE };
@@ -96,15 +99,28 @@ void OutputFile::CheckTarget(std::vector<std::string> const& inputs) {
         Fail(path, "exists already (a link to nowhere)");
     }
     std::string const folder = std::filesystem::path(target).parent_path().string();
-    if (stat(folder.c_str(), &status) != 0) Fail(path, "the folder " + folder + " doesn't exist");
+    if (stat(folder.c_str(), &status) != 0) {
+        int const code = errno;
+        if (code != ENOENT && code != ENOTDIR) Fail(path, "can't be written: " + std::string(std::strerror(code)));
+        Fail(path, "the folder " + folder + " doesn't exist");
+    }
     if (!S_ISDIR(status.st_mode)) Fail(path, folder + " is not a folder");
-    if (std::filesystem::path(target).filename().empty()) Fail(path, "names no file");
+    std::size_t const length = std::filesystem::path(target).filename().string().size();
+    if (length == 0) Fail(path, "names no file");
+    if (length > NAME_MAX)
+        Fail(path, "the name is too long: " + std::to_string(length) + " bytes, at most " + std::to_string(NAME_MAX) +
+                       " can be");
 }
 
 void OutputFile::MakePartial() {
     std::filesystem::path const whole(target);
-    // A name has at most 255 bytes, and 21 of them are ours.
-    std::string const name = whole.filename().string().substr(0, 255 - 21);
+    std::string name = whole.filename().string();
+    if (name.size() > NAME_MAX - PARTIAL_MARKS) {
+        name.resize(NAME_MAX - PARTIAL_MARKS + 1);
+        // No half of a UTF-8 character: some file systems refuse it.
+        while (!name.empty() && (static_cast<unsigned char>(name.back()) & 0xC0) == 0x80) name.pop_back();
+        if (!name.empty()) name.pop_back();
+    }
     for (int tries = 0; tries < 100; ++tries) {
         std::string const candidate =
             (whole.parent_path() / ("." + name + "." + RandomSuffix() + ".tarsel-part")).string();

@@ -1,6 +1,8 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -180,6 +182,114 @@ TEST(Writer, FullDiskIsNamedAndLeavesNothing) {
             EXPECT_THAT(folder.List(), IsEmpty());
         }
     }
+}
+
+TEST(Writer, FullDiskAtTheVeryEndIsNamedAndLeavesNothing) {
+    for (char const* const clip : {"h264.mp4", "h264.mkv", "h264.ts", "mpeg4.avi"}) {
+        SCOPED_TRACE(clip);
+        iptr<MediaFile> const file = MediaFile::Open(TestMedia(clip));
+        file->GetDuration();
+        ScratchFolder const whole;
+        CopyAll(*file, *MediaWriter::Create(whole / clip, {}));
+        std::uintmax_t const size = std::filesystem::file_size(whole / clip);
+        ScratchFolder const folder;
+        std::string const target = folder / clip;
+        int const status = InChild([&] {
+            signal(SIGXFSZ, SIG_IGN);
+            rlimit const limit{size - 1, size - 1};
+            setrlimit(RLIMIT_FSIZE, &limit);
+            try {
+                CopyAll(*file, *MediaWriter::Create(target, {}));
+            } catch (Core::IOException const& failure) {
+                std::string const text = failure.what();
+                _exit(text.starts_with(target + ": ") && text.find("File too large") != std::string::npos ? 3 : 4);
+            }
+        });
+        EXPECT_EQ(status, 3);
+        EXPECT_THAT(folder.List(), IsEmpty());
+    }
+}
+
+TEST(Writer, FullFileSystemIsNamedAndLeavesNothing) {
+    ScratchFolder const folder;
+    iptr<MediaFile> const file = MediaFile::Open(TestMedia("h264.mp4"));
+    file->GetDuration();
+    std::string const target = folder / "a.mp4";
+    // 3: the failure is named and nothing is left; 4: another text; 5: something is left.
+    int const status = InChild([&] {
+        // Where no file system can be mounted, a limit on the size of files stands in for it.
+        bool const own = unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                         mount("tmpfs", folder.GetPath().c_str(), "tmpfs", 0, "size=64k") == 0;
+        if (!own) {
+            signal(SIGXFSZ, SIG_IGN);
+            rlimit const limit{65536, 65536};
+            setrlimit(RLIMIT_FSIZE, &limit);
+        }
+        try {
+            CopyAll(*file, *MediaWriter::Create(target, {}));
+        } catch (Core::IOException const& failure) {
+            std::string const text = failure.what();
+            char const* const reason = own ? "No space left on device" : "File too large";
+            if (!text.starts_with(target + ": ") || text.find(reason) == std::string::npos) _exit(4);
+            _exit(folder.List().empty() ? 3 : 5);
+        }
+    });
+    EXPECT_EQ(status, 3);
+    EXPECT_THAT(folder.List(), IsEmpty());
+}
+
+TEST(Writer, FolderWithoutWritePermissionIsNamed) {
+    ScratchFolder const folder;
+    std::string const locked = folder / "locked";
+    std::filesystem::create_directory(locked);
+    std::filesystem::permissions(locked, std::filesystem::perms(0555));
+    std::string const target = locked + "/a.mp4";
+    int const status = InChild([&] {
+        // Root may write everywhere: become somebody else.
+        if (geteuid() == 0 && setuid(65534) != 0) _exit(6);
+        _exit(CreateFailure(target) == target + ": can't be written: Permission denied" ? 3 : 4);
+    });
+    EXPECT_EQ(status, 3);
+    EXPECT_TRUE(std::filesystem::is_empty(locked));
+}
+
+TEST(Writer, LongestNamesAreWrittenAndLongerOnesRefusedAtOnce) {
+    ScratchFolder const folder;
+    iptr<MediaFile> const file = MediaFile::Open(TestMedia("aac.m4a"));
+    std::string umlauts;
+    for (int i = 0; i < 125; ++i) umlauts += "\xC3\xA4";
+    for (std::string const& name : {std::string(251, 'a') + ".m4a", "b" + umlauts + ".m4a", umlauts + "b.m4a",
+                                    std::string(230, 'c') + ".m4a", std::string(231, 'd') + ".m4a"}) {
+        SCOPED_TRACE(name);
+        {
+            iptr<MediaWriter> const writer = MediaWriter::Create(folder / name, {});
+            std::string const partial = std::filesystem::path(writer->GetPartialPath()).filename().string();
+            EXPECT_LE(partial.size(), 255u);
+            EXPECT_THAT(partial, testing::EndsWith(".tarsel-part"));
+            std::string const kept = partial.substr(1, partial.size() - 20);
+            EXPECT_EQ(name.substr(0, kept.size()), kept);
+            // A character of two bytes is kept whole or not at all.
+            if (kept.size() < name.size()) {
+                EXPECT_NE(static_cast<unsigned char>(name[kept.size()]) & 0xC0, 0x80);
+            }
+            CopyAll(*file, *writer);
+        }
+        EXPECT_THAT(folder.List(), testing::ElementsAre(name));
+        EXPECT_EQ(MediaFile::Open(folder / name)->GetIndex(0).GetCount(), file->GetIndex(0).GetCount());
+        std::filesystem::remove(folder / name);
+    }
+    std::string const over = folder / (std::string(252, 'a') + ".m4a");
+    EXPECT_EQ(CreateFailure(over), over + ": the name is too long: 256 bytes, at most 255 can be");
+    EXPECT_THAT(folder.List(), IsEmpty());
+}
+
+TEST(Writer, SpacesAndOtherScriptsInPathsAreKept) {
+    ScratchFolder const folder;
+    std::filesystem::create_directory(folder / "ein Ordner: \xC3\xBC %d");
+    std::string const target = folder / "ein Ordner: \xC3\xBC %d/\xE6\x98\xA0 #1 %03d?'\".m4a";
+    EXPECT_THAT(CopyFile(TestMedia("aac.m4a"), target), IsEmpty());
+    EXPECT_EQ(MediaFile::Open(target)->GetIndex(0).GetCount(),
+              MediaFile::Open(TestMedia("aac.m4a"))->GetIndex(0).GetCount());
 }
 
 TEST(Writer, SignalHandlerRemovesPartialFiles) {
