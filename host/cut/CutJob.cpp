@@ -66,7 +66,7 @@ std::vector<Choice> ChooseStreams(CutRequest const& request, MediaFile& file, st
 std::vector<Chapter> MapChapters(std::vector<Chapter> const& chapters, Proc::SettingsFilterCutController const& cuts) {
     std::vector<Chapter> mapped;
     for (Chapter const& chapter : chapters) {
-        int64 const begin = cuts.Source2Result(std::max<int64>(chapter.begin, 0));
+        int64 const begin = cuts.Source2Result(chapter.begin);
         int64 const end = cuts.Source2Result(chapter.end);
         if (begin < end) mapped.push_back({begin, end, chapter.metadata});
     }

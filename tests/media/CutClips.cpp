@@ -57,7 +57,7 @@ std::vector<CutClip> const& CutClips() {
         {"vp8-hidden.webm", "recode", "webm"},
         {"vp9.webm", "recode", "webm"},
         {"theora.ogv", "recode", "ogv"},
-        {"theora.mkv", "gop", "mkv"},
+        {"theora.mkv", "recode", "mkv"},
         {"aac.m4a", "packet", "m4a"},
         {"aac.aac", "packet", "aac"},
         {"mp3.mp3", "packet", "mp3"},
