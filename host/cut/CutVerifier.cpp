@@ -21,7 +21,6 @@ namespace Tarsel::Host {
 namespace {
 
 constexpr u8 H264_SPS = 7;
-constexpr u8 H264_PPS = 8;
 constexpr u8 H264_DELIMITER = 9;
 constexpr u8 HEVC_VPS = 32;
 constexpr u8 HEVC_DELIMITER = 35;

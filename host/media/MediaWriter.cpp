@@ -366,7 +366,9 @@ void MediaWriter::SetTimes(Slot& slot, AVPacket& raw, Proc::IDataPacket const& p
     AVRational const timeBase = slot.stream->time_base;
     int64 const time = AddTime(packet.GetTime(), startShift);
     raw.pts = FromMicroseconds(time, timeBase);
-    raw.dts = FromMicroseconds(AddTime(packet.GetDecodingTime(), startShift), timeBase);
+    int64 const given = std::exchange(slot.firstDecodingTime, NO_VALUE);
+    int64 const decoded = HasValue(given) ? given : packet.GetDecodingTime();
+    raw.dts = FromMicroseconds(AddTime(decoded, startShift), timeBase);
     // Rounding end and begin keeps packets touching where rounding the length would leave a tick.
     int64 const end = FromMicroseconds(AddTime(time, packet.GetDuration()), timeBase);
     raw.duration = HasValue(end) && HasValue(raw.pts) ? std::max<int64>(SubTime(end, raw.pts), 0) : 0;
@@ -415,14 +417,40 @@ bool MediaWriter::HoldsEnough() const {
     return true;
 }
 
+/// AVI's readers show a picture that others follow in decoding order when the next one is decoded. Where the pictures
+/// shown ahead of the first one were cut off, they leave a gap behind it that would move it, and the pictures with it.
+void MediaWriter::CloseFirstGaps() {
+    for (std::size_t i = 0; i < slots.size(); ++i) {
+        AVStream const& stream = *slots[i].stream;
+        if (stream.codecpar->codec_type != AVMEDIA_TYPE_VIDEO || stream.avg_frame_rate.num <= 0) continue;
+        std::vector<Proc::IDataPacket*> first;
+        for (auto const& [number, packet] : held)
+            if (number == static_cast<int>(i) && first.size() < 2) first.push_back(packet.get());
+        if (first.size() < 2 || !HasValue(first[0]->GetDecodingTime()) || !HasValue(first[1]->GetDecodingTime()))
+            continue;
+        int64 const picture = ToMicroseconds(1, av_inv_q(stream.avg_frame_rate));
+        int64 const closed = SubTime(first[1]->GetDecodingTime(), picture);
+        // Never behind the time at which the picture itself is shown.
+        slots[i].firstDecodingTime = std::max(first[0]->GetDecodingTime(), std::min(closed, first[0]->GetTime()));
+    }
+}
+
+int64 MediaWriter::StartOf(Slot const& slot, Proc::IDataPacket const& packet) {
+    if (HasValue(slot.firstDecodingTime)) return slot.firstDecodingTime;
+    return HasValue(packet.GetDecodingTime()) ? packet.GetDecodingTime() : packet.GetTime();
+}
+
 void MediaWriter::SetStartShift() {
+    std::vector<char> seen(slots.size());
     for (auto const& [number, packet] : held) {
-        bool const decoded = IsAvi(*container) && HasValue(packet->GetDecodingTime());
-        int64 time = decoded ? packet->GetDecodingTime() : packet->GetTime();
+        auto const slot = static_cast<std::size_t>(number);
+        // Decoding times rise: only the first counts.
+        if (IsAvi(*container) && std::exchange(seen[slot], char{1}) != 0) continue;
+        int64 time = IsAvi(*container) ? StartOf(slots[slot], *packet) : packet->GetTime();
         if (!IsAvi(*container)) {
             // In whole ticks: a rest would round the times of all streams anew.
             int64 const tick = FromMicroseconds(time, MATROSKA_TICK);
-            time = ToMicroseconds(AddTime(tick, slots[static_cast<std::size_t>(number)].delay), MATROSKA_TICK);
+            time = ToMicroseconds(AddTime(tick, slots[slot].delay), MATROSKA_TICK);
         }
         if (HasValue(time)) startShift = std::max(startShift, SubTime(0, time));
     }
@@ -438,8 +466,7 @@ void MediaWriter::WarnOfLostOffsets() {
     for (auto const& [number, packet] : held) {
         auto const slot = static_cast<std::size_t>(number);
         if (std::exchange(seen[slot], char{1}) != 0) continue;
-        bool const decoded = HasValue(packet->GetDecodingTime());
-        int64 const start = AddTime(decoded ? packet->GetDecodingTime() : packet->GetTime(), startShift);
+        int64 const start = AddTime(StartOf(slots[slot], *packet), startShift);
         if (HasValue(start) && start > SMALL_OFFSET)
             warnings.push_back(path + ": " + slots[slot].name + " begins " + std::to_string(start / 1000) +
                                " ms early: avi can't hold a later start");
@@ -448,6 +475,7 @@ void MediaWriter::WarnOfLostOffsets() {
 
 void MediaWriter::ReleaseHeld() {
     if (!std::exchange(holding, false)) return;
+    if (IsAvi(*container)) CloseFirstGaps();
     SetStartShift();
     if (IsAvi(*container)) WarnOfLostOffsets();
     WriteHeader();

@@ -78,9 +78,10 @@ class TARSEL_HOST_EXPORT MediaWriter : public RefCounted {
         int64 lastDecodingTime = NO_VALUE;  // ticks
         u64 movedTimes = 0;
         std::string name;
-        int64 delay = 0;              // ticks added to all times
-        bool snaps = false;           // see SnapToSamples
-        int64 nextOnGrid = NO_VALUE;  // ticks: where the last packet's samples end
+        int64 delay = 0;                     // ticks added to all times
+        int64 firstDecodingTime = NO_VALUE;  // microseconds; instead of the first packet's own
+        bool snaps = false;                  // see SnapToSamples
+        int64 nextOnGrid = NO_VALUE;         // ticks: where the last packet's samples end
     };
     struct FreeOutput {
         void operator()(AVFormatContext* context) const;
@@ -94,6 +95,8 @@ class TARSEL_HOST_EXPORT MediaWriter : public RefCounted {
     void WriteHeader();
     bool HoldsEnough() const;
     void ReleaseHeld();
+    void CloseFirstGaps();
+    static int64 StartOf(Slot const& slot, Proc::IDataPacket const& packet);
     void SetStartShift();
     void WarnOfLostOffsets();
     static void SnapToSamples(Slot& slot, AVPacket& raw);

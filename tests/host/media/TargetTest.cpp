@@ -223,6 +223,25 @@ TEST(Target, AviNamesAStreamWhoseLateStartItLoses) {
     EXPECT_EQ(MediaFile::Open(out)->GetIndex(1).GetStartTime(), 0);
 }
 
+TEST(Target, AviClosesTheGapThatLeadingPicturesLeaveBehindTheFirst) {
+    ScratchFolder const folder;
+    iptr<MediaFile> const file = MediaFile::Open(TestMedia("mpeg4.avi"));
+    std::string const out = folder / "a.avi";
+    iptr<MediaWriter> const writer = MediaWriter::Create(out, {});
+    int const slot = writer->AddStream(*file->GetStreams()[0].format, StreamKind::Video, nullptr);
+    writer->Begin();
+    // As behind a cut into an open group: the key picture stands alone, three pictures' time ahead of the next.
+    iptr<Proc::IStreamRaw> const raw = FromStart(*file, 0);
+    for (int i = 0; iptr<Proc::IDataPacket> const packet = raw->Read(); ++i) {
+        if (i == 0) packet->SetDecodingTime(SubTime(packet->GetDecodingTime(), 80000));
+        writer->Write(slot, *packet);
+    }
+    writer->Finish();
+    EXPECT_THAT(writer->GetWarnings(), testing::IsEmpty());
+    EXPECT_EQ(MediaFile::Open(out)->GetIndex(0).GetTimes(), file->GetIndex(0).GetTimes());
+    EXPECT_EQ(ReadBack(out).at(0)[1].dts, 1);
+}
+
 TEST(Target, SoundFromMatroskaGetsItsSampleExactTimesBackInMp4) {
     ScratchFolder const folder;
     CopyFile(TestMedia("h264.mkv"), folder / "a.mp4");
