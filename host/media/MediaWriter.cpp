@@ -295,8 +295,8 @@ void MediaWriter::SetChapters(std::vector<Chapter> const& chapters) {
         if (!entry) Fail("out of memory");
         entry->id = static_cast<int64>(context->nb_chapters) + 1;
         entry->time_base = MICROSECONDS;
-        entry->start = std::max<int64>(chapter->begin, 0);
-        entry->end = std::max<int64>(chapter->end, 0);
+        entry->start = chapter->begin;
+        entry->end = chapter->end;
         FillDictionary(&entry->metadata, chapter->metadata);
         context->chapters[context->nb_chapters++] = entry;
     }
@@ -319,6 +319,12 @@ void MediaWriter::Begin() {
 }
 
 void MediaWriter::WriteHeader() {
+    // Containers tell chapters without a sign.
+    for (unsigned i = 0; i < context->nb_chapters; ++i) {
+        AVChapter& chapter = *context->chapters[i];
+        chapter.start = std::max<int64>(chapter.start, 0);
+        chapter.end = std::max<int64>(chapter.end, 0);
+    }
     AVDictionary* raw = nullptr;
     std::string const extension = std::filesystem::path(path).extension().string();
     // Blu-ray and camera files have four bytes of clock in front of each packet; the writer looks at its own file name.
