@@ -3,11 +3,14 @@
 #include <algorithm>
 #include <chrono>
 #include <memory>
+#include <optional>
+#include <utility>
 
 #include "contracts/Core/Exception.h"
 #include "host/cut/CutAccounting.h"
 #include "host/cut/CutSession.h"
 #include "host/cut/CutVerifier.h"
+#include "host/cut/PacketPump.h"
 #include "host/media/CodecFactory.h"
 #include "host/media/Containers.h"
 #include "host/media/MediaWriter.h"
@@ -113,6 +116,8 @@ CutReport CutStreams(CutRequest const& request, MediaFile& file, MediaWriter* wr
     session.Start();
     if (writer) FillWriter(*writer, file, session);
     CutVerifier verifier;
+    std::optional<PacketPump> pump;
+    if (writer) pump.emplace([writer](int slot, Proc::IDataPacket& packet) { writer->Write(slot, packet); });
     int64 const total = file.GetDuration();
     int64 written = 0;
     CutTrack* track = nullptr;
@@ -121,8 +126,9 @@ CutReport CutStreams(CutRequest const& request, MediaFile& file, MediaWriter* wr
         if (progress) progress(inSourceTime ? packet->GetSourcePosition() : packet->GetTime(), total);
         if (!writer) continue;
         if (request.verify) verifier.Note(*track, *packet);
-        writer->Write(track->slot, *packet);
+        pump->Push(track->slot, std::move(packet));
     }
+    if (pump) pump->Finish();
     CheckRecoded(session, session.GetTracks());
     if (written == 0) TARSEL_THROW(Proc::ProcException, request.input + ": nothing would be left after the cut");
     CutReport report = session.MakeReport();
