@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "contracts/Core/Export.h"
 #include "contracts/Core/Time.h"
 #include "contracts/Proc/IData.h"
 #include "host/cut/CutRequest.h"
@@ -16,7 +17,7 @@ namespace Tarsel::Host {
 ///
 /// A payload counts without what a container may put in front of it or take away: parameter sets and delimiters of
 /// H.264 and HEVC, their framing, ADTS headers.
-class CutVerifier {
+class TARSEL_HOST_EXPORT CutVerifier {
   public:
     /// Notes a packet that goes to the result.
     void Note(CutTrack const& track, Proc::IDataPacket const& packet);
