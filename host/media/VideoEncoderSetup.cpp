@@ -29,7 +29,7 @@ constexpr int MAX_TIME_BASE = 65535;
 constexpr int MAX_MPEG_GROUP = 600;
 constexpr int UNLIMITED_GROUP = 100000;
 /// Encoder threads are a fixed number: the result must not depend on the machine.
-constexpr int H264_THREADS = 4;
+constexpr int H264_THREADS = 2;
 
 /// The codec context in the making, with the private options that opening takes.
 struct Setup {
