@@ -61,7 +61,11 @@ std::vector<Choice> ChooseStreams(CutRequest const& request, MediaFile& file, st
         else
             warnings.push_back(name + " is left out: " + reason);
     }
-    if (chosen.empty()) TARSEL_THROW(Proc::ProcException, file.GetPath() + ": no stream can go into the result");
+    if (chosen.empty()) {
+        std::string what = file.GetPath() + ": no stream can go into the result";
+        for (std::string const& warning : warnings) what += "; " + warning;
+        TARSEL_THROW(Proc::ProcException, what);
+    }
     return chosen;
 }
 
