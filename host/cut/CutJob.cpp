@@ -128,7 +128,7 @@ CutReport CutStreams(CutRequest const& request, MediaFile& file, MediaWriter* wr
     for (auto packet = session.Read(track); packet; packet = session.Read(track), ++written) {
         bool const inSourceTime = HasValue(packet->GetSourcePosition());
         if (progress) progress(inSourceTime ? packet->GetSourcePosition() : packet->GetTime(), total);
-        if (!writer) continue;
+        if (!writer || track->slot == MediaWriter::NO_SLOT) continue;
         if (request.verify) verifier.Note(*track, *packet);
         pump->Push(track->slot, std::move(packet));
     }

@@ -135,6 +135,7 @@ void CutVerifier::Check(std::string const& path, std::vector<CutTrack> const& tr
     // n-th of it.
     std::map<StreamKind, std::size_t> seen;
     for (CutTrack const& track : tracks) {
+        if (track.slot < 0) continue;  // the writer couldn't carry it, and said so
         auto const slot = static_cast<std::size_t>(track.slot);
         Stream const noted = slot < streams.size() ? streams[slot] : Stream();
         StreamInfo const* const info = FindNth(*file, track.info->kind, seen[track.info->kind]++);
