@@ -26,7 +26,7 @@ u8 ReadU8(Core::DataBitInput& in, unsigned count) {
 }
 
 void RequireEntries(Core::DataBitInput const& in, u64 count, unsigned bitsPerEntry, char const* name) {
-    u64 const bits = in.GetBitsLeft();
+    u64 const bits = in.BitsLeft();
     if (count > bits / bitsPerEntry)
         TARSEL_THROW(Exception, std::string(name) + " asks for " + std::to_string(count) + " entries at bit " +
                                     std::to_string(in.GetBitPosition()) + ", but only " + std::to_string(bits) +

@@ -52,7 +52,7 @@ class TARSEL_CONTRACTS_EXPORT IFormatCodecVideo : public virtual IFormatCodec {
   public:
     static constexpr char CODEC_ID_H263[] = "h263";
     static constexpr char CODEC_ID_H264[] = "h264";
-    static constexpr char CODEC_ID_HEVC[] = "hevc";
+    static constexpr char CODEC_ID_H265[] = "hevc";
     static constexpr char CODEC_ID_MPEG1VIDEO[] = "mpeg1video";
     static constexpr char CODEC_ID_MPEG2VIDEO[] = "mpeg2video";
     static constexpr char CODEC_ID_MPEG4[] = "mpeg4";
@@ -89,6 +89,9 @@ class TARSEL_CONTRACTS_EXPORT IFormatCodecVideo : public virtual IFormatCodec {
 
 class TARSEL_CONTRACTS_EXPORT IFormatCodecAudio : public virtual IFormatCodec {
   public:
+    static constexpr char CODEC_ID_AAC[] = "aac";
+    static constexpr char CODEC_ID_AAC_LATM[] = "aac_latm";
+
     static iptr<IFormatCodecAudio> Create();
     virtual iptr<IFormatCodecAudio> Clone() const = 0;
     iptr<IFormatCodec> CloneBase() const final;

@@ -25,15 +25,15 @@ DataBitInput::DataBitInput(iptr<IDataInput> source) : input(std::move(source)) {
     if (!input) TARSEL_THROW(std::invalid_argument, "input is NULL");
 }
 
-u64 DataBitInput::GetBitsLeft() const {
+u64 DataBitInput::BitsLeft() const {
     return bitsInByte + u64(8) * input->GetRest();
 }
 
 u64 DataBitInput::ReadBits(unsigned count) {
     if (count > 64) TARSEL_THROW(Exception, "Cannot read " + std::to_string(count) + " bits at once, 64 at most");
-    if (count > GetBitsLeft())
+    if (count > BitsLeft())
         TARSEL_THROW(Exception, "Read past the end of data: " + std::to_string(count) + " bits wanted at bit " +
-                                    std::to_string(bitPosition) + ", " + std::to_string(GetBitsLeft()) + " left");
+                                    std::to_string(bitPosition) + ", " + std::to_string(BitsLeft()) + " left");
     u64 value = 0;
     bitPosition += count;
     while (count != 0) {
@@ -54,9 +54,9 @@ void DataBitInput::SkipBitsToNextByte() {
 }
 
 void DataBitInput::SkipBits(u64 count) {
-    if (count > GetBitsLeft())
+    if (count > BitsLeft())
         TARSEL_THROW(Exception, "Skip past the end of data: " + std::to_string(count) + " bits wanted at bit " +
-                                    std::to_string(bitPosition) + ", " + std::to_string(GetBitsLeft()) + " left");
+                                    std::to_string(bitPosition) + ", " + std::to_string(BitsLeft()) + " left");
     for (; count > 64; count -= 64) ReadBits(64);
     ReadBits(static_cast<unsigned>(count));
 }
@@ -87,6 +87,14 @@ void DataBitOutput::WriteBits(u64 value, unsigned count) {
         bitsInByte += taken;
         if (bitsInByte == 8) Flush();
     }
+}
+
+void DataBitOutput::WriteData(u8 const* data, std::size_t size) {
+    if (bitsInByte == 0) {
+        if (size != 0) output->Write(data, size);
+        return;
+    }
+    for (std::size_t i = 0; i < size; ++i) WriteBits(data[i], 8);
 }
 
 void DataBitOutput::Flush() {

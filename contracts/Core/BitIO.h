@@ -44,7 +44,7 @@ class TARSEL_CONTRACTS_EXPORT DataBitInput {
     /// Drops `count` bits; none when there are fewer, and then throws.
     void SkipBits(u64 count);
     /// Bits left to read.
-    u64 GetBitsLeft() const;
+    u64 BitsLeft() const;
     /// Bits read so far.
     u64 GetBitPosition() const { return bitPosition; }
 
@@ -83,6 +83,8 @@ class TARSEL_CONTRACTS_EXPORT DataBitOutput {
 
     /// Writes the lowest `count` bits of `value`, 0 to 64.
     void WriteBits(u64 value, unsigned count);
+    /// Writes whole bytes, on a byte boundary or not.
+    void WriteData(u8 const* data, std::size_t size);
     /// Ends a byte that was begun.
     void Flush();
 

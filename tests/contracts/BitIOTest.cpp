@@ -26,10 +26,10 @@ TEST(BitInput, ReadsMostSignificantBitFirst) {
     EXPECT_EQ(input.ReadBits(3), 2U);
     EXPECT_EQ(input.ReadBits(8), 0x50U);
     EXPECT_EQ(input.GetBitPosition(), 12U);
-    EXPECT_EQ(input.GetBitsLeft(), 4U);
+    EXPECT_EQ(input.BitsLeft(), 4U);
     EXPECT_EQ(input.ReadBits(0), 0U);
     EXPECT_EQ(input.ReadBits(4), 15U);
-    EXPECT_EQ(input.GetBitsLeft(), 0U);
+    EXPECT_EQ(input.BitsLeft(), 0U);
 }
 
 TEST(BitInput, Reads64BitsAtOnceAlsoUnaligned) {
@@ -65,7 +65,7 @@ TEST(BitInput, SkipToNextByteDoesNothingOnABoundary) {
     input.SkipBitsToNextByte();
     EXPECT_EQ(input.ReadBits(8), 3U);
     input.SkipBitsToNextByte();
-    EXPECT_EQ(input.GetBitsLeft(), 0U);
+    EXPECT_EQ(input.BitsLeft(), 0U);
 }
 
 TEST(BitInput, SkipPastTheEndThrowsAndSkipsNothing) {
@@ -100,6 +100,23 @@ TEST(BitOutput, RefusesMoreThan64Bits) {
     EXPECT_THROW(output.WriteBits(0, 65), Exception);
 }
 
+TEST(BitOutput, WritesWholeBytesOnAndOffAByteBoundary) {
+    std::vector<u8> const bytes{0x12, 0xFF, 0x00, 0x34};
+    for (unsigned const offset : {0U, 3U, 7U, 8U}) {
+        std::string text;
+        {
+            DataBitOutput output(DataOutputString::Create(&text));
+            output.WriteBits(0x55, offset);
+            output.WriteData(bytes.data(), bytes.size());
+            output.WriteData(nullptr, 0);
+        }
+        DataBitInput input(DataInputMemory::Create(reinterpret_cast<u8 const*>(text.data()), text.size()));
+        input.SkipBits(offset);
+        for (u8 const byte : bytes) EXPECT_EQ(input.ReadBits(8), byte) << "behind " << offset << " bits";
+        EXPECT_LT(input.BitsLeft(), 8U);
+    }
+}
+
 TEST(BitIO, NullEndsAreRefused) {
     EXPECT_EQ(MessageOf<std::invalid_argument>([] { DataBitInput input(nullptr); }), "input is NULL");
     EXPECT_EQ(MessageOf<std::invalid_argument>([] { DataBitOutput output(nullptr); }), "output is NULL");
@@ -120,7 +137,7 @@ TEST(BitIO, WhatWasWrittenIsReadBack) {
     }
     DataBitInput input(DataInputMemory::Create(reinterpret_cast<u8 const*>(text.data()), text.size()));
     for (auto const& [value, width] : fields) EXPECT_EQ(input.ReadBits(width), value) << width << " bits";
-    EXPECT_LT(input.GetBitsLeft(), 8U);
+    EXPECT_LT(input.BitsLeft(), 8U);
 }
 
 TEST(DataInputMemory, ReadsUpToTheEnd) {
