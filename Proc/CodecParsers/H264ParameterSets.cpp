@@ -5,7 +5,7 @@
 #include "Proc/CodecParsers/ExpGolomb.h"
 #include "Proc/CodecParsers/H264CodecParser.h"
 #include "Proc/CodecParsers/H264ScalingLists.h"
-#include "Proc/CodecParsers/H264_HEVC_Common.h"
+#include "Proc/CodecParsers/NaluPayload.h"
 #include "contracts/Core/BitIO.h"
 
 namespace Tarsel::Proc::CodecParsers {
@@ -187,20 +187,7 @@ void ReadSliceGroups(Core::DataBitInput& in, H264PPS& pps) {
     }
 }
 
-// A bit reader over a unit's payload, behind the NAL header.
-class NaluPayload {
-  public:
-    explicit NaluPayload(NaluRange const& unit)
-        : bytes(RemoveEmulationPrevention(unit.data, unit.size)),
-          in(Core::DataInputMemory::Create(bytes.data(), bytes.size())) {
-        in.ReadBits(8);
-    }
-    Core::DataBitInput& GetInput() { return in; }
-
-  private:
-    Bytes bytes;
-    Core::DataBitInput in;  // reads `bytes`
-};
+constexpr unsigned NAL_HEADER_BITS = 8;
 
 }  // namespace
 
@@ -213,7 +200,7 @@ H264PPS DecodeH264PPS(u8 const* extradataData, std::size_t extradataSize) {
 }
 
 H264SPS DecodeH264SPSUnit(NaluRange const& unit) {
-    NaluPayload payload(unit);
+    NaluPayload payload(unit, NAL_HEADER_BITS);
     Core::DataBitInput& in = payload.GetInput();
     H264SPS sps;
     ReadProfile(in, sps);
@@ -229,7 +216,7 @@ H264SPS DecodeH264SPSUnit(NaluRange const& unit) {
 }
 
 H264PPS DecodeH264PPSUnit(NaluRange const& unit) {
-    NaluPayload payload(unit);
+    NaluPayload payload(unit, NAL_HEADER_BITS);
     Core::DataBitInput& in = payload.GetInput();
     H264PPS pps;
     pps.pic_parameter_set_id = ReadUE(in);
