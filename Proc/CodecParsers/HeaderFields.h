@@ -101,8 +101,11 @@ class HeaderStructures {
     int64 leftOut = 0;
 };
 
-// One function per family of codecs; each appends what it finds in the order of the data.
+// One function per family of codecs; each appends what it finds in the order of the
+// data, of which there is some.
+void DescribeAAC(u8 const* data, std::size_t size, HeaderStructures& out);
 void DescribeH264(u8 const* data, std::size_t size, HeaderStructures& out);
+void DescribeHEVC(u8 const* data, std::size_t size, HeaderStructures& out);
 void DescribeMPEG2(u8 const* data, std::size_t size, HeaderStructures& out);
 void DescribeMPEG4(u8 const* data, std::size_t size, HeaderStructures& out);
 

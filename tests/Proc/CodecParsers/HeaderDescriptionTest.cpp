@@ -6,7 +6,9 @@
 #include <vector>
 
 #include "contracts/Conf/IFormatCodec.h"
+#include "tests/support/AACBuilder.h"
 #include "tests/support/H264Builder.h"
+#include "tests/support/HEVCBuilder.h"
 #include "tests/support/MpegBuilder.h"
 
 namespace Tarsel::Proc::CodecParsers {
@@ -326,6 +328,124 @@ TEST(HeaderDescription, AnMPEG4LayerAloneIsToldAndARefusedOneHasTheReason) {
     WriteVOL(sprite, config.vol, 0);
     EXPECT_EQ(TextOf(Describe(Video::CODEC_ID_MPEG4, sprite.GetBytes()).Children().at(0)),
               "error=MPEG-4 sprite parameters in Video Object Layer are not implemented!");
+}
+
+// --- HEVC ------------------------------------------------------------------------------------------------------------
+
+TEST(HeaderDescription, HevcSetsOfAnnexB) {
+    HEVCVPS vps = MakeHEVCVPS();
+    vps.vps_max_sub_layers_minus1 = 1;
+    HEVCSPS sps = MakeHEVCSPS(3);
+    sps.chroma_format_idc = 3;
+    sps.separate_colour_plane_flag = 1;
+    sps.conf_win_bottom_offset = 8;
+    sps.profile_tier_level.general_profile_compatibility_flags = {0x60, 0, 0, 1};
+    sps.profile_tier_level.general_constraint_indicator_flags = {0x90, 0, 0, 0, 0, 0};
+    Bytes const data = JoinAnnexB(
+        {BuildHEVCVPS(vps), BuildHEVCSPS(sps), BuildHEVCUnit(34, {1, 2, 3}), BuildHEVCUnit(39), BuildHEVCUnit(1)});
+    Core::Property const report = Describe(Video::CODEC_ID_H265, data);
+    EXPECT_EQ(NamesOf(report), "VPS SPS PPS");
+    EXPECT_EQ(report.Children()[0]["vps_max_sub_layers_minus1"].GetInt64(), 1);
+    EXPECT_EQ(TextOf(report.Children()[1]),
+              "sps_video_parameter_set_id=0 sps_max_sub_layers_minus1=0 sps_temporal_id_nesting_flag=1 "
+              "general_profile_space=0 general_tier_flag=0 general_profile_idc=1 general_profile_compatibility_flag="
+              "[0 1 1 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 1] general_progressive_source_flag=1 "
+              "general_interlaced_source_flag=0 general_non_packed_constraint_flag=0 "
+              "general_frame_only_constraint_flag=1 general_level_idc=90 sps_seq_parameter_set_id=3 "
+              "chroma_format_idc=3 separate_colour_plane_flag=1 pic_width_in_luma_samples=640 "
+              "pic_height_in_luma_samples=368 conf_win_left_offset=0 conf_win_right_offset=0 conf_win_top_offset=0 "
+              "conf_win_bottom_offset=8 bit_depth_luma_minus8=0 bit_depth_chroma_minus8=0");
+    EXPECT_EQ(TextOf(report.Children()[2]), "NumBytesInNalUnit=5");
+}
+
+TEST(HeaderDescription, HvccTellsItsRecordFirst) {
+    HEVCVPS const vps = MakeHEVCVPS();
+    HEVCSPS const sps = MakeHEVCSPS();
+    Bytes data = JoinHvcC(vps, sps, {{32, {BuildHEVCVPS(vps)}}, {33, {BuildHEVCSPS(sps)}}}, 2);
+    Core::Property const report = Describe(Video::CODEC_ID_H265, data);
+    EXPECT_EQ(NamesOf(report), "hvcC VPS SPS");
+    Core::Property const& record = report.Children()[0];
+    EXPECT_EQ(record.Children().size(), 18U);
+    for (auto const& [name, value] : std::vector<std::pair<char const*, int64>>{{"configurationVersion", 1},
+                                                                                {"general_profile_idc", 1},
+                                                                                {"general_level_idc", 90},
+                                                                                {"chromaFormat", 1},
+                                                                                {"bitDepthLumaMinus8", 0},
+                                                                                {"lengthSizeMinusOne", 1},
+                                                                                {"numOfArrays", 2}})
+        EXPECT_EQ(record[name].GetInt64(), value) << name;
+    // A record behind zeros is told as the repaired one.
+    data[0] = 0;
+    data[1] = 1;
+    data[2] = 0x61;
+    Core::Property const repaired = Describe(Video::CODEC_ID_H265, data);
+    EXPECT_EQ(NamesOf(repaired), "hvcC VPS SPS");
+    EXPECT_EQ(repaired.Children()[0]["general_tier_flag"].GetInt64(), 1);
+}
+
+TEST(HeaderDescription, BrokenHevcHeadersHaveTheReason) {
+    HEVCSPS const sps = MakeHEVCSPS();
+    Bytes data = JoinHvcC(MakeHEVCVPS(), sps, {{33, {BuildHEVCSPS(sps)}}, {34, {BuildHEVCUnit(34)}}});
+    data.pop_back();
+    Core::Property const report = Describe(Video::CODEC_ID_H265, data);
+    EXPECT_EQ(NamesOf(report), "hvcC! SPS");
+    EXPECT_EQ(TextOf(report.Children()[0]), "error=hvcC header has wrong structure");
+    EXPECT_EQ(TextOf(Describe(Video::CODEC_ID_H265, {1}).Children().at(0)), "error=hvcC header is too small");
+    EXPECT_EQ(NamesOf(Describe(Video::CODEC_ID_H265, JoinAnnexB({{0x42}, {0x42, 1, 1}}))), "SPS! SPS!");
+    for (Bytes const& tooShort : {Bytes{0}, Bytes{0, 0}, Bytes{0, 0, 1}, Bytes{7, 7, 7}})
+        EXPECT_EQ(NamesOf(Describe(Video::CODEC_ID_H265, tooShort)), "");
+}
+
+// --- AAC -------------------------------------------------------------------------------------------------------------
+
+TEST(HeaderDescription, AudioSpecificConfigOfAac) {
+    Core::Property const report = Describe("aac", BuildASC({}));
+    EXPECT_EQ(NamesOf(report), "AudioSpecificConfig");
+    EXPECT_EQ(TextOf(report.Children()[0]), "audioObjectType=2 samplingFrequencyIndex=4 channelConfiguration=2");
+}
+
+TEST(HeaderDescription, ExplicitRateOfAnAudioSpecificConfigIsToldWhole) {
+    ASCFields fields;
+    fields.samplingIndex = 15;
+    fields.explicitRate = 44100;
+    EXPECT_EQ(TextOf(Describe("aac", BuildASC(fields)).Children().at(0)),
+              "audioObjectType=2 samplingFrequencyIndex=15 samplingFrequency=44100 channelConfiguration=2");
+    fields.objectType = 42;
+    EXPECT_EQ(Describe("aac", BuildASC(fields)).Children().at(0)["samplingFrequency"].GetInt64(), 44100);
+}
+
+TEST(HeaderDescription, AdtsHeaderAndItsPce) {
+    ADTSFields fields;
+    fields.channelConfiguration = 0;
+    fields.frameLength = 300;
+    PCEFields pce = MakeSurroundPCE();
+    pce.front = {1, 0x12};
+    pce.back = {0x13};
+    pce.side.clear();
+    pce.lfe = {5};
+    pce.matrixMixdown = 5;
+    pce.comment = {'h', 'i'};
+    Core::Property const report = Describe("aac", BuildADTSWithPCE(fields, pce));
+    EXPECT_EQ(NamesOf(report), "ADTS PCE");
+    EXPECT_EQ(TextOf(report.Children()[0]),
+              "syncword=4095 ID=0 layer=0 protection_absent=1 profile_ObjectType=1 sampling_frequency_index=4 "
+              "channel_configuration=0 aac_frame_length=300 adts_buffer_fullness=2047 "
+              "number_of_raw_data_blocks_in_frame=0");
+    EXPECT_EQ(TextOf(report.Children()[1]),
+              "element_instance_tag=0 object_type=1 sampling_frequency_index=4 num_front_channel_elements=2 "
+              "num_side_channel_elements=0 num_back_channel_elements=1 num_lfe_channel_elements=1 "
+              "num_assoc_data_elements=0 num_valid_cc_elements=0 mono_mixdown_present=0 stereo_mixdown_present=0 "
+              "matrix_mixdown_idx_present=1 matrix_mixdown_idx=2 pseudo_surround_enable=1 front_element_is_cpe=[0 1] "
+              "front_element_tag_select=[1 2] back_element_is_cpe=[1] back_element_tag_select=[3] "
+              "lfe_element_tag_select=[5] comment_field_bytes=2");
+}
+
+TEST(HeaderDescription, BrokenAacHeadersHaveTheReason) {
+    EXPECT_EQ(TextOf(Describe("aac", {0xFF, 0xF1}).Children().at(0)),
+              "error=Read past the end of data: 2 bits wanted at bit 16, 0 left");
+    ASCFields fields;
+    fields.channelConfiguration = 8;
+    EXPECT_EQ(TextOf(Describe("aac", BuildASC(fields)).Children().at(0)), "error=Invalid channel configuration");
 }
 
 }  // namespace
