@@ -55,7 +55,7 @@ std::vector<Recipe> const& OwnClips(std::string const& codec) {
          {{"d-b.mp4", std::string(PICTURES) + X265 + "keyint=20:bframes=4:b-adapt=0 -pix_fmt yuv420p"},
           {"d-422-10.mkv", std::string(PICTURES) + X265 + "keyint=20 -pix_fmt yuv422p10le"},
           {"d-444-8.ts", std::string(PICTURES) + X265 + "keyint=20 -pix_fmt yuv444p"},
-          {"d-layers.mp4", std::string(PICTURES) + X265 + "keyint=20:temporal-layers=2:bframes=3 -pix_fmt yuv420p"},
+          {"d-layers.mp4", std::string(PICTURES) + X265 + "keyint=20:temporal-layers=1:bframes=3 -pix_fmt yuv420p"},
           {"d-hrd.ts", std::string(PICTURES) + X265 +
                            "keyint=20:hrd=1:vbv-maxrate=600:vbv-bufsize=600:bitrate=400:aud=1 -pix_fmt yuv420p"},
           {"d-repeated.mkv", std::string(PICTURES) + X265 + "keyint=20:repeat-headers=1:open-gop=1 -pix_fmt yuv420p"},
