@@ -2,6 +2,7 @@
 
 #include "Proc/Filters/Filters/FilterCutController.h"
 #include "Proc/Filters/Filters/FilterStreamMetadataUpdater.h"
+#include "contracts/Proc/FilterBitStream.h"
 #include "contracts/Proc/ImplNames.h"
 #include "contracts/Proc/SettingsStreamMetadataUpdater.h"
 
@@ -29,6 +30,8 @@ void RegisterWithSettings(IFilterFactoryRegistrator& registrator) {
             return Details::MakeInitialized<IStreamVideoEx, FilterStreamMetadataUpdater<IStreamVideo>>(settings, source,
                                                                                                        settings);
         });
+
+    registrator.RegisterFilterRawEx(SettingsFilterBitStream::CLASS_ID, ImplNames::TARSEL, FilterBitStream::Create);
 }
 
 }  // namespace
