@@ -5,34 +5,15 @@
 #include <vector>
 
 #include "Proc/CodecParsers/ExpGolomb.h"
+#include "Proc/CodecParsers/ExtradataBytes.h"
 #include "Proc/CodecParsers/H264CodecParser.h"
 #include "Proc/CodecParsers/H264_HEVC_Common.h"
 #include "contracts/Core/BitIO.h"
 #include "contracts/Core/Exception.h"
-#include "contracts/Proc/BlobFF.h"
 
 namespace Tarsel::Proc::CodecParsers {
 
 namespace {
-
-iptr<IBlob> MakeBlob(std::string const& bytes) {
-    iptr<IBlob> blob = BlobFF::Create(reinterpret_cast<u8 const*>(bytes.data()), bytes.size());
-    if (!blob) TARSEL_THROW(Exception, "Can't create BlobFF");
-    return blob;
-}
-
-void Append(std::string& out, u8 const* data, std::size_t size) {
-    if (size != 0) out.append(reinterpret_cast<char const*>(data), size);
-}
-
-void AppendByte(std::string& out, std::size_t value) {
-    out.push_back(static_cast<char>(static_cast<u8>(value)));
-}
-
-void AppendAfterStartCode(std::string& out, NaluRange const& unit) {
-    Append(out, StartCode4, sizeof(StartCode4));
-    Append(out, unit.data, unit.size);
-}
 
 void AppendAfterLength(std::string& out, NaluRange const& unit) {
     if (unit.size > 0xFFFF)
@@ -167,7 +148,7 @@ iptr<IBlob> H264_Extradata_Mp4toAnnexB(iptr<IBlob> extradata) {
     if (!extradata || !IsAvcC(extradata.get())) return extradata;
     std::string out;
     for (NaluRange const& unit : FindUnits(*extradata)) AppendAfterStartCode(out, unit);
-    return MakeBlob(out);
+    return MakeExtradata(out);
 }
 
 iptr<IBlob> H264_Extradata_AnnexBtoMp4(iptr<IBlob> extradata) {
@@ -186,7 +167,7 @@ iptr<IBlob> H264_Extradata_AnnexBtoMp4(iptr<IBlob> extradata) {
     for (NaluRange const& unit : sps) AppendAfterLength(out, unit);
     AppendByte(out, pps.size());
     for (NaluRange const& unit : pps) AppendAfterLength(out, unit);
-    return MakeBlob(out);
+    return MakeExtradata(out);
 }
 
 iptr<IBlob> MergeH264Extradata(iptr<IBlob> first, iptr<IBlob> second) {
@@ -197,7 +178,7 @@ iptr<IBlob> MergeH264Extradata(iptr<IBlob> first, iptr<IBlob> second) {
             Append(out, second->GetData(), second->GetSize());
         else
             for (NaluRange const& unit : FindUnits(*second)) AppendAfterStartCode(out, unit);
-        return MakeBlob(out);
+        return MakeExtradata(out);
     }
     // Looked for first: an avcC too short for its fixed head is refused here.
     NaluRange const sps = GetFirst(*first, H264_NALU_SPS);
@@ -208,7 +189,7 @@ iptr<IBlob> MergeH264Extradata(iptr<IBlob> first, iptr<IBlob> second) {
     AppendByte(out, 2);
     AppendAfterLength(out, GetFirst(*first, H264_NALU_PPS));
     AppendAfterLength(out, GetFirst(*second, H264_NALU_PPS));
-    return MakeBlob(out);
+    return MakeExtradata(out);
 }
 
 u32 GetFirstFreeParameterSetId(iptr<IBlob> extradata) {
@@ -238,12 +219,12 @@ iptr<IBlob> MergeAllH264ParameterSets(iptr<IBlob> source, iptr<IBlob> encoder) {
     if (added.sps.empty() || added.pps.empty()) TARSEL_THROW(Exception, "No sps or pps found!");
     auto const sps = FindMissing(present.sps, added.sps, "SPS");
     auto const pps = FindMissing(present.pps, added.pps, "PPS");
-    if (IsAvcC(source.get())) return MakeBlob(ExtendAvcc(*source, sps, pps));
+    if (IsAvcC(source.get())) return MakeExtradata(ExtendAvcc(*source, sps, pps));
     std::string out;
     Append(out, source->GetData(), source->GetSize());
     for (NumberedSet const& set : sps) AppendAfterStartCode(out, set.unit);
     for (NumberedSet const& set : pps) AppendAfterStartCode(out, set.unit);
-    return MakeBlob(out);
+    return MakeExtradata(out);
 }
 
 std::optional<u32> FindFreeParameterSetId(iptr<IBlob> extradata) {

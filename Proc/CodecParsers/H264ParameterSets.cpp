@@ -5,7 +5,7 @@
 #include "Proc/CodecParsers/ExpGolomb.h"
 #include "Proc/CodecParsers/H264CodecParser.h"
 #include "Proc/CodecParsers/H264ScalingLists.h"
-#include "Proc/CodecParsers/H264_HEVC_Common.h"
+#include "Proc/CodecParsers/NaluPayload.h"
 #include "contracts/Core/BitIO.h"
 
 namespace Tarsel::Proc::CodecParsers {
@@ -188,25 +188,12 @@ void ReadSliceGroups(Core::DataBitInput& in, H264PPS& pps) {
     }
 }
 
-// A bit reader over a unit's payload, behind the NAL header.
-class NaluPayload {
-  public:
-    explicit NaluPayload(NaluRange const& unit)
-        : bytes(RemoveEmulationPrevention(unit.data, unit.size)),
-          in(Core::DataInputMemory::Create(bytes.data(), bytes.size())) {
-        in.ReadBits(8);
-    }
-    Core::DataBitInput& GetInput() { return in; }
-
-  private:
-    Bytes bytes;
-    Core::DataBitInput in;  // reads `bytes`
-};
+constexpr unsigned NAL_HEADER_BITS = 8;
 
 }  // namespace
 
 H264SPS DecodeH264SPS(u8 const* extradataData, std::size_t extradataSize) {
-    NaluPayload payload(GetFirstNaluOfType(extradataData, extradataSize, H264_NALU_SPS));
+    NaluPayload payload(GetFirstNaluOfType(extradataData, extradataSize, H264_NALU_SPS), NAL_HEADER_BITS);
     Core::DataBitInput& in = payload.GetInput();
     H264SPS sps;
     ReadProfile(in, sps);
@@ -222,7 +209,7 @@ H264SPS DecodeH264SPS(u8 const* extradataData, std::size_t extradataSize) {
 }
 
 H264PPS DecodeH264PPS(u8 const* extradataData, std::size_t extradataSize) {
-    NaluPayload payload(GetFirstNaluOfType(extradataData, extradataSize, H264_NALU_PPS));
+    NaluPayload payload(GetFirstNaluOfType(extradataData, extradataSize, H264_NALU_PPS), NAL_HEADER_BITS);
     Core::DataBitInput& in = payload.GetInput();
     H264PPS pps;
     pps.pic_parameter_set_id = ReadUE(in);

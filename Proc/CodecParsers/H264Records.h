@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "Proc/CodecParsers/PictureSize.h"
 #include "contracts/Core/Types.h"
 
 // Decoded headers of H.264 streams. Field names are the syntax elements of ITU-T H.264; all fields start at zero.
@@ -77,13 +78,7 @@ struct H264LevelLimits {
 /// The limits of a level; `level` is ten times its number, 9 is level 1b.
 H264LevelLimits GetH264LevelLimits(u32 level);
 
-/// Width and height in pixels.
-struct H264PictureSize {
-    int64 width = 0;
-    int64 height = 0;
-
-    bool operator==(H264PictureSize const&) const = default;
-};
+using H264PictureSize = PictureSize;
 
 /// seq_parameter_set_data(), 7.3.2.1.1.
 struct H264SPS {

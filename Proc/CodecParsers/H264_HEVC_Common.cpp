@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "Proc/CodecParsers/H264CodecParser.h"
+#include "Proc/CodecParsers/HEVCCodecParser.h"
 #include "Proc/CodecParsers/PacketPayload.h"
 #include "Proc/CodecParsers/StartCode.h"
 #include "contracts/Conf/IFormatCodec.h"
@@ -43,10 +44,11 @@ void ForEachMP4Nalu(u8 const* data, std::size_t size, int lengthSize, Visit visi
     }
 }
 
-// The header of a stream in Annex B form, for the codecs that are made of NAL units. The one place that knows them all.
+// The header of a stream in Annex B form; null when the stream has none. All that isn't H.264 counts as HEVC.
 iptr<IBlob> ExtradataToAnnexB(iptr<IBlob> extradata, std::string const& codecId) {
+    if (!extradata) return nullptr;
     if (codecId == Conf::IFormatCodecVideo::CODEC_ID_H264) return H264_Extradata_Mp4toAnnexB(std::move(extradata));
-    TARSEL_THROW(Exception, "Codec \"" + codecId + "\" is not supported: the Annex B form of its header is unknown");
+    return HEVC_Extradata_hvcCtoAnnexB(std::move(extradata));
 }
 
 }  // namespace

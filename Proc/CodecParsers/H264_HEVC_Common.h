@@ -45,7 +45,8 @@ iptr<IDataPacket> Mp4toAnnexB(iptr<IDataPacket> packet, int lengthSize, iptr<IBl
 iptr<IDataPacket> ReplaceLengthsWithStartCodes(iptr<IDataPacket> packet, int lengthSize);
 
 /// The copying form of `Mp4toAnnexB`: always a new packet, each unit after a start code of four bytes, and for a key
-/// packet the Annex B form of `extradata` first.
+/// packet the Annex B form of `extradata` first, if there is any. `extradata` is read as HEVC unless `codecId` is that
+/// of H.264, for every packet: broken extradata throws for packets that are no key too.
 iptr<IDataPacket> InsertAnnexBHeader(iptr<IDataPacket> packet, int lengthSize, iptr<IBlob> extradata,
                                      std::string const& codecId);
 
