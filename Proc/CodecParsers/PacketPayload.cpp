@@ -28,9 +28,9 @@ AVPacketPtr NewPacketLike(IDataPacket& origin, u64 size) {
     return packet;
 }
 
-iptr<IDataPacket> WrapPacketLike(IDataPacket& origin, AVPacketPtr packet) {
-    iptr<IDataPacket> result = DataPacketFF::Create(packet.release(), MEDIA_TYPE_VIDEO, origin.GetTime(),
-                                                    origin.GetDecodingTime(), origin.GetDuration());
+iptr<IDataPacket> WrapPacketLike(IDataPacket& origin, AVPacketPtr packet, MediaType type) {
+    iptr<IDataPacket> result =
+        DataPacketFF::Create(packet.release(), type, origin.GetTime(), origin.GetDecodingTime(), origin.GetDuration());
     result->SetSourcePosition(origin.GetSourcePosition());
     result->SetFormatCodec(origin.GetFormatCodec());
     return result;

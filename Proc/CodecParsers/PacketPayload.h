@@ -19,8 +19,8 @@ using AVPacketPtr = std::unique_ptr<AVPacket, FreeAVPacket>;
 /// `Tarsel::Exception` "Can't allocate new AVPacket" or "Can't copy packet properties".
 AVPacketPtr NewPacketLike(IDataPacket& origin, u64 size);
 
-/// Wraps `packet` as a video packet with the time, decoding time, duration, source position and format of `origin`.
-iptr<IDataPacket> WrapPacketLike(IDataPacket& origin, AVPacketPtr packet);
+/// Wraps `packet` with the time, decoding time, duration, source position and format of `origin`.
+iptr<IDataPacket> WrapPacketLike(IDataPacket& origin, AVPacketPtr packet, MediaType type = MEDIA_TYPE_VIDEO);
 
 /// A new packet: `header`, then the payload of `packet`, with the properties of `packet`.
 iptr<IDataPacket> PrependToPayload(IDataPacket& packet, IBlob const& header);
