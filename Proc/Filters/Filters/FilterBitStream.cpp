@@ -8,6 +8,7 @@
 
 #include "Proc/CodecParsers/H264CodecParser.h"
 #include "Proc/CodecParsers/H264_HEVC_Common.h"
+#include "Proc/CodecParsers/HEVCCodecParser.h"
 #include "contracts/Conf/IFormatCodec.h"
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/IStreamVisitor.h"
@@ -31,6 +32,11 @@ BitStreamMode ChooseBitStreamMode(std::string const& codecId, SettingsFilterBitS
         bool const lengths = extradata && IsAvcCHeader(extradata->GetData(), extradata->GetSize());
         if (needed == SettingsFilterBitStream::MP4) return lengths ? PASS_THROUGH : H264_ANNEXB_TO_MP4;
         if (needed == SettingsFilterBitStream::ANNEX_B) return lengths ? H264_MP4_TO_ANNEXB : H264_INSERT_EXTRADATA;
+    }
+    if (codecId == IFormatCodecVideo::CODEC_ID_H265) {
+        bool const lengths = extradata && IsHvcCHeader(extradata->GetData(), extradata->GetSize());
+        if (needed == SettingsFilterBitStream::MP4) return lengths ? PASS_THROUGH : HEVC_ANNEXB_TO_MP4;
+        if (needed == SettingsFilterBitStream::ANNEX_B) return lengths ? HEVC_MP4_TO_ANNEXB : HEVC_INSERT_EXTRADATA;
     }
     return PASS_THROUGH;
 }
@@ -82,6 +88,14 @@ FilterBitStreamImpl::Conversion FilterBitStreamImpl::SetUp(BitStreamMode mode, i
             made.headerSize = GetAvccNALULengthSize(extradata->GetData(), extradata->GetSize());
             made.extradata = H264_Extradata_Mp4toAnnexB(extradata);
             break;
+        case HEVC_ANNEXB_TO_MP4:
+            made.extradata = HEVC_Extradata_AnnexBtohvcC(extradata);
+            made.headerSize = GetHvccNALULengthSize(made.extradata->GetData(), made.extradata->GetSize());
+            break;
+        case HEVC_MP4_TO_ANNEXB:
+            made.headerSize = GetHvccNALULengthSize(extradata->GetData(), extradata->GetSize());
+            made.extradata = HEVC_Extradata_hvcCtoAnnexB(extradata);
+            break;
         default:
             break;
     }
@@ -126,6 +140,8 @@ iptr<IDataPacket> FilterBitStreamImpl::Convert(iptr<IDataPacket> packet) {
             return ConvertNalus(std::move(packet));
         case H264_INSERT_EXTRADATA:
             return InsertH264Extradata(std::move(packet), conversion.extradata);
+        case HEVC_INSERT_EXTRADATA:
+            return InsertHEVCExtradata(std::move(packet), conversion.extradata);
         default:
             return packet;
     }

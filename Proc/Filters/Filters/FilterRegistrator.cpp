@@ -1,6 +1,7 @@
 #include "Proc/Filters/Filters/FilterRegistrator.h"
 
 #include "Proc/Filters/Filters/FilterCutController.h"
+#include "Proc/Filters/Filters/FilterLosslessDetect.h"
 #include "Proc/Filters/Filters/FilterStreamMetadataUpdater.h"
 #include "contracts/Proc/FilterBitStream.h"
 #include "contracts/Proc/ImplNames.h"
@@ -13,6 +14,7 @@ namespace {
 /// Filters with an interface of their own, in slot order, all under `ImplNames::TARSEL`.
 void RegisterDedicated(IFilterFactoryRegistrator& registrator) {
     registrator.RegisterFilterCutController(ImplNames::TARSEL, FilterCutController::Create);
+    registrator.RegisterFilterLosslessDetect(ImplNames::TARSEL, FilterLosslessDetect::Create);
 }
 
 /// Filters that take their settings as an object: audio, video, subtitle, raw.
