@@ -1,7 +1,9 @@
 #include "Proc/Filters/Filters/FilterRegistrator.h"
 
 #include "Proc/Filters/Filters/FilterCutController.h"
+#include "Proc/Filters/Filters/FilterLosslessDetect.h"
 #include "Proc/Filters/Filters/FilterStreamMetadataUpdater.h"
+#include "contracts/Proc/FilterBitStream.h"
 #include "contracts/Proc/ImplNames.h"
 #include "contracts/Proc/SettingsStreamMetadataUpdater.h"
 
@@ -12,6 +14,7 @@ namespace {
 /// Filters with an interface of their own, in slot order, all under `ImplNames::TARSEL`.
 void RegisterDedicated(IFilterFactoryRegistrator& registrator) {
     registrator.RegisterFilterCutController(ImplNames::TARSEL, FilterCutController::Create);
+    registrator.RegisterFilterLosslessDetect(ImplNames::TARSEL, FilterLosslessDetect::Create);
 }
 
 /// Filters that take their settings as an object: audio, video, subtitle, raw.
@@ -29,6 +32,8 @@ void RegisterWithSettings(IFilterFactoryRegistrator& registrator) {
             return Details::MakeInitialized<IStreamVideoEx, FilterStreamMetadataUpdater<IStreamVideo>>(settings, source,
                                                                                                        settings);
         });
+
+    registrator.RegisterFilterRawEx(SettingsFilterBitStream::CLASS_ID, ImplNames::TARSEL, FilterBitStream::Create);
 }
 
 }  // namespace
