@@ -102,24 +102,41 @@ TEST(ParameterSetsBesideDecoder, ConformanceWindowAndSubLayersAreAmongTheHevcCli
     EXPECT_TRUE(layers);
 }
 
+void CompareMPEG2(std::string const& path, std::string const& codec) {
+    StreamInspection const& stream = StreamOf(path, codec);
+    Bytes const& header = HeaderOf(stream);
+    MPEG2Config config;
+    DecodeMPEG2Config(header.data(), header.size(), config);
+    Av::Codec const decoder = DecodeStream(stream);
+    EXPECT_EQ(config.width, decoder->width);
+    EXPECT_EQ(config.height, decoder->height);
+    // The record adds 1 where the standard divides by it.
+    MPEG2SequenceExtension const& extension = config.sequence_extension;
+    double const base = config.frame_rate - (extension.frame_rate_extension_d + 1);
+    EXPECT_NEAR(base / (extension.frame_rate_extension_d + 1), av_q2d(decoder->framerate), 1e-9);
+    // MPEG-1 has no extension.
+    if (codec == "mpeg1video") {
+        EXPECT_EQ(extension, MPEG2SequenceExtension());
+        return;
+    }
+    EXPECT_EQ(extension.profile, decoder->profile);
+    EXPECT_EQ(extension.level, decoder->level);
+    EXPECT_EQ(extension.chroma_format, SamplesOf(decoder->pix_fmt).chroma);
+}
+
 TEST(ParameterSetsBesideDecoder, MPEG2) {
     ASSERT_GE(ClipsOf("mpeg2video").size(), 7U);
     for (std::string const& path : ClipsOf("mpeg2video")) {
         SCOPED_TRACE(NameOf(path));
-        StreamInspection const& stream = StreamOf(path, "mpeg2video");
-        Bytes const& header = HeaderOf(stream);
-        MPEG2Config config;
-        DecodeMPEG2Config(header.data(), header.size(), config);
-        Av::Codec const decoder = DecodeStream(stream);
-        EXPECT_EQ(config.width, decoder->width);
-        EXPECT_EQ(config.height, decoder->height);
-        EXPECT_EQ(config.sequence_extension.profile, decoder->profile);
-        EXPECT_EQ(config.sequence_extension.level, decoder->level);
-        EXPECT_EQ(config.sequence_extension.chroma_format, SamplesOf(decoder->pix_fmt).chroma);
-        // The record adds 1 where the standard divides by it.
-        MPEG2SequenceExtension const& extension = config.sequence_extension;
-        double const base = config.frame_rate - (extension.frame_rate_extension_d + 1);
-        EXPECT_NEAR(base / (extension.frame_rate_extension_d + 1), av_q2d(decoder->framerate), 1e-9);
+        CompareMPEG2(path, "mpeg2video");
+    }
+}
+
+TEST(ParameterSetsBesideDecoder, MPEG1) {
+    ASSERT_GE(ClipsOf("mpeg1video").size(), 2U);
+    for (std::string const& path : ClipsOf("mpeg1video")) {
+        SCOPED_TRACE(NameOf(path));
+        CompareMPEG2(path, "mpeg1video");
     }
 }
 
