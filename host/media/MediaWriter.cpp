@@ -209,7 +209,11 @@ int MediaWriter::AddStream(Conf::IFormatCodec const& format, StreamKind kind, St
     AVCodecParameters const& parameters = *slot.stream->codecpar;
     if ((IsMatroska(*container) || IsWebM(*container)) && parameters.codec_id == AV_CODEC_ID_OPUS)
         slot.delay = av_rescale_q(parameters.initial_padding, sample, MATROSKA_TICK);
-    if (WantsAnnexB(*container)) slot.headers = InBandHeaders::Create(*slot.stream->codecpar);
+    try {
+        if (WantsAnnexB(*container)) slot.headers = InBandHeaders::Create(*slot.stream->codecpar);
+    } catch (Core::IOException const& failure) {
+        Fail(name + ": " + failure.what());
+    }
     slots.push_back(std::move(slot));
     return static_cast<int>(slots.size()) - 1;
 }
@@ -492,11 +496,7 @@ void MediaWriter::ReleaseHeld() {
 void MediaWriter::WriteNow(Slot& slot, Proc::IDataPacket& packet) {
     av_packet_unref(scratch.get());
     Check(av_packet_ref(scratch.get(), packet.GetAVPacket()), "out of memory");
-    try {
-        if (slot.headers) slot.headers->Process(*scratch);
-    } catch (Core::IOException const& failure) {
-        Fail(slot.name + ": " + failure.what());
-    }
+    if (slot.headers) slot.headers->Process(*scratch);
     SetTimes(slot, *scratch, packet);
     WriteRaw(*scratch);
 }
