@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "Proc/CodecParsers/AACCodecParser.h"
 #include "Proc/CodecParsers/H264CodecParser.h"
 #include "Proc/CodecParsers/H264_HEVC_Common.h"
 #include "Proc/CodecParsers/HEVCCodecParser.h"
@@ -23,6 +24,14 @@ using namespace CodecParsers;
 using Conf::IFormatCodecAudio;
 using Conf::IFormatCodecVideo;
 
+namespace {
+
+bool IsADTS(IBlob const& extradata) {
+    return IsADTSHeader(extradata.GetData(), extradata.GetSize());
+}
+
+}  // namespace
+
 // --- Choice ----------------------------------------------------------------------------------------------------------
 
 BitStreamMode ChooseBitStreamMode(std::string const& codecId, SettingsFilterBitStream::StreamFormat needed,
@@ -37,6 +46,14 @@ BitStreamMode ChooseBitStreamMode(std::string const& codecId, SettingsFilterBitS
         bool const lengths = extradata && IsHvcCHeader(extradata->GetData(), extradata->GetSize());
         if (needed == SettingsFilterBitStream::MP4) return lengths ? PASS_THROUGH : HEVC_ANNEXB_TO_MP4;
         if (needed == SettingsFilterBitStream::ANNEX_B) return lengths ? HEVC_MP4_TO_ANNEXB : HEVC_INSERT_EXTRADATA;
+    }
+    if (codecId == IFormatCodecAudio::CODEC_ID_AAC || codecId == IFormatCodecAudio::CODEC_ID_AAC_LATM) {
+        if (!extradata) {
+            LOG(WARNING) << "AAC has no extradata, can't setup FilterBitStream correctly, output can be undecodable";
+            return PASS_THROUGH;
+        }
+        // Meant: headers are taken off and never put on; who asks for ADTS gets the packets as they come.
+        if (needed == SettingsFilterBitStream::RAW_AAC && IsADTS(*extradata)) return AAC_ADTS_TO_RAW;
     }
     return PASS_THROUGH;
 }
@@ -96,6 +113,12 @@ FilterBitStreamImpl::Conversion FilterBitStreamImpl::SetUp(BitStreamMode mode, i
             made.headerSize = GetHvccNALULengthSize(extradata->GetData(), extradata->GetSize());
             made.extradata = HEVC_Extradata_hvcCtoAnnexB(extradata);
             break;
+        case AAC_ADTS_TO_RAW:
+            made.extradata = ADTSExtradataToASC(extradata);
+            break;
+        case AAC_RAW_TO_ADTS:
+            made.extradata = ASCExtradataToADTS(extradata);
+            break;
         default:
             break;
     }
@@ -113,7 +136,8 @@ iptr<Conf::IFormatCodec const> FilterBitStreamImpl::GetFormatCodec() const {
     // A clone for sound too: a source may hand out one object to all.
     iptr<Conf::IFormatCodec> const format = GetSourceFormat()->Clone();
     Core::MutexLock const lock(stateLock);
-    format->SetExtradata(conversion.extradata);
+    iptr<IBlob> const& extradata = conversion.extradata;
+    format->SetExtradata(extradata && IsADTS(*extradata) ? nullptr : extradata);
     return format;
 }
 
@@ -138,6 +162,10 @@ iptr<IDataPacket> FilterBitStreamImpl::Convert(iptr<IDataPacket> packet) {
         case HEVC_ANNEXB_TO_MP4:
         case HEVC_MP4_TO_ANNEXB:
             return ConvertNalus(std::move(packet));
+        case AAC_ADTS_TO_RAW:
+            return RemoveADTSHeader(std::move(packet));
+        case AAC_RAW_TO_ADTS:
+            return InsertADTSHeader(std::move(packet), conversion.extradata, !firstPacketDone);
         case H264_INSERT_EXTRADATA:
             return InsertH264Extradata(std::move(packet), conversion.extradata);
         case HEVC_INSERT_EXTRADATA:
