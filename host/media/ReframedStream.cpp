@@ -164,9 +164,9 @@ iptr<ReframedStream> ReframedStream::Create(iptr<Proc::IStreamRaw> source, Media
     auto wanted = ChooseFraming(container, own->GetCodecID());
     iptr<Conf::IFormatCodec const> shown;
     bool const fromFile = own->GetCodecID() == info.codec;
-    bool const needsHeader = wanted != SettingsFilterBitStream::ANY && wanted != SettingsFilterBitStream::ADTS;
-    if (needsHeader && !HasBytes(own->GetExtradata())) {
-        iptr<IBlob> const header = fromFile ? FindHeaderInBand(file, info) : nullptr;
+    if (wanted != SettingsFilterBitStream::ANY && !HasBytes(own->GetExtradata())) {
+        bool const asked = fromFile && wanted != SettingsFilterBitStream::ADTS;
+        iptr<IBlob> const header = asked ? FindHeaderInBand(file, info) : nullptr;
         if (header) {
             iptr<Conf::IFormatCodec> const completed = own->Clone();
             completed->SetExtradata(header);
