@@ -9,17 +9,11 @@
 #include "contracts/Conf/IFormatCodec.h"
 #include "contracts/Proc/BlobFF.h"
 #include "fuzz/FuzzInput.h"
+#include "fuzz/FuzzNalus.h"
 #include "tests/support/Packets.h"
 
 using namespace Tarsel;
 using namespace Tarsel::Proc::CodecParsers;
-
-static void RequireInside(NaluRangeList const& units, u8 const* data, std::size_t size) {
-    for (NaluRange const& unit : units)
-        if (unit.data < data || unit.data > data + size ||
-            unit.size > static_cast<std::size_t>(data + size - unit.data))
-            std::abort();
-}
 
 extern "C" int LLVMFuzzerTestOneInput(u8 const* input, std::size_t inputSize) {
     if (inputSize == 0) return 0;
@@ -29,12 +23,12 @@ extern "C" int LLVMFuzzerTestOneInput(u8 const* input, std::size_t inputSize) {
     std::size_t const size = std::min(inputSize - 1, Fuzz::INPUT_LIMIT);
     NaluRangeList units;
     FindAnnexBNalus(data, size, units);
-    RequireInside(units, data, size);
+    Fuzz::RequireInside(units, data, size);
     if (RemoveEmulationPrevention(data, size).size() > size) std::abort();
     Fuzz::AllowFailures([&] {
         NaluRangeList prefixed;
         FindMP4Nalus(data, size, prefixed, lengthSize);
-        RequireInside(prefixed, data, size);
+        Fuzz::RequireInside(prefixed, data, size);
     });
     std::vector<u8> const payload(data, data + size);
     auto const codec = Conf::IFormatCodecVideo::CODEC_ID_H264;

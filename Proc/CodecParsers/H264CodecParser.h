@@ -92,5 +92,11 @@ H264SliceInfo GetH264SliceInfo(iptr<IDataPacket> packet, bool lengthPrefixed, in
 H264SPS DecodeH264SPS(u8 const* extradataData, std::size_t extradataSize);
 /// Decodes the first PPS of extradata in either form.
 H264PPS DecodeH264PPS(u8 const* extradataData, std::size_t extradataSize);
+/// Decodes the unit as an SPS, whatever type it has.
+H264SPS DecodeH264SPSUnit(NaluRange const& unit);
+/// Decodes the unit as a PPS, whatever type it has.
+H264PPS DecodeH264PPSUnit(NaluRange const& unit);
+/// Whether the SPS of a profile has the fields from chroma_format_idc to the scaling lists.
+bool HasH264ChromaFields(u8 profile);
 
 }  // namespace Tarsel::Proc::CodecParsers

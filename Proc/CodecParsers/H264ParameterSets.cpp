@@ -10,13 +10,12 @@
 
 namespace Tarsel::Proc::CodecParsers {
 
-namespace {
-
-// Profiles whose SPS has the chroma fields, 7.3.2.1.1.
-bool HasChromaFields(u8 profile) {
+bool HasH264ChromaFields(u8 profile) {
     constexpr u8 PROFILES[] = {100, 110, 122, 244, 44, 83, 86, 118, 128, 138, 144};
     return std::find(std::begin(PROFILES), std::end(PROFILES), profile) != std::end(PROFILES);
 }
+
+namespace {
 
 // hrd_parameters(), E.1.2.
 void ReadHRD(Core::DataBitInput& in, H264HRD& hrd) {
@@ -104,7 +103,7 @@ void ReadProfile(Core::DataBitInput& in, H264SPS& sps) {
 }
 
 void ReadChroma(Core::DataBitInput& in, H264SPS& sps) {
-    if (!HasChromaFields(sps.profile_idc)) {
+    if (!HasH264ChromaFields(sps.profile_idc)) {
         sps.chroma_format_idc = 1;
         FillFlatScalingLists(sps);
         return;
@@ -193,7 +192,15 @@ constexpr unsigned NAL_HEADER_BITS = 8;
 }  // namespace
 
 H264SPS DecodeH264SPS(u8 const* extradataData, std::size_t extradataSize) {
-    NaluPayload payload(GetFirstNaluOfType(extradataData, extradataSize, H264_NALU_SPS), NAL_HEADER_BITS);
+    return DecodeH264SPSUnit(GetFirstNaluOfType(extradataData, extradataSize, H264_NALU_SPS));
+}
+
+H264PPS DecodeH264PPS(u8 const* extradataData, std::size_t extradataSize) {
+    return DecodeH264PPSUnit(GetFirstNaluOfType(extradataData, extradataSize, H264_NALU_PPS));
+}
+
+H264SPS DecodeH264SPSUnit(NaluRange const& unit) {
+    NaluPayload payload(unit, NAL_HEADER_BITS);
     Core::DataBitInput& in = payload.GetInput();
     H264SPS sps;
     ReadProfile(in, sps);
@@ -208,8 +215,8 @@ H264SPS DecodeH264SPS(u8 const* extradataData, std::size_t extradataSize) {
     return sps;
 }
 
-H264PPS DecodeH264PPS(u8 const* extradataData, std::size_t extradataSize) {
-    NaluPayload payload(GetFirstNaluOfType(extradataData, extradataSize, H264_NALU_PPS), NAL_HEADER_BITS);
+H264PPS DecodeH264PPSUnit(NaluRange const& unit) {
+    NaluPayload payload(unit, NAL_HEADER_BITS);
     Core::DataBitInput& in = payload.GetInput();
     H264PPS pps;
     pps.pic_parameter_set_id = ReadUE(in);

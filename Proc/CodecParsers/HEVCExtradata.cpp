@@ -34,9 +34,10 @@ HvccArrays SortUnits(IBlob const& annexB) {
     return arrays;
 }
 
-void Require16Bits(std::size_t value, std::string const& what) {
+void Require16Bits(std::size_t value, char const* what, u32 type) {
     if (value > 0xFFFF)
-        TARSEL_THROW(Exception, what + " " + std::to_string(value) + " is too big for hvcC header, 65535 at most");
+        TARSEL_THROW(Exception, "Can't form hvcC header: " + std::to_string(value) + " " + what + " of type " +
+                                    std::to_string(type) + ", 65535 at most");
 }
 
 // HEVCDecoderConfigurationRecord, ISO/IEC 14496-15, 8.3.3.1, up to lengthSizeMinusOne.
@@ -69,12 +70,12 @@ void WriteArrays(Core::DataBitOutput& out, HvccArrays const& arrays) {
     out.WriteBits(used, 8);
     for (std::size_t i = 0; i < arrays.size(); ++i) {
         if (arrays[i].empty()) continue;
-        Require16Bits(arrays[i].size(), "Count of units of type " + std::to_string(HVCC_TYPES[i]));
+        Require16Bits(arrays[i].size(), "units", HVCC_TYPES[i]);
         out.WriteBits(0, 2);  // array_completeness: there may be more in the stream
         out.WriteBits(HVCC_TYPES[i], 6);
         out.WriteBits(arrays[i].size(), 16);
         for (NaluRange const& unit : arrays[i]) {
-            Require16Bits(unit.size, "Size of a unit of type " + std::to_string(HVCC_TYPES[i]));
+            Require16Bits(unit.size, "bytes in a unit", HVCC_TYPES[i]);
             out.WriteBits(unit.size, 16);
             out.WriteData(unit.data, unit.size);
         }

@@ -5,21 +5,53 @@
 #include <array>
 #include <cstdlib>
 #include <memory>
+#include <unordered_map>
+
+#include "contracts/Core/Mutex.h"
 
 namespace Tarsel {
+
+namespace {
+
+// The line of each address that has been told before. To find the name of an address all symbols of its library are
+// searched, which would make a damaged stream, where one packet after the other fails, slow to read.
+class CallStackLines {
+  public:
+    void Append(void* address, std::string& text) {
+        Core::MutexLock const lock(mutex);
+        auto found = lines.find(address);
+        if (found == lines.end()) {
+            if (lines.size() >= LIMIT) lines.clear();
+            found = lines.emplace(address, Describe(address)).first;
+        }
+        text += found->second;
+    }
+
+  private:
+    // A program throws from a few thousand places at most.
+    static constexpr std::size_t LIMIT = 8192;
+
+    static std::string Describe(void* address) {
+        std::unique_ptr<char*, void (*)(void*)> const line(backtrace_symbols(&address, 1),
+                                                           [](void* memory) { std::free(memory); });
+        return line ? std::string(*line.get()) + '\n' : std::string();
+    }
+
+    Core::Mutex mutex;
+    std::unordered_map<void*, std::string> lines TARSEL_GUARDED_BY(mutex);
+};
+
+}  // namespace
 
 std::string GetCallStack() {
     constexpr int MAX_FRAMES = 32;
     std::array<void*, MAX_FRAMES> frames{};
     int const count = backtrace(frames.data(), MAX_FRAMES);
-    std::unique_ptr<char*, void (*)(void*)> const lines(backtrace_symbols(frames.data(), count),
-                                                        [](void* memory) { std::free(memory); });
+    // Never destroyed: destructors of static objects may fail too.
+    static CallStackLines& lines = *new CallStackLines;
     std::string text;
     // Frame 0 is this function: the caller's stack begins behind it.
-    for (int i = 1; lines && i < count; ++i) {
-        text += lines.get()[i];
-        text += '\n';
-    }
+    for (int i = 1; i < count; ++i) lines.Append(frames[static_cast<std::size_t>(i)], text);
     return text;
 }
 

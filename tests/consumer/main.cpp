@@ -2,12 +2,15 @@
 
 #include <cstdio>
 #include <exception>
+#include <stdexcept>
 #include <string>
 
 #include "contracts/Core/Exception.h"
 #include "contracts/Core/Property.h"
+#include "contracts/Proc/FilterBitStream.h"
 #include "contracts/Proc/IFilterCutController.h"
 #include "contracts/Proc/ImplNames.h"
+#include "contracts/Proc/SettingsFilterBitStream.h"
 #include "contracts/Proc/SettingsStreamMetadataUpdater.h"
 #include "host/graph/FilterRegistry.h"
 
@@ -40,6 +43,17 @@ bool MakesFilters(Tarsel::Host::FilterRegistry const& registry) {
     return false;
 }
 
+// The bit stream filter is made by its door, not through a registry; what it refuses comes over by its class.
+bool OpensTheBitStreamDoor() {
+    using namespace Tarsel::Proc;
+    try {
+        FilterBitStream::Create(nullptr, SettingsFilterBitStream(SettingsFilterBitStream::ANNEX_B));
+    } catch (std::invalid_argument const& refusal) {
+        return std::string(refusal.what()) == "parentStream is NULL.";
+    }
+    return false;
+}
+
 }  // namespace
 
 int main() {
@@ -56,6 +70,10 @@ int main() {
     auto const registry = Tarsel::Host::MakeFilterRegistry();
     if (!MakesFilters(*registry)) {
         std::fprintf(stderr, "a filter cannot be made through the registry\n");
+        return 1;
+    }
+    if (!OpensTheBitStreamDoor()) {
+        std::fprintf(stderr, "the bit stream filter cannot be reached\n");
         return 1;
     }
     std::printf("consumer: works, %zu filters are registered\n", registry->GetRows().size());

@@ -2,10 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <boost/exception/diagnostic_information.hpp>
 #include <boost/exception/exception.hpp>
 #include <stdexcept>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "tests/support/Matchers.h"
 
@@ -132,6 +135,21 @@ TEST(Exception, PointerBetweenThreadsKeepsClassAndBothValues) {
         return;
     }
     FAIL();
+}
+
+TEST(Exception, PlaceThatThrowsAgainTellsTheSameStack) {
+    std::vector<std::string> stacks;
+    for (int i = 0; i < 3; ++i) {
+        try {
+            ThrowFilterException();
+        } catch (Proc::FilterException const& failure) {
+            stacks.push_back(*boost::get_error_info<TagCallStack>(failure));
+        }
+    }
+    ASSERT_EQ(stacks.size(), 3U);
+    EXPECT_GE(std::count(stacks[0].begin(), stacks[0].end(), '\n'), 2);
+    EXPECT_EQ(stacks[1], stacks[0]);
+    EXPECT_EQ(stacks[2], stacks[0]);
 }
 
 TEST(Exception, StandardClassHasItsBareMessageAndStackAndPlace) {

@@ -24,6 +24,7 @@
 #include "contracts/Proc/IStreamVisitor.h"
 #include "contracts/Proc/ImplNames.h"
 #include "contracts/Proc/SettingsFilterCutController.h"
+#include "tests/support/LogLines.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -499,41 +500,6 @@ std::string MessageOf(Call&& call) {
     return "(nothing was thrown)";
 }
 
-// --- Log lines -------------------------------------------------------------------------------------------------------
-
-/// Collects what is logged up to `verbosity` as long as it lives.
-class LogLines final : public google::LogSink {
-  public:
-    explicit LogLines(int verbosity) : before(FLAGS_v) {
-        FLAGS_v = verbosity;
-        google::AddLogSink(this);
-    }
-    ~LogLines() override {
-        google::RemoveLogSink(this);
-        FLAGS_v = before;
-    }
-    void send(google::LogSeverity, char const*, char const*, int, std::tm const*, char const* message,
-              std::size_t length) override {
-        Core::MutexLock const lock(mutex);
-        lines.emplace_back(message, length);
-    }
-    /// Whether a line begins with `text`.
-    bool Has(std::string const& text) const {
-        Core::MutexLock const lock(mutex);
-        return std::any_of(lines.begin(), lines.end(),
-                           [&](std::string const& line) { return line.compare(0, text.size(), text) == 0; });
-    }
-    std::size_t Count(std::string const& text) const {
-        Core::MutexLock const lock(mutex);
-        return static_cast<std::size_t>(std::count_if(lines.begin(), lines.end(), [&](std::string const& line) {
-            return line.compare(0, text.size(), text) == 0;
-        }));
-    }
-
-  private:
-    int const before;
-    mutable Core::Mutex mutex;
-    std::vector<std::string> lines TARSEL_GUARDED_BY(mutex);
-};
+using Test::LogLines;
 
 }  // namespace Tarsel::CutTest

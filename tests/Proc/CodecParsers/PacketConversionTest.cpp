@@ -9,6 +9,8 @@
 #include "contracts/Core/Exception.h"
 #include "tests/support/ExpectThrow.h"
 #include "tests/support/H264Builder.h"
+#include "tests/support/HEVCBuilder.h"
+#include "tests/support/MarkedPackets.h"
 #include "tests/support/Packets.h"
 
 extern "C" {
@@ -25,23 +27,6 @@ Bytes const SPS = BuildSPS(MakeSPS());
 Bytes const PPS = BuildPPS(MakePPS());
 Bytes const IDR = BuildSlice(5, 7);
 Bytes const INTER = BuildSlice(1, 5);
-
-void ExpectSameProperties(iptr<IDataPacket> const& actual, iptr<IDataPacket> const& expected) {
-    EXPECT_EQ(actual->GetTime(), expected->GetTime());
-    EXPECT_EQ(actual->GetDecodingTime(), expected->GetDecodingTime());
-    EXPECT_EQ(actual->GetDuration(), expected->GetDuration());
-    EXPECT_EQ(actual->GetSourcePosition(), expected->GetSourcePosition());
-    EXPECT_EQ(actual->IsKeyFrame(), expected->IsKeyFrame());
-    EXPECT_EQ(actual->GetMediaType(), MEDIA_TYPE_VIDEO);
-    EXPECT_EQ(actual->GetAVPacket()->pos, expected->GetAVPacket()->pos);
-}
-
-iptr<IDataPacket> MakeMarked(Bytes const& payload, bool key) {
-    auto packet = MakePacket(payload, key, 1234, 1200, 40);
-    packet->SetSourcePosition(777);
-    packet->GetAVPacket()->pos = 4711;
-    return packet;
-}
 
 TEST(PacketAnnexBtoMp4, EachLengthSizeIsWritten) {
     for (int lengthSize = 1; lengthSize <= 4; ++lengthSize) {
@@ -174,9 +159,27 @@ TEST(PacketInsertHeader, ABrokenHeaderOrPayloadThrows) {
               "out of range");
 }
 
-TEST(PacketInsertHeader, AnUnknownCodecIsNamed) {
-    EXPECT_EQ(MessageOf<Exception>([] { InsertAnnexBHeader(MakePacket(JoinMP4({IDR}, 4), true), 4, nullptr, "vp9"); }),
-              "Codec \"vp9\" is not supported: the Annex B form of its header is unknown");
+TEST(PacketInsertHeader, AllThatIsNotH264IsReadAsHevc) {
+    HEVCVPS const vps = MakeHEVCVPS();
+    HEVCSPS const sps = MakeHEVCSPS();
+    Bytes const unit = BuildHEVCUnit(19);
+    Bytes const hvcc = JoinHvcC(vps, sps, {{32, {BuildHEVCVPS(vps)}}, {33, {BuildHEVCSPS(sps)}}});
+    for (char const* codec : {Conf::IFormatCodecVideo::CODEC_ID_H265, "vp9", ""}) {
+        auto const packet = MakeMarked(JoinMP4({unit}, 4), true);
+        auto const result = InsertAnnexBHeader(packet, 4, MakeBlob(hvcc), codec);
+        EXPECT_EQ(GetBytes(result), JoinAnnexB({BuildHEVCVPS(vps), BuildHEVCSPS(sps), unit})) << codec;
+        ExpectSameProperties(result, packet);
+        EXPECT_EQ(MessageOf<Exception>([&] {
+                      InsertAnnexBHeader(MakePacket(JoinMP4({unit}, 4), true), 4, MakeBlob({1, 2, 3, 4}), codec);
+                  }),
+                  "hvcC header is too small");
+    }
+}
+
+TEST(PacketInsertHeader, HevcWithoutAHeaderGetsNone) {
+    Bytes const unit = BuildHEVCUnit(19);
+    auto const packet = MakePacket(JoinMP4({unit}, 4), true);
+    EXPECT_EQ(GetBytes(Mp4toAnnexB(packet, 4, nullptr, Conf::IFormatCodecVideo::CODEC_ID_H265)), JoinAnnexB({unit}));
 }
 
 TEST(PacketRoundTrip, BothWaysGiveTheSamePayload) {

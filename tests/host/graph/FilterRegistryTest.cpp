@@ -7,13 +7,17 @@
 #include <tuple>
 
 #include "contracts/Core/Exception.h"
+#include "contracts/Proc/FilterBitStream.h"
 #include "contracts/Proc/FilterRegistrator.h"
 #include "contracts/Proc/IFactories.h"
+#include "contracts/Proc/IFilterLosslessDetect.h"
 #include "contracts/Proc/IStream.h"
 #include "contracts/Proc/ImplNames.h"
 #include "contracts/Proc/Settings.h"
 #include "contracts/Proc/SettingsStreamMetadataUpdater.h"
+#include "tests/support/Builders.h"
 #include "tests/support/Matchers.h"
+#include "tests/support/ScriptedStream.h"
 
 namespace Tarsel::Host {
 namespace {
@@ -164,18 +168,43 @@ TEST(FilterRegistry, SecondRegistrationOfARowSilentlyTakesItsPlace) {
 }
 
 TEST(FilterRegistrator, EntersItsRowsInTheOrderOfTheTables) {
+    // Dedicated filters come first, in the order of their slots, then audio, video, subtitle, raw.
+    EXPECT_THAT(Listing(*MakeFilterRegistry()),
+                ElementsAre("dedicated - FilterCutController Tarsel", "dedicated - FilterLosslessDetect Tarsel",
+                            "audio b SettingsStreamMetadataUpdater Tarsel",
+                            "video a SettingsStreamMetadataUpdater Tarsel", "raw a SettingsFilterBitStream Tarsel"));
+}
+
+/// A source of packets that the registry's filters are made on.
+iptr<IStreamRaw> MakeSource() {
+    auto source = Tarsel::Test::ScriptedRaw::Create({Tarsel::Test::MakePacket(0, 10, 40, true)});
+    source->format->SetCodecID("vp9");
+    return source;
+}
+
+TEST(FilterRegistrator, LosslessDetectionIsMadeThroughTheSharedLibrary) {
+    auto const make = MakeFilterRegistry()->Find(FilterSlots::LOSSLESS_DETECT, ImplNames::DEFAULT);
+    ASSERT_NE(make, nullptr);
+    auto const filter = make(MakeSource(), SettingsLosslessDetect());
+    EXPECT_NE(filter->Read(), nullptr);
+    EXPECT_FALSE(filter->IsLosslessPossible());
+    EXPECT_THROW(make(MakeSource(), SettingsFilterBitStream()), std::bad_cast);
+}
+
+TEST(FilterRegistrator, BitStreamFilterIsMadeThroughTheSharedLibraryAndThroughItsDoor) {
     auto const registry = MakeFilterRegistry();
-    std::vector<std::string> audioAndVideo;
-    for (auto const& line : Listing(*registry))
-        if (line.find(SettingsStreamMetadataUpdater::CLASS_ID) != std::string::npos) audioAndVideo.push_back(line);
-    EXPECT_THAT(audioAndVideo, ElementsAre("audio b SettingsStreamMetadataUpdater Tarsel",
-                                           "video a SettingsStreamMetadataUpdater Tarsel"));
-    // Dedicated filters come first, then audio, video, subtitle, raw.
-    auto last = FilterKind::Dedicated;
-    for (auto const& row : registry->GetRows()) {
-        EXPECT_LE(static_cast<int>(last), static_cast<int>(row.kind)) << row.classId;
-        last = row.kind;
+    auto const* const row = registry->Find(FilterKind::Raw, SettingsFilterBitStream::CLASS_ID, ImplNames::TARSEL);
+    ASSERT_NE(row, nullptr);
+    auto const& make = std::get<RawExFactory>(std::get<ExFactory>(row->factory));
+    for (auto const& filter : {make(MakeSource(), SettingsFilterBitStream()),
+                               FilterBitStream::Create(MakeSource(), SettingsFilterBitStream())}) {
+        EXPECT_NE(filter->Read(), nullptr);
+        EXPECT_EQ(filter->Read(), nullptr);
+        EXPECT_EQ(filter->GetStatistic().Children().back().Name(), "Tarsel::Proc::FilterBitStream::GetStatistic");
     }
+    auto const source = MakeSource();
+    EXPECT_THROW(make(source, SettingsLosslessDetect()), std::bad_cast);
+    EXPECT_EQ(source->GetRefCountImpl(), 1U);
 }
 
 TEST(FilterRegistrator, EveryNameResolvesToExactlyOneFactoryThroughTheSharedLibrary) {
