@@ -76,7 +76,7 @@ NaluRange GetFirstHEVCNaluOfType(u8 const* data, std::size_t size, u32 type);
 /// the first SPS. Throws as `GetFirstHEVCNaluOfType` when VPS or SPS are missing and when the extradata is hvcC
 /// already, as `IsHvcCHeader` for null, and when a unit or a count doesn't fit its 16 bits.
 iptr<IBlob> HEVC_Extradata_AnnexBtohvcC(iptr<IBlob> extradata);
-/// hvcC to Annex B. Anything else comes back as the same object. Null and empty extradata throw as `IsHvcCHeader`.
+/// hvcC to Annex B. Anything else, null too, comes back as the same object. Empty extradata throws as `IsHvcCHeader`.
 iptr<IBlob> HEVC_Extradata_hvcCtoAnnexB(iptr<IBlob> extradata);
 
 // --- Packets ---------------------------------------------------------------------------------------------------------

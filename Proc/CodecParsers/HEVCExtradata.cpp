@@ -104,7 +104,7 @@ iptr<IBlob> HEVC_Extradata_AnnexBtohvcC(iptr<IBlob> extradata) {
 }
 
 iptr<IBlob> HEVC_Extradata_hvcCtoAnnexB(iptr<IBlob> extradata) {
-    if (!IsHvcC(extradata.get())) return extradata;
+    if (!extradata || !IsHvcC(extradata.get())) return extradata;
     u8 const* data = extradata->GetData();
     std::size_t const size = extradata->GetSize();
     Bytes repaired;

@@ -67,8 +67,11 @@ TEST(HEVCExtradataToAnnexB, WhatTheRepairCannotReachIsRefused) {
     EXPECT_EQ(MessageOf<Exception>([] { ToAnnexB({0, 1, 0x60, 0}); }), "hvcC header is too small");
 }
 
-TEST(HEVCExtradataToAnnexB, BrokenAndMissingHeadersThrow) {
-    EXPECT_EQ(MessageOf<Exception>([] { HEVC_Extradata_hvcCtoAnnexB(nullptr); }), NO_HEADER);
+TEST(HEVCExtradataToAnnexB, NullIsNoHvcCAndComesBack) {
+    EXPECT_EQ(HEVC_Extradata_hvcCtoAnnexB(nullptr), nullptr);
+}
+
+TEST(HEVCExtradataToAnnexB, BrokenAndEmptyHeadersThrow) {
     EXPECT_EQ(MessageOf<Exception>([] { ToAnnexB({}); }), NO_HEADER);
     EXPECT_EQ(MessageOf<Exception>([] { ToAnnexB({2, 2}); }), "Not enougth data to determine h264 format type");
     EXPECT_EQ(MessageOf<Exception>([] { ToAnnexB({1, 2, 3, 4}); }), "hvcC header is too small");
