@@ -22,7 +22,7 @@ namespace {
 constexpr int MAX_BAD_READS = 16;
 
 /// Packets behind which a stream without a single missing presentation time counts as one that has them all.
-constexpr std::size_t ENOUGH_TIMES = 256;
+constexpr std::size_t ENOUGH_TIMES = 16;
 
 bool IsNalCodec(AVCodecID codec) {
     return codec == AV_CODEC_ID_H264 || codec == AV_CODEC_ID_HEVC;
@@ -69,7 +69,8 @@ void IndexBuilder::Prepare() {
             AVRational const frame{static_cast<int>(rate.denominator()), static_cast<int>(rate.numerator())};
             track.frameTicks = std::max<int64>(av_rescale_q(1, frame, track.timeBase), 1);
         }
-        if (info.kind == StreamKind::Video && IsNalCodec(track.codec) && LacksPresentationTimes(*reader.iformat))
+        track.untimed = LacksPresentationTimes(*reader.iformat);
+        if (info.kind == StreamKind::Video && IsNalCodec(track.codec))
             track.order = std::make_unique<PictureOrder>(track.codec, parameters);
         if (info.kind == StreamKind::Video && track.codec == AV_CODEC_ID_H264)
             track.sliceOrder = std::make_unique<SliceOrder>();
@@ -146,11 +147,13 @@ void IndexBuilder::NoteEnd(int code) {
 
 void IndexBuilder::NoteOrder(Track& track, AVPacket const& packet) {
     if (packet.pts == AV_NOPTS_VALUE) ++track.missingTimes;
-    if (track.order) track.order->Add(packet);
-    if (!track.sliceOrder) return;
-    track.sliceOrder->Add(packet, track.framing);
     // A stream that has its times at the beginning has them to the end.
-    if (track.missingTimes == 0 && track.index.records.size() >= ENOUGH_TIMES) track.sliceOrder.reset();
+    if (!track.untimed && track.missingTimes == 0 && track.index.records.size() > ENOUGH_TIMES) {
+        track.order.reset();
+        track.sliceOrder.reset();
+    }
+    if (track.order) track.order->Add(packet);
+    if (track.sliceOrder) track.sliceOrder->Add(packet, track.framing);
 }
 
 void IndexBuilder::FillTimes(Track& track) {
@@ -175,12 +178,13 @@ void IndexBuilder::FillTimesOfPictures(Track& track) {
     std::vector<IndexRecord>& records = track.index.records;
     FillBothTimes(records, track.frameTicks);
     if (!track.reorders) return FillTimesWithoutReordering(records, track.ticks);
-    if (track.order) {
+    bool const mostMissing = track.missingTimes > records.size() / 2 + 1;
+    if (track.order && (track.untimed || mostMissing)) {
         auto const ranks = track.order->GetRanks(records);
         if (!ranks.empty()) return FillTimesByRank(records, ranks, track.frameTicks);
     }
     if (!IsNalCodec(track.codec)) return FillTimesByDelay(records, track.frameTicks);
-    if (track.missingTimes <= records.size() / 2 + 1) return FillSingleTimes(records, track.frameTicks);
+    if (!mostMissing) return FillSingleTimes(records, track.frameTicks);
     if (track.sliceOrder) {
         auto const ranks = track.sliceOrder->GetRanks();
         if (ranks.size() == records.size()) {

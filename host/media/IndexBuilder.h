@@ -41,11 +41,12 @@ class IndexBuilder {
         StreamKind kind = StreamKind::Unknown;
         NalFraming framing;
         AVRational timeBase{1, 1000000};
-        bool reorders = false;   // the codec may show pictures in another order than it codes them
-        int64 frameTicks = 1;    // length of one picture, as the frame rate has it
-        std::vector<u32> ticks;  // durations as the container gives them
-        std::unique_ptr<PictureOrder> order;
-        std::unique_ptr<SliceOrder> sliceOrder;  // as long as presentation times seem to be missing
+        bool untimed = false;                    // the container stores no presentation times
+        bool reorders = false;                   // the codec may show pictures in another order than it codes them
+        int64 frameTicks = 1;                    // length of one picture, as the frame rate has it
+        std::vector<u32> ticks;                  // durations as the container gives them
+        std::unique_ptr<PictureOrder> order;     // as long as presentation times seem to be missing
+        std::unique_ptr<SliceOrder> sliceOrder;  // likewise
         std::size_t missingTimes = 0;            // packets without a presentation time
     };
 

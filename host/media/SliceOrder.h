@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "contracts/Core/Export.h"
 #include "contracts/Core/Types.h"
 #include "host/media/FFmpeg.h"
 #include "host/media/PacketScan.h"
@@ -12,7 +13,7 @@ namespace Tarsel::Host {
 
 /// Guesses the order in which H.264 pictures are shown from the types of their slices alone: for streams without
 /// presentation times whose headers don't tell it. Of each packet only the beginning of its first slice is kept.
-class SliceOrder {
+class TARSEL_HOST_EXPORT SliceOrder {
   public:
     /// The next packet of the stream; called for each one, in order.
     void Add(AVPacket const& packet, NalFraming framing);

@@ -4,6 +4,7 @@
 #include <functional>
 #include <vector>
 
+#include "contracts/Core/Export.h"
 #include "contracts/Core/RefCount.h"
 #include "contracts/Proc/IData.h"
 
@@ -11,7 +12,7 @@ namespace Tarsel::Host {
 
 /// Reads several streams in step: of the packets that come next in each, the one with the lowest decoding time comes
 /// first, so that a writer can interleave them. One thread.
-class StepReader {
+class TARSEL_HOST_EXPORT StepReader {
   public:
     /// Gives the next packet of a stream by the stream's number; null at its end, behind which it isn't called again.
     using Fetch = std::function<iptr<Proc::IDataPacket>(std::size_t)>;
