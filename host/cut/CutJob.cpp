@@ -11,8 +11,7 @@
 #include "host/cut/CutSession.h"
 #include "host/cut/CutVerifier.h"
 #include "host/cut/PacketPump.h"
-#include "host/media/CodecFactory.h"
-#include "host/media/Containers.h"
+#include "host/cut/TrackSetup.h"
 #include "host/media/MediaWriter.h"
 
 namespace Tarsel::Host {
@@ -25,50 +24,6 @@ double SecondsSince(Clock::time_point start) {
     return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-/// A stream that goes into the result, and the codec to encode it to; empty where its packets are cut.
-struct Choice {
-    StreamInfo const* info;
-    std::string codec;
-};
-
-/// What a stream is encoded to when everything is decoded.
-std::string ChooseCodec(StreamInfo const& info, ContainerCodecs const& codecs) {
-    if (info.kind == StreamKind::Video) return codecs.video;
-    return info.kind == StreamKind::Audio ? codecs.audio : std::string();
-}
-
-AVCodecID CodecOf(Choice const& choice) {
-    AVCodecDescriptor const* const target =
-        choice.codec.empty() ? nullptr : avcodec_descriptor_get_by_name(choice.codec.c_str());
-    return target ? target->id : choice.info->native->parameters->codec_id;
-}
-
-/// The streams of the file that go into the result, in the file's order. What is left out is told in `warnings`.
-std::vector<Choice> ChooseStreams(CutRequest const& request, MediaFile& file, std::vector<std::string>& warnings) {
-    AVOutputFormat const* const container = request.output.empty() ? nullptr : FindContainer(request.output);
-    ContainerCodecs codecs;
-    if (request.reencode) codecs = DefaultEncoders(container ? container->name : file.GetContainer());
-    std::vector<Choice> chosen;
-    for (StreamInfo const& info : file.GetStreams()) {
-        if (!info.HasPackets() || info.derived) continue;
-        std::string const name =
-            "stream #" + std::to_string(info.index) + " (" + std::string(KindName(info.kind)) + ", " + info.codec + ")";
-        Choice const choice{&info, request.reencode ? ChooseCodec(info, codecs) : std::string()};
-        std::string reason = container ? WhyNotCarried(*container, info.kind, CodecOf(choice)) : std::string();
-        if (reason.empty() && file.GetIndex(info.index).GetCount() == 0) reason = "it holds no packets";
-        if (reason.empty())
-            chosen.push_back(choice);
-        else
-            warnings.push_back(name + " is left out: " + reason);
-    }
-    if (chosen.empty()) {
-        std::string what = file.GetPath() + ": no stream can go into the result";
-        for (std::string const& warning : warnings) what += "; " + warning;
-        TARSEL_THROW(Proc::ProcException, what);
-    }
-    return chosen;
-}
-
 /// Chapters in the time of the result; those that are wholly removed are left out.
 std::vector<Chapter> MapChapters(std::vector<Chapter> const& chapters, Proc::SettingsFilterCutController const& cuts) {
     std::vector<Chapter> mapped;
@@ -78,17 +33,6 @@ std::vector<Chapter> MapChapters(std::vector<Chapter> const& chapters, Proc::Set
         if (begin < end) mapped.push_back({begin, end, chapter.metadata});
     }
     return mapped;
-}
-
-/// Enters the session's streams, and all that has no place in time, into the writer.
-void FillWriter(MediaWriter& writer, MediaFile& file, CutSession& session) {
-    for (CutTrack& track : session.GetTracks())
-        track.slot = writer.AddStream(*track.stream->GetFormatCodec(), track.info->kind, track.info);
-    for (StreamInfo const& info : file.GetStreams())
-        if (info.kind == StreamKind::Attachment || info.kind == StreamKind::AttachedPicture) writer.AddAttachment(info);
-    writer.SetMetadata(file.GetMetadata());
-    writer.SetChapters(MapChapters(file.GetChapters(), session.GetCuts()));
-    writer.Begin();
 }
 
 /// A packet that an encoder should have replaced came through as it was: its group was cut at packet level, and what is
@@ -109,16 +53,18 @@ void CheckRecoded(CutSession const& session, std::vector<CutTrack> const& tracks
 }
 
 CutReport CutStreams(CutRequest const& request, MediaFile& file, MediaWriter* writer,
-                     std::vector<Choice> const& streams, ProgressCallback const& progress) {
+                     std::vector<StreamChoice> const& streams, ProgressCallback const& progress) {
     CutSession session(request, iptr<MediaFile>(&file));
-    for (Choice const& choice : streams) {
+    for (StreamChoice const& choice : streams) {
         if (choice.codec.empty())
             session.AddStream(*choice.info);
         else
             session.AddDecodedStream(*choice.info, choice.codec);
     }
+    if (writer)
+        for (CutTrack& track : session.GetTracks()) ReframeTrack(track, file, writer->GetContainer());
     session.Start();
-    if (writer) FillWriter(*writer, file, session);
+    if (writer) FillWriter(*writer, file, session.GetTracks(), MapChapters(file.GetChapters(), session.GetCuts()));
     CutVerifier verifier;
     std::optional<PacketPump> pump;
     if (writer) pump.emplace([writer](int slot, Proc::IDataPacket& packet) { writer->Write(slot, packet); });
@@ -136,6 +82,7 @@ CutReport CutStreams(CutRequest const& request, MediaFile& file, MediaWriter* wr
     CheckRecoded(session, session.GetTracks());
     if (written == 0) TARSEL_THROW(Proc::ProcException, request.input + ": nothing would be left after the cut");
     CutReport report = session.MakeReport();
+    WarnOfBrokenFraming(session.GetTracks(), report.warnings);
     if (!writer) return report;
     writer->Close();
     if (request.verify) {
@@ -151,7 +98,7 @@ CutReport Execute(CutRequest const& request, bool write, ProgressCallback const&
     iptr<MediaWriter> writer;
     if (write) writer = MediaWriter::Create(request.output, {request.force, {request.input}});
     std::vector<std::string> warnings;
-    auto const streams = ChooseStreams(request, *file, warnings);
+    auto const streams = ChooseStreams(*file, request.output, request.reencode, warnings);
     CutReport report = CutStreams(request, *file, writer.get(), streams, progress);
     if (writer) writer->Commit();
     std::vector<std::string> const& read = file->GetWarnings();

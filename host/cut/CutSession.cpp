@@ -149,6 +149,7 @@ void CutSession::Start() {
     for (CutTrack& track : tracks) track.stream->FinishSeek();
     cuts = controller->GetCutSettings();
     WarnOfMovedEnds(settings);
+    reader.emplace(tracks.size(), [this](std::size_t number) { return Fetch(tracks[number]); });
 }
 
 void CutSession::WarnOfMovedEnds(Proc::SettingsFilterCutController const& asked) {
@@ -167,29 +168,20 @@ void CutSession::Adjust(CutTrack const& track, iptr<Proc::IDataPacket> const& pa
     if (HasValue(left) && left < packet->GetDuration()) packet->SetDuration(left);
 }
 
-void CutSession::Fill(CutTrack& track) {
-    if (track.next || track.ended) return;
-    track.next = Proc::MakeOwn(track.stream->Read());
-    track.ended = !track.next;
-    if (!track.next) return;
-    bool const recoded = !HasValue(track.next->GetSourcePosition());
+iptr<Proc::IDataPacket> CutSession::Fetch(CutTrack& track) const {
+    iptr<Proc::IDataPacket> packet = Proc::MakeOwn(track.stream->Read());
+    if (!packet) return nullptr;
+    bool const recoded = !HasValue(packet->GetSourcePosition());
     (recoded ? track.recoded : track.copied) += 1;
-    Adjust(track, track.next);
+    Adjust(track, packet);
+    return packet;
 }
 
-iptr<Proc::IDataPacket> CutSession::Read(CutTrack*& first) {
-    first = nullptr;
-    int64 lowest = 0;
-    for (CutTrack& track : tracks) {
-        Fill(track);
-        if (!track.next) continue;
-        int64 const decoding = track.next->GetDecodingTime();
-        int64 const time = HasValue(decoding) ? decoding : track.next->GetTime();
-        if (first && time >= lowest) continue;
-        first = &track;
-        lowest = time;
-    }
-    return first ? std::exchange(first->next, nullptr) : nullptr;
+iptr<Proc::IDataPacket> CutSession::Read(CutTrack*& track) {
+    std::size_t number = 0;
+    iptr<Proc::IDataPacket> packet = reader->Read(number);
+    track = packet ? &tracks[number] : nullptr;
+    return packet;
 }
 
 CutReport CutSession::MakeReport() const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -8,6 +9,7 @@
 #include "host/cut/CutRequest.h"
 #include "host/cut/CutTrack.h"
 #include "host/media/MediaFile.h"
+#include "host/media/StepReader.h"
 
 namespace Tarsel::Host {
 
@@ -44,7 +46,7 @@ class CutSession {
     CutTrack MakeTrack(StreamInfo const& info) const;
     void DescribeMode(CutTrack& track, std::string const& refusal) const;
     std::vector<int64> FindPictureTimes() const;
-    void Fill(CutTrack& track);
+    iptr<Proc::IDataPacket> Fetch(CutTrack& track) const;
     void WarnOfMovedEnds(Proc::SettingsFilterCutController const& asked);
     void Adjust(CutTrack const& track, iptr<Proc::IDataPacket> const& packet) const;
 
@@ -54,6 +56,7 @@ class CutSession {
     std::vector<CutTrack> tracks;
     std::vector<std::string> warnings;
     Proc::SettingsFilterCutController cuts;  // as it stood when reading began
+    std::optional<StepReader> reader;        // from `Start` on
 };
 
 }  // namespace Tarsel::Host

@@ -3,6 +3,8 @@
 #include <nlohmann/json.hpp>
 
 #include "host/cut/CutSession.h"
+#include "host/cut/HeaderReport.h"
+#include "host/cut/LosslessCheck.h"
 #include "host/cut/RangeText.h"
 #include "host/media/MediaFile.h"
 
@@ -39,6 +41,10 @@ ProbeReport::Stream Describe(MediaFile& file, StreamInfo const& info, CutSession
         stream.cutReason = "holds no packets";
         return stream;
     }
+    LosslessVerdict verdict = JudgeLossless(file, info);
+    stream.losslessPossible = verdict.possible;
+    stream.craPictures = verdict.craPictures;
+    stream.losslessReasons = std::move(verdict.reasons);
     CutTrack const& track = session.AddStream(info);
     stream.cutMode = CutModeName(track.mode);
     stream.cutReason = track.reason;
@@ -47,7 +53,7 @@ ProbeReport::Stream Describe(MediaFile& file, StreamInfo const& info, CutSession
 
 }  // namespace
 
-ProbeReport Probe(std::string const& path) {
+ProbeReport Probe(std::string const& path, bool headers) {
     iptr<MediaFile> const file = MediaFile::Open(path);
     CutRequest request;
     request.input = path;
@@ -56,7 +62,11 @@ ProbeReport Probe(std::string const& path) {
     report.input = path;
     report.container = file->GetContainer();
     report.durationUs = file->GetDuration();
-    for (StreamInfo const& info : file->GetStreams()) report.streams.push_back(Describe(*file, info, session));
+    report.withHeaders = headers;
+    for (StreamInfo const& info : file->GetStreams()) {
+        report.streams.push_back(Describe(*file, info, session));
+        if (headers) report.streams.back().headers = ReadHeaders(*file, info);
+    }
     for (Host::Chapter const& chapter : file->GetChapters())
         report.chapters.push_back({chapter.begin, chapter.end, TextOf(chapter.metadata, "title")});
     for (Core::Property const& entry : file->GetMetadata().Children())
@@ -72,7 +82,7 @@ std::string ProbeReport::ToJson() const {
     document["container"] = container;
     document["duration_us"] = durationUs;
     document["streams"] = Json::array();
-    for (Stream const& stream : streams)
+    for (Stream const& stream : streams) {
         document["streams"].push_back(
             {{"index", stream.index},
              {"kind", stream.kind},
@@ -85,7 +95,13 @@ std::string ProbeReport::ToJson() const {
              {"keyframes_us", stream.keyframesUs},
              {"mean_group_us", HasValue(stream.meanGroupUs) ? Json(stream.meanGroupUs) : Json(nullptr)},
              {"cut_mode", stream.cutMode},
-             {"cut_reason", stream.cutReason}});
+             {"cut_reason", stream.cutReason},
+             {"lossless",
+              {{"possible", stream.losslessPossible},
+               {"cra_pictures", stream.craPictures},
+               {"reasons", stream.losslessReasons}}}});
+        if (withHeaders) document["streams"].back()["headers"] = Json::parse(HeadersToJson(stream.headers));
+    }
     document["chapters"] = Json::array();
     for (Chapter const& chapter : chapters)
         document["chapters"].push_back(
@@ -108,6 +124,8 @@ std::string ProbeReport::ToText() const {
             text += ", " + std::to_string(stream.keyframesUs.size()) + " key pictures, " +
                     ShortTime(stream.meanGroupUs) + " apart";
         text += "\n    cut: " + stream.cutMode + ", " + stream.cutReason + "\n";
+        for (std::string const& reason : stream.losslessReasons) text += "    " + reason + "\n";
+        text += HeadersToText(stream.headers, 4);
     }
     for (Chapter const& chapter : chapters)
         text += "chapter " + ShortTime(chapter.beginUs) + " - " + ShortTime(chapter.endUs) + " " + chapter.title + "\n";

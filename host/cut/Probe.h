@@ -26,6 +26,12 @@ struct ProbeReport {
         int64 meanGroupUs = NO_VALUE;
         std::string cutMode;
         std::string cutReason;
+        /// What the container's own times and the kinds of key pictures say about cutting without loss.
+        bool losslessPossible = true;
+        bool craPictures = false;
+        std::vector<std::string> losslessReasons;
+        /// The header records, one child for each; see `DescribeHeaders`.
+        Core::Property headers;
     };
     struct Chapter {
         int64 beginUs;
@@ -34,6 +40,8 @@ struct ProbeReport {
     };
 
     std::string input;
+    /// Whether the header records were asked for.
+    bool withHeaders = false;
     std::string container;
     int64 durationUs = 0;
     std::vector<Stream> streams;
@@ -46,7 +54,8 @@ struct ProbeReport {
     TARSEL_HOST_EXPORT std::string ToText() const;
 };
 
-/// Reads the whole file once. Throws `Core::IOException` naming the file.
-TARSEL_HOST_EXPORT ProbeReport Probe(std::string const& path);
+/// Reads the whole file once, HEVC video twice. With `headers` also the header records of each stream. Throws
+/// `Core::IOException` naming the file.
+TARSEL_HOST_EXPORT ProbeReport Probe(std::string const& path, bool headers);
 
 }  // namespace Tarsel::Host

@@ -61,7 +61,9 @@ bool AviKnows(StreamKind kind, AVCodecID codec) {
 }
 
 bool HoldsAttachedPictures(AVOutputFormat const& container) {
-    return IsMov(container) || IsMatroska(container) || Named(container, "mp3") || Named(container, "flac");
+    // MOV and 3GP have another place for metadata, in which the writer puts no pictures.
+    bool const mp4 = Named(container, "mp4") || Named(container, "ipod");
+    return mp4 || IsMatroska(container) || Named(container, "mp3") || Named(container, "flac");
 }
 
 }  // namespace

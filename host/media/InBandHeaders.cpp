@@ -3,14 +3,14 @@
 #include <algorithm>
 #include <cstring>
 #include <string_view>
+#include <vector>
 
 #include "contracts/Core/Exception.h"
+#include "host/media/PacketScan.h"
 
 namespace Tarsel::Host {
 
 namespace {
-
-constexpr std::string_view START_CODE{"\0\0\0\1", 4};
 
 bool IsNalCodec(AVCodecID codec) {
     return codec == AV_CODEC_ID_H264 || codec == AV_CODEC_ID_HEVC;
@@ -30,19 +30,8 @@ bool IsSlice(AVCodecID codec, int type) {
     return codec == AV_CODEC_ID_H264 ? type >= 1 && type <= 5 : type <= 31;
 }
 
-/// Tells parameter sets of one kind apart: an H.264 set by its identifier (7.3.2.1 and 7.3.2.2), an HEVC set by its
-/// kind alone.
-int UnitKey(AVCodecID codec, u8 const* unit, std::size_t size) {
-    int const type = UnitType(codec, unit[0]);
-    if (codec != AV_CODEC_ID_H264) return type * 256;
-    // The identifier is an Exp-Golomb code: behind profile, constraints and level in an SPS, first in a PPS.
-    std::size_t bit = type == 8 || type == 13 ? 8 : 32;
-    int zeros = 0;
-    auto const read = [&] { return bit < size * 8 ? (unit[bit / 8] >> (7 - bit % 8)) & 1 : 1; };
-    while (zeros < 16 && read() == 0) ++zeros, ++bit;
-    int value = 0;
-    for (int i = 0; i <= zeros; ++i, ++bit) value = value * 2 + read();
-    return type * 256 + std::min(value - 1, 255);
+bool IsDelimiter(AVCodecID codec, int type) {
+    return type == (codec == AV_CODEC_ID_H264 ? 9 : 35);
 }
 
 /// Whether the packet holds a start code with a last byte in [low, high].
@@ -53,54 +42,73 @@ bool HasStartCode(u8 const* data, std::size_t size, u8 low, u8 high) {
     return false;
 }
 
-/// Puts bytes into the packet at offset `at`.
-void Insert(AVPacket& packet, std::size_t at, std::string const& bytes) {
-    if (bytes.empty()) return;
-    PacketPtr const grown(av_packet_alloc());
-    auto const added = static_cast<int>(bytes.size());
-    if (!grown || av_new_packet(grown.get(), packet.size + added) < 0 || av_packet_copy_props(grown.get(), &packet) < 0)
-        TARSEL_THROW(Core::IOException, "Out of memory");
+/// Replaces the first `count` bytes of the packet.
+void ReplaceHead(AVPacket& packet, std::size_t count, std::string_view head) {
+    PacketPtr const changed(av_packet_alloc());
     auto const size = static_cast<std::size_t>(packet.size);
-    if (at != 0) std::memcpy(grown->data, packet.data, at);
-    std::memcpy(grown->data + at, bytes.data(), bytes.size());
-    if (size > at) std::memcpy(grown->data + at + added, packet.data + at, size - at);
+    auto const newSize = static_cast<int>(size - count + head.size());
+    if (!changed || av_new_packet(changed.get(), newSize) < 0 || av_packet_copy_props(changed.get(), &packet) < 0)
+        TARSEL_THROW(Core::IOException, "Out of memory");
+    std::memcpy(changed->data, head.data(), head.size());
+    if (size > count) std::memcpy(changed->data + head.size(), packet.data + count, size - count);
     av_packet_unref(&packet);
-    av_packet_move_ref(&packet, grown.get());
+    av_packet_move_ref(&packet, changed.get());
 }
 
-/// Bytes of an access unit delimiter at the packet's start: nothing may stand in front of one. 0 for none.
-std::size_t DelimiterSize(AVCodecID codec, AVPacket const& packet) {
+/// A unit ahead of the first coded slice, with its start code and the zero bytes behind it.
+struct HeadUnit {
+    std::string_view bytes;
+    std::string_view unit;  // alone
+    int type;
+};
+
+/// Units ahead of the first slice, from the packet's first byte on without a gap. Empty when anything else stands
+/// there.
+std::vector<HeadUnit> SplitHead(AVCodecID codec, AVPacket const& packet) {
+    std::vector<HeadUnit> units;
+    auto const* const text = reinterpret_cast<char const*>(packet.data);
     NalWalker walker(packet.data, static_cast<std::size_t>(std::max(packet.size, 0)), {0});
-    if (!walker.Next()) return 0;
-    int const type = UnitType(codec, walker.GetData()[0]);
-    if (type != (codec == AV_CODEC_ID_H264 ? 9 : 35)) return 0;
-    u8 const* end = walker.GetData() + walker.GetSize();
-    // Zero bytes behind a unit belong to the next start code.
-    while (end > walker.GetData() && end[-1] == 0) --end;
-    return static_cast<std::size_t>(end - packet.data);
+    while (walker.Next()) {
+        auto const at = static_cast<std::size_t>(walker.GetData() - packet.data);
+        int const type = UnitType(codec, walker.GetData()[0]);
+        // The first zero of a long start code belongs to the unit behind it.
+        std::size_t const begin = at >= 4 && packet.data[at - 4] == 0 ? at - 4 : at - 3;
+        if (units.empty() && begin != 0) break;
+        if (!units.empty()) units.back().bytes = {units.back().bytes.data(), text + begin};
+        if (IsSlice(codec, type)) break;
+        std::size_t length = walker.GetSize();
+        while (length > 1 && walker.GetData()[length - 1] == 0) --length;
+        units.push_back({{text + begin, at - begin + walker.GetSize()}, {text + at, length}, type});
+    }
+    return units;
 }
 
-void SetExtradata(AVCodecParameters& parameters, std::string_view bytes) {
+/// The global header comes in front of whatever a key packet begins with, which may be a delimiter or the same sets.
+void Arrange(AVCodecID codec, AVPacket& packet) {
+    std::vector<HeadUnit> const units = SplitHead(codec, packet);
+    std::size_t size = 0;
+    std::string delimiter;
+    std::string rest;
+    for (std::size_t i = 0; i < units.size(); ++i) {
+        HeadUnit const& unit = units[i];
+        size += unit.bytes.size();
+        if (IsDelimiter(codec, unit.type)) {
+            if (delimiter.empty()) delimiter = unit.bytes;
+            continue;
+        }
+        bool const repeated = IsParameterSet(codec, unit.type) &&
+                              std::any_of(units.begin() + static_cast<std::ptrdiff_t>(i) + 1, units.end(),
+                                          [&](HeadUnit const& later) { return later.unit == unit.unit; });
+        if (!repeated) rest += unit.bytes;
+    }
+    delimiter += rest;
+    if (delimiter != std::string_view(reinterpret_cast<char const*>(packet.data), size))
+        ReplaceHead(packet, size, delimiter);
+}
+
+void DropExtradata(AVCodecParameters& parameters) {
     av_freep(&parameters.extradata);
     parameters.extradata_size = 0;
-    if (bytes.empty()) return;
-    parameters.extradata = static_cast<u8*>(av_mallocz(bytes.size() + AV_INPUT_BUFFER_PADDING_SIZE));
-    if (!parameters.extradata) TARSEL_THROW(Core::IOException, "Out of memory");
-    std::memcpy(parameters.extradata, bytes.data(), bytes.size());
-    parameters.extradata_size = static_cast<int>(bytes.size());
-}
-
-BsfPtr MakeConverter(AVCodecParameters const& parameters) {
-    char const* const name = parameters.codec_id == AV_CODEC_ID_H264 ? "h264_mp4toannexb" : "hevc_mp4toannexb";
-    AVBitStreamFilter const* const filter = av_bsf_get_by_name(name);
-    AVBSFContext* raw = nullptr;
-    if (!filter || av_bsf_alloc(filter, &raw) < 0) TARSEL_THROW(Core::IOException, std::string(name) + " is missing");
-    BsfPtr converter(raw);
-    int code = avcodec_parameters_copy(raw->par_in, &parameters);
-    raw->time_base_in = MICROSECONDS;
-    if (code >= 0) code = av_bsf_init(raw);
-    if (code < 0) TARSEL_THROW(Core::IOException, "the stream's global header is broken: " + ErrorText(code));
-    return converter;
 }
 
 }  // namespace
@@ -111,65 +119,31 @@ std::unique_ptr<InBandHeaders> InBandHeaders::Create(AVCodecParameters& paramete
     if (!IsNalCodec(codec) && !mpeg) return nullptr;
     std::unique_ptr<InBandHeaders> headers(new InBandHeaders(codec));
     auto const size = static_cast<std::size_t>(std::max(parameters.extradata_size, 0));
-    std::string plain(reinterpret_cast<char const*>(parameters.extradata), size);
     if (mpeg) {
-        headers->header = plain;
+        headers->header.assign(reinterpret_cast<char const*>(parameters.extradata), size);
         return headers;
     }
-    if (FramingOf(codec, parameters.extradata, size).lengthSize != 0) {
-        headers->converter = MakeConverter(parameters);
-        AVCodecParameters const& out = *headers->converter->par_out;
-        plain.assign(reinterpret_cast<char const*>(out.extradata), static_cast<std::size_t>(out.extradata_size));
-    }
-    NalWalker walker(reinterpret_cast<u8 const*>(plain.data()), plain.size(), {0});
-    while (walker.Next()) {
-        if (!IsParameterSet(codec, UnitType(codec, walker.GetData()[0]))) continue;
-        std::string unit(reinterpret_cast<char const*>(walker.GetData()), walker.GetSize());
-        while (!unit.empty() && unit.back() == '\0') unit.pop_back();
-        headers->units.push_back(unit);
-    }
+    if (FramingOf(codec, parameters.extradata, size).lengthSize != 0)
+        TARSEL_THROW(Core::IOException, "its packets have lengths where the container wants start codes");
     // The transport stream's writer would put an HEVC header in front of keys that have another one in band.
-    SetExtradata(parameters, codec == AV_CODEC_ID_HEVC ? std::string_view() : std::string_view(plain));
+    if (codec == AV_CODEC_ID_HEVC) DropExtradata(parameters);
     return headers;
 }
 
-void InBandHeaders::Process(AVPacket& packet) {
-    if (converter) Convert(packet);
+void InBandHeaders::Process(AVPacket& packet) const {
     if ((packet.flags & AV_PKT_FLAG_KEY) == 0) return;
     auto const size = static_cast<std::size_t>(std::max(packet.size, 0));
     switch (codec) {
         case AV_CODEC_ID_MPEG4:
-            if (!HasStartCode(packet.data, size, 0x20, 0x2F)) Insert(packet, 0, header);
+            if (!header.empty() && !HasStartCode(packet.data, size, 0x20, 0x2F)) ReplaceHead(packet, 0, header);
             return;
         case AV_CODEC_ID_MPEG1VIDEO:
         case AV_CODEC_ID_MPEG2VIDEO:
-            if (!HasStartCode(packet.data, size, 0xB3, 0xB3)) Insert(packet, 0, header);
+            if (!header.empty() && !HasStartCode(packet.data, size, 0xB3, 0xB3)) ReplaceHead(packet, 0, header);
             return;
         default:
-            Insert(packet, DelimiterSize(codec, packet), MissingUnits(packet));
+            Arrange(codec, packet);
     }
-}
-
-void InBandHeaders::Convert(AVPacket& packet) {
-    int code = av_bsf_send_packet(converter.get(), &packet);
-    if (code >= 0) code = av_bsf_receive_packet(converter.get(), &packet);
-    if (code < 0) TARSEL_THROW(Core::IOException, "a packet's framing is broken: " + ErrorText(code));
-}
-
-std::string InBandHeaders::MissingUnits(AVPacket const& packet) const {
-    std::vector<int> present;
-    NalWalker walker(packet.data, static_cast<std::size_t>(std::max(packet.size, 0)), {0});
-    while (walker.Next()) {
-        int const type = UnitType(codec, walker.GetData()[0]);
-        if (IsSlice(codec, type)) break;
-        if (IsParameterSet(codec, type)) present.push_back(UnitKey(codec, walker.GetData(), walker.GetSize()));
-    }
-    std::string missing;
-    for (std::string const& unit : units) {
-        int const key = UnitKey(codec, reinterpret_cast<u8 const*>(unit.data()), unit.size());
-        if (std::find(present.begin(), present.end(), key) == present.end()) missing.append(START_CODE).append(unit);
-    }
-    return missing;
 }
 
 }  // namespace Tarsel::Host

@@ -7,6 +7,7 @@
 
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/Time.h"
+#include "host/media/SliceOrder.h"
 #include "host/media/TimeFill.h"
 
 extern "C" {
@@ -19,6 +20,9 @@ namespace {
 
 /// Failed reads in a row after which a damaged file counts as ended.
 constexpr int MAX_BAD_READS = 16;
+
+/// Packets behind which a stream without a single missing presentation time counts as one that has them all.
+constexpr std::size_t ENOUGH_TIMES = 16;
 
 bool IsNalCodec(AVCodecID codec) {
     return codec == AV_CODEC_ID_H264 || codec == AV_CODEC_ID_HEVC;
@@ -65,8 +69,11 @@ void IndexBuilder::Prepare() {
             AVRational const frame{static_cast<int>(rate.denominator()), static_cast<int>(rate.numerator())};
             track.frameTicks = std::max<int64>(av_rescale_q(1, frame, track.timeBase), 1);
         }
-        if (info.kind == StreamKind::Video && IsNalCodec(track.codec) && LacksPresentationTimes(*reader.iformat))
+        track.untimed = LacksPresentationTimes(*reader.iformat);
+        if (info.kind == StreamKind::Video && IsNalCodec(track.codec))
             track.order = std::make_unique<PictureOrder>(track.codec, parameters);
+        if (info.kind == StreamKind::Video && track.codec == AV_CODEC_ID_H264)
+            track.sliceOrder = std::make_unique<SliceOrder>();
         tracks.push_back(std::move(track));
     }
 }
@@ -116,8 +123,8 @@ void IndexBuilder::Add(AVPacket const& packet) {
         record.randomAccess = ClassifyKey(track.codec, packet.data, record.size, track.framing);
         record.flags |= record.randomAccess == RandomAccess::None ? IndexRecord::KEY_REFUSED : IndexRecord::KEY;
     }
-    if (track.order) track.order->Add(packet);
     track.index.records.push_back(record);
+    NoteOrder(track, packet);
     track.ticks.push_back(Saturate(packet.duration));
 }
 
@@ -138,32 +145,25 @@ void IndexBuilder::NoteEnd(int code) {
     }
 }
 
+void IndexBuilder::NoteOrder(Track& track, AVPacket const& packet) {
+    if (packet.pts == AV_NOPTS_VALUE) ++track.missingTimes;
+    // A stream that has its times at the beginning has them to the end.
+    if (!track.untimed && track.missingTimes == 0 && track.index.records.size() > ENOUGH_TIMES) {
+        track.order.reset();
+        track.sliceOrder.reset();
+    }
+    if (track.order) track.order->Add(packet);
+    if (track.sliceOrder) track.sliceOrder->Add(packet, track.framing);
+}
+
 void IndexBuilder::FillTimes(Track& track) {
     std::vector<IndexRecord>& records = track.index.records;
     if (records.empty()) return;
-    auto const missing = static_cast<std::size_t>(
-        std::count_if(records.begin(), records.end(), [](IndexRecord const& r) { return !HasValue(r.time); }));
-    if (missing != 0) {
-        if (track.kind == StreamKind::Video) FillBothTimes(records, track.frameTicks);
-        std::vector<std::size_t> const ranks =
-            track.order ? track.order->GetRanks(records) : std::vector<std::size_t>{};
-        if (track.kind != StreamKind::Video || !track.reorders) {
-            FillTimesWithoutReordering(records, track.ticks);
-        } else if (!ranks.empty()) {
-            FillTimesByRank(records, ranks, track.frameTicks);
-        } else if (!IsNalCodec(track.codec)) {
-            FillTimesByDelay(records, track.frameTicks);
-        } else if (missing <= records.size() / 2 + 1) {
-            FillSingleTimes(records, track.frameTicks);
-        } else {
-            track.index.timesProblem =
-                "the container has no presentation times and the pictures' headers don't tell their order";
-            FillTimesWithoutReordering(records, track.ticks);
-        }
-    }
     if (track.kind == StreamKind::Video) {
+        if (track.missingTimes != 0) FillTimesOfPictures(track);
         FillDecodingTimes(records, track.frameTicks);
     } else {
+        if (track.missingTimes != 0) FillTimesWithoutReordering(records, track.ticks);
         for (IndexRecord& record : records) {
             if (HasValue(record.decodingTime)) continue;
             record.decodingTime = record.time;
@@ -171,6 +171,31 @@ void IndexBuilder::FillTimes(Track& track) {
         }
     }
     track.order.reset();
+    track.sliceOrder.reset();
+}
+
+void IndexBuilder::FillTimesOfPictures(Track& track) {
+    std::vector<IndexRecord>& records = track.index.records;
+    FillBothTimes(records, track.frameTicks);
+    if (!track.reorders) return FillTimesWithoutReordering(records, track.ticks);
+    bool const mostMissing = track.missingTimes > records.size() / 2 + 1;
+    if (track.order && (track.untimed || mostMissing)) {
+        auto const ranks = track.order->GetRanks(records);
+        if (!ranks.empty()) return FillTimesByRank(records, ranks, track.frameTicks);
+    }
+    if (!IsNalCodec(track.codec)) return FillTimesByDelay(records, track.frameTicks);
+    if (!mostMissing) return FillSingleTimes(records, track.frameTicks);
+    if (track.sliceOrder) {
+        auto const ranks = track.sliceOrder->GetRanks();
+        if (ranks.size() == records.size()) {
+            auto const number = static_cast<std::size_t>(&track - tracks.data());
+            Warn("stream #" + std::to_string(number) + ": times are restored from slice types");
+            return FillTimesByRank(records, ranks, track.frameTicks);
+        }
+    }
+    track.index.timesProblem =
+        "the container has no presentation times and the pictures' headers don't tell their order";
+    FillTimesWithoutReordering(records, track.ticks);
 }
 
 void IndexBuilder::FindZero() {

@@ -13,6 +13,7 @@
 namespace Tarsel::Host {
 
 class PictureOrder;
+class SliceOrder;
 
 /// Reads a file once from its start and makes the indices of all its streams: first what the packets say, in the
 /// container's ticks, then what follows from it, in microseconds from time 0.
@@ -40,17 +41,22 @@ class IndexBuilder {
         StreamKind kind = StreamKind::Unknown;
         NalFraming framing;
         AVRational timeBase{1, 1000000};
-        bool reorders = false;   // the codec may show pictures in another order than it codes them
-        int64 frameTicks = 1;    // length of one picture, as the frame rate has it
-        std::vector<u32> ticks;  // durations as the container gives them
-        std::unique_ptr<PictureOrder> order;
+        bool untimed = false;                    // the container stores no presentation times
+        bool reorders = false;                   // the codec may show pictures in another order than it codes them
+        int64 frameTicks = 1;                    // length of one picture, as the frame rate has it
+        std::vector<u32> ticks;                  // durations as the container gives them
+        std::unique_ptr<PictureOrder> order;     // as long as presentation times seem to be missing
+        std::unique_ptr<SliceOrder> sliceOrder;  // likewise
+        std::size_t missingTimes = 0;            // packets without a presentation time
     };
 
     void Prepare();
     void ReadAll();
     void Add(AVPacket const& packet);
     void NoteEnd(int code);
+    static void NoteOrder(Track& track, AVPacket const& packet);
     void FillTimes(Track& track);
+    void FillTimesOfPictures(Track& track);
     void FindZero();
     void Convert(Track& track);
     void SetDurations(Track& track);

@@ -224,6 +224,10 @@ std::string_view KindName(StreamKind kind) {
     return NAMES.at(static_cast<std::size_t>(kind));
 }
 
+std::string StreamName(StreamInfo const& info) {
+    return "stream #" + std::to_string(info.index) + " (" + std::string(KindName(info.kind)) + ", " + info.codec + ")";
+}
+
 InputPtr OpenInput(std::string const& path, bool quick) {
     CheckHead(path, CheckFile(path));
     AVFormatContext* raw = avformat_alloc_context();

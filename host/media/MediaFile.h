@@ -66,6 +66,9 @@ struct StreamInfo {
     }
 };
 
+/// "stream #0 (video, h264)", for messages.
+TARSEL_HOST_EXPORT std::string StreamName(StreamInfo const& info);
+
 /// A chapter; microseconds on the file's axis, [begin, end).
 struct Chapter {
     int64 begin = 0;

@@ -10,6 +10,7 @@
 
 #include "contracts/Core/Exception.h"
 #include "host/media/Containers.h"
+#include "host/media/PacketScan.h"
 
 extern "C" {
 #include <libavcodec/codec_desc.h>
@@ -209,7 +210,11 @@ int MediaWriter::AddStream(Conf::IFormatCodec const& format, StreamKind kind, St
     AVCodecParameters const& parameters = *slot.stream->codecpar;
     if ((IsMatroska(*container) || IsWebM(*container)) && parameters.codec_id == AV_CODEC_ID_OPUS)
         slot.delay = av_rescale_q(parameters.initial_padding, sample, MATROSKA_TICK);
-    if (WantsAnnexB(*container)) slot.headers = InBandHeaders::Create(*slot.stream->codecpar);
+    try {
+        if (WantsAnnexB(*container)) slot.headers = InBandHeaders::Create(*slot.stream->codecpar);
+    } catch (Core::IOException const& failure) {
+        Fail(name + ": " + failure.what());
+    }
     slots.push_back(std::move(slot));
     return static_cast<int>(slots.size()) - 1;
 }
@@ -224,11 +229,15 @@ void MediaWriter::FillParameters(AVStream& stream, Conf::IFormatCodec const& for
     parameters.codec_type = TypeOf(kind);
     parameters.codec_id = CodecOf(format);
     parameters.codec_tag = ChooseTag(*container, parameters);
+    // The tag of pictures with lengths, which come with start codes now.
+    iptr<IBlob> const header = format.GetExtradata();
+    bool const lengths = header && FramingOf(parameters.codec_id, header->GetData(), header->GetSize()).lengthSize != 0;
+    if (parameters.codec_id == AV_CODEC_ID_H264 && IsAvi(*container) && !lengths) parameters.codec_tag = 0;
     // A block size carried over from another AVI makes readers count bytes where packets differ in size.
     bool const framed = parameters.codec_id == AV_CODEC_ID_AAC || parameters.codec_id == AV_CODEC_ID_MP3 ||
                         parameters.codec_id == AV_CODEC_ID_AC3 || parameters.codec_id == AV_CODEC_ID_EAC3;
     if (framed && IsAvi(*container)) parameters.block_align = 0;
-    CopyExtradata(parameters, format.GetExtradata().get());
+    CopyExtradata(parameters, header.get());
     FillDictionary(&stream.metadata, format.GetMetadata());
 }
 
@@ -492,11 +501,7 @@ void MediaWriter::ReleaseHeld() {
 void MediaWriter::WriteNow(Slot& slot, Proc::IDataPacket& packet) {
     av_packet_unref(scratch.get());
     Check(av_packet_ref(scratch.get(), packet.GetAVPacket()), "out of memory");
-    try {
-        if (slot.headers) slot.headers->Process(*scratch);
-    } catch (Core::IOException const& failure) {
-        Fail(slot.name + ": " + failure.what());
-    }
+    if (slot.headers) slot.headers->Process(*scratch);
     SetTimes(slot, *scratch, packet);
     WriteRaw(*scratch);
 }

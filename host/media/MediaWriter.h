@@ -20,8 +20,9 @@ namespace Tarsel::Host {
 /// good after a failure, a destruction or `RemovePartialFiles`, nothing is seen of it.
 ///
 /// Order of calls: `Create`, `AddStream` and the like, `Begin`, `Write` again and again, `Finish`. Goes in: packets of
-/// each stream in decoding order, with times in microseconds of one axis; streams may run ahead of each other by a few
-/// seconds, which are held back to interleave them. One thread. Failures are `Core::IOException` "PATH: what is wrong".
+/// each stream in decoding order, in the framing that the container wants (see `ReframedStream`), with times in
+/// microseconds of one axis; streams may run ahead of each other by a few seconds, which are held back to interleave
+/// them. One thread. Failures are `Core::IOException` "PATH: what is wrong".
 class TARSEL_HOST_EXPORT MediaWriter : public RefCounted {
   public:
     struct Options {
@@ -45,7 +46,8 @@ class TARSEL_HOST_EXPORT MediaWriter : public RefCounted {
 
     /// Enters a stream of packets and gives its slot. Codec, header bytes and metadata are the format's; aspect,
     /// colour, rotation, HDR data, disposition and codec tag come from its native parameters. `source` names the stream
-    /// in warnings and may be null. A stream that can't be carried gives `NO_SLOT` and a warning.
+    /// in warnings and may be null. A stream that can't be carried gives `NO_SLOT` and a warning; one whose format says
+    /// lengths where the container wants start codes is refused.
     int AddStream(Conf::IFormatCodec const& format, StreamKind kind, StreamInfo const* source);
     /// Enters an attachment or an attached picture, whose bytes the description holds. False, with a warning, when the
     /// container can't carry it.

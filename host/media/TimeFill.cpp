@@ -50,13 +50,17 @@ std::vector<std::size_t> PictureOrder::GetRanks(std::vector<IndexRecord> const& 
     std::vector<std::size_t> shown(records.size());
     std::iota(shown.begin(), shown.end(), std::size_t{0});
     std::size_t begin = 0;
+    bool told = false;
     for (std::size_t i = 1; i <= records.size(); ++i) {
         if (i < records.size() && records[i].randomAccess != RandomAccess::Idr) continue;
         auto const from = shown.begin() + static_cast<std::ptrdiff_t>(begin);
         auto const to = shown.begin() + static_cast<std::ptrdiff_t>(i);
         std::stable_sort(from, to, [this](std::size_t a, std::size_t b) { return orders[a] < orders[b]; });
+        told = told || from + 1 == to || orders[*from] != orders[*(to - 1)];
         begin = i;
     }
+    // Not one count that moves: the parser couldn't read the headers.
+    if (!told) return {};
     std::vector<std::size_t> ranks(records.size());
     for (std::size_t rank = 0; rank < shown.size(); ++rank) ranks[shown[rank]] = rank;
     return ranks;

@@ -19,8 +19,8 @@ class PictureOrder {
 
     /// The next packet of the stream; called for each one, in order.
     void Add(AVPacket const& packet);
-    /// For each packet its place in presentation order, from 0; empty when the headers don't tell. `periods` says where
-    /// the count of the headers starts again.
+    /// For each packet its place in presentation order, from 0; empty when the headers don't tell. The count of the
+    /// headers starts again at IDR pictures.
     std::vector<std::size_t> GetRanks(std::vector<IndexRecord> const& records) const;
 
   private:

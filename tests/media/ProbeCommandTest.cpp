@@ -116,7 +116,7 @@ TEST(Filters, AreListed) {
 }
 
 TEST(Help, OfEveryCommandHasAnExample) {
-    for (char const* command : {"cut", "probe", "filters", "demo"}) {
+    for (char const* command : {"cut", "remux", "probe", "filters", "demo"}) {
         auto const result = RunTarsel({command, "--help"});
         EXPECT_EQ(0, result.exitCode);
         EXPECT_THAT(result.output, AllOf(HasSubstr("xample"), HasSubstr(std::string("tarsel ") + command)));

@@ -12,10 +12,11 @@ namespace {
 struct ProbeOptions {
     std::string input;
     bool json = false;
+    bool headers = false;
 };
 
 int Probe(ProbeOptions const& options) {
-    Host::ProbeReport const report = Host::Probe(options.input);
+    Host::ProbeReport const report = Host::Probe(options.input, options.headers);
     PrintWarnings(report.warnings);
     PrintOutput(options.json ? report.ToJson() + "\n" : report.ToText());
     return EXIT_DONE;
@@ -28,7 +29,8 @@ void AddProbeCommand(CLI::App& program, Action& chosen) {
     CLI::App& command = *program.add_subcommand("probe", "Tells what is in a media file and how it would be cut");
     command.add_option("input", options->input, "The media file")->required();
     command.add_flag("--json", options->json, "Print it as JSON");
-    command.footer("Example:\n  tarsel probe film.mp4 --json");
+    command.add_flag("--headers", options->headers, "Also tell the header records of each stream, field by field");
+    command.footer("Example:\n  tarsel probe film.mp4 --json\n  tarsel probe film.mp4 --headers");
     command.final_callback([options, &chosen] { chosen = [options] { return Probe(*options); }; });
 }
 

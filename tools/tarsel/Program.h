@@ -26,6 +26,7 @@ using Action = std::function<int()>;
 // called.
 void AddCutCommand(CLI::App& program, Action& chosen);
 void AddProbeCommand(CLI::App& program, Action& chosen);
+void AddRemuxCommand(CLI::App& program, Action& chosen);
 void AddFiltersCommand(CLI::App& program, Action& chosen);
 void AddDemoCommand(CLI::App& program, Action& chosen);
 

@@ -62,6 +62,7 @@ int Main(int count, char** arguments) {
     AddDemoCommand(program, chosen);
     AddFiltersCommand(program, chosen);
     AddProbeCommand(program, chosen);
+    AddRemuxCommand(program, chosen);
     if (count > 1 && arguments[1][0] != '-' && !HasCommand(program, arguments[1])) {
         std::fprintf(stderr, "tarsel: there is no command \"%s\"; see tarsel --help\n", arguments[1]);
         return EXIT_USAGE;

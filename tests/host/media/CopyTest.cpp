@@ -57,6 +57,8 @@ TEST_P(PlainCopy, EqualsTheFFmpegCommandsPacketForPacket) {
     auto const wanted = ReadBack(model);
     auto const got = ReadBack(own);
     ASSERT_EQ(got.size(), wanted.size());
+    // Where lengths become start codes, the command writes shorter ones, and the header behind what leads the slice.
+    bool const reframed = source.ends_with(".mp4") && own.ends_with(".ts");
     // The command moves all times by where its container says that the file starts; one shift for the whole file.
     for (auto const& [stream, packets] : wanted) {
         SCOPED_TRACE("stream " + std::to_string(stream));
@@ -66,7 +68,7 @@ TEST_P(PlainCopy, EqualsTheFFmpegCommandsPacketForPacket) {
             RawPacket const& a = packets[i];
             RawPacket const& b = got.at(stream)[i];
             SCOPED_TRACE(testing::Message() << "packet " << i << " wanted " << a << " got " << b);
-            EXPECT_EQ(a.digest, b.digest);
+            EXPECT_EQ(reframed ? a.unitDigest : a.digest, reframed ? b.unitDigest : b.digest);
             EXPECT_EQ(a.key, b.key);
             EXPECT_EQ(a.duration, b.duration);
             // What the command writes may lack times that are known here, never the other way round.

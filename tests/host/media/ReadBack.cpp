@@ -1,8 +1,10 @@
 #include "tests/host/media/ReadBack.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "host/media/FFmpeg.h"
+#include "host/media/ReframedStream.h"
 
 extern "C" {
 #include <libavutil/md5.h>
@@ -16,6 +18,24 @@ std::string Digest(u8 const* data, std::size_t size) {
     std::string digest(16, '\0');
     av_md5_sum(reinterpret_cast<u8*>(digest.data()), data, size);
     return digest;
+}
+
+/// What stands between start codes, sorted.
+std::string DigestOfUnits(u8 const* data, std::size_t size) {
+    std::vector<std::string> units(1);
+    for (std::size_t i = 0; i < size; ++i) {
+        if (i + 2 < size && data[i] == 0 && data[i + 1] == 0 && data[i + 2] == 1) {
+            while (!units.back().empty() && units.back().back() == '\0') units.back().pop_back();
+            units.emplace_back();
+            i += 2;
+        } else {
+            units.back() += static_cast<char>(data[i]);
+        }
+    }
+    std::sort(units.begin(), units.end());
+    std::string all;
+    for (std::string const& unit : units) all += unit + '\0';
+    return Digest(reinterpret_cast<u8 const*>(all.data()), all.size());
 }
 
 std::string Hex(std::string const& digest) {
@@ -50,7 +70,8 @@ std::map<int, std::vector<RawPacket>> ReadBack(std::string const& path) {
     while (av_read_frame(raw, packet.get()) >= 0) {
         streams[packet->stream_index].push_back({packet->pts, packet->dts, packet->duration,
                                                  (packet->flags & AV_PKT_FLAG_KEY) != 0,
-                                                 Digest(packet->data, static_cast<std::size_t>(packet->size))});
+                                                 Digest(packet->data, static_cast<std::size_t>(packet->size)),
+                                                 DigestOfUnits(packet->data, static_cast<std::size_t>(packet->size))});
         av_packet_unref(packet.get());
     }
     return streams;
@@ -84,9 +105,10 @@ void CopyAll(Host::MediaFile& file, Host::MediaWriter& writer) {
             writer.AddAttachment(info);
             continue;
         }
-        int const slot = writer.AddStream(*info.format, info.kind, &info);
+        iptr<Proc::IStreamRaw> const stream =
+            Host::ReframedStream::Create(file.OpenStream(info.index), file, info, writer.GetContainer());
+        int const slot = writer.AddStream(*stream->GetFormatCodec(), info.kind, &info);
         if (slot == Host::MediaWriter::NO_SLOT) continue;
-        iptr<Proc::IStreamRaw> const stream = file.OpenStream(info.index);
         stream->RequestSeek(0, nullptr);
         stream->DoSeek();
         sources.push_back({slot, stream, stream->Read()});

@@ -19,6 +19,9 @@ struct RawPacket {
     std::int64_t duration = 0;
     bool key = false;
     std::string digest;
+    /// Of the units between start codes, whatever their order and the length of the codes: what a change of framing
+    /// keeps.
+    std::string unitDigest;
 
     bool operator==(RawPacket const&) const = default;
 };

@@ -11,6 +11,7 @@
 #include "contracts/Proc/BlobFF.h"
 #include "host/media/MediaFile.h"
 #include "host/media/MediaWriter.h"
+#include "host/media/ReframedStream.h"
 #include "tests/host/media/ReadBack.h"
 #include "tests/support/TestMedia.h"
 
@@ -62,7 +63,8 @@ iptr<Proc::IStreamRaw> FromStart(MediaFile& file, int stream) {
 /// Writes all packets of a stream, with their times changed by `shift(number of the packet, time)`.
 template <class F>
 void WriteShifted(MediaWriter& writer, int slot, MediaFile& file, int stream, F shift) {
-    iptr<Proc::IStreamRaw> const raw = FromStart(file, stream);
+    StreamInfo const& info = file.GetStreams()[static_cast<std::size_t>(stream)];
+    auto const raw = ReframedStream::Create(FromStart(file, stream), file, info, writer.GetContainer());
     for (int i = 0; iptr<Proc::IDataPacket> const packet = raw->Read(); ++i) {
         int64 const by = shift(i);
         packet->SetTime(AddTime(packet->GetTime(), by));
@@ -316,11 +318,13 @@ TEST(Target, TransportStreamKeysCarryBothSetsOfAMergedHeader) {
     AvcRecord const a(BytesOf(first->GetStreams()[0].format->GetExtradata()));
     AvcRecord const b(BytesOf(second->GetStreams()[0].format->GetExtradata()));
     std::string const merged = a.head + "\xE2" + a.sps + b.sps + "\x02" + a.pps + b.pps + a.tail;
-    iptr<Conf::IFormatCodec> const format = first->GetStreams()[0].format->Clone();
-    format->SetExtradata(Proc::BlobFF::Create(reinterpret_cast<u8 const*>(merged.data()), merged.size()));
+    for (auto const& file : {first, second})
+        file->GetStreams()[0].format->SetExtradata(
+            Proc::BlobFF::Create(reinterpret_cast<u8 const*>(merged.data()), merged.size()));
     std::string const out = folder / "a.ts";
     iptr<MediaWriter> const writer = MediaWriter::Create(out, {});
-    int const slot = writer->AddStream(*format, StreamKind::Video, nullptr);
+    auto const reframed = ReframedStream::Create(first->OpenStream(0), *first, first->GetStreams()[0], "mpegts");
+    int const slot = writer->AddStream(*reframed->GetFormatCodec(), StreamKind::Video, nullptr);
     writer->Begin();
     WriteShifted(*writer, slot, *first, 0, [](int) { return int64{0}; });
     WriteShifted(*writer, slot, *second, 0, [](int) { return int64{6000000}; });

@@ -351,9 +351,28 @@ TEST(Writer, DecodingTimesAreMadeToRise) {
     EXPECT_EQ(MediaFile::Open(folder / "a.mp4")->GetIndex(0).GetTimes(), file->GetIndex(0).GetTimes());
 }
 
+TEST(Writer, LengthsWhereStartCodesAreWantedAreRefused) {
+    ScratchFolder const folder;
+    for (char const* const clip : {"h264.mp4", "hevc.mp4"}) {
+        iptr<MediaFile> const file = MediaFile::Open(TestMedia(clip));
+        StreamInfo const& info = file->GetStreams()[0];
+        iptr<MediaWriter> const writer = MediaWriter::Create(folder / "a.ts", {});
+        std::string failure;
+        try {
+            writer->AddStream(*info.format, StreamKind::Video, &info);
+        } catch (Core::IOException const& caught) {
+            failure = caught.what();
+        }
+        EXPECT_EQ(failure, folder / "a.ts: stream 0 (video, " + info.codec +
+                               "): its packets have lengths where the container wants start codes");
+    }
+    EXPECT_THAT(folder.List(), IsEmpty());
+}
+
 TEST(Writer, SourceIsNotChangedByWriting) {
     ScratchFolder const folder;
-    iptr<MediaFile> const file = MediaFile::Open(TestMedia("h264.mp4"));
+    // A key packet gets the global header in front.
+    iptr<MediaFile> const file = MediaFile::Open(TestMedia("mpeg4.mp4"));
     iptr<MediaWriter> const writer = MediaWriter::Create(folder / "a.ts", {});
     int const slot = writer->AddStream(*file->GetStreams()[0].format, StreamKind::Video, nullptr);
     writer->Begin();
