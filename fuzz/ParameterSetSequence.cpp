@@ -13,7 +13,7 @@ using namespace Tarsel::Proc::CodecParsers;
 static bool const silent = Fuzz::SilenceLog();
 
 /// More steps than a stream has headers; each may look at the whole header that the ones before have made.
-static constexpr int MAX_STEPS = 64;
+static constexpr int MAX_STEPS = 12;
 
 /// Gives the packet that was put in.
 class Feed : public Test::ScriptedRaw {

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <bitset>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -84,13 +85,15 @@ ParameterSets FindParameterSets(IBlob const& extradata) {
 // wrong one, so that is refused.
 std::vector<NumberedSet> FindMissing(std::vector<NumberedSet> const& present, std::vector<NumberedSet> const& added,
                                      char const* kind) {
+    // Annex B can hold any number of sets.
+    std::unordered_map<u32, NumberedSet const*> firstOfId;
+    for (NumberedSet const& set : present) firstOfId.emplace(set.id, &set);
     std::vector<NumberedSet> missing;
     for (NumberedSet const& set : added) {
-        auto const same =
-            std::find_if(present.begin(), present.end(), [&](NumberedSet const& other) { return other.id == set.id; });
-        if (same == present.end())
+        auto const same = firstOfId.find(set.id);
+        if (same == firstOfId.end())
             missing.push_back(set);
-        else if (!SameBytes(same->unit, set.unit))
+        else if (!SameBytes(same->second->unit, set.unit))
             TARSEL_THROW(Exception, std::string("Can't merge extradata: both sides have ") + kind + " " +
                                         std::to_string(set.id) + " and they differ");
     }

@@ -1,6 +1,7 @@
 #include "Proc/CodecParsers/HEVCCodecParser.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string>
 
 #include "Proc/CodecParsers/H264_HEVC_Common.h"
@@ -17,7 +18,7 @@ bool BeginsWith(u8 const* data, u8 const* codeBegin, u8 const* codeEnd) {
     return std::equal(codeBegin, codeEnd, data);
 }
 
-// Bytes of the next array's or unit's fields. `message` is thrown when they pass the end.
+// Throws `message` when the next `count` bytes pass the end.
 void RequireBytes(std::size_t size, std::size_t position, std::size_t count, char const* message) {
     if (count > size - position) TARSEL_THROW(Exception, message);
 }

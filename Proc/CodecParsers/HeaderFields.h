@@ -14,7 +14,7 @@ namespace Tarsel::Proc::CodecParsers {
 /// A header holds a few structures; a report of one that a hostile stream made up of a hundred thousand ends here.
 inline constexpr std::size_t MAX_DESCRIBED_STRUCTURES = 256;
 /// The same for the entries of one array.
-inline constexpr std::size_t MAX_DESCRIBED_ENTRIES = 1024;
+inline constexpr std::size_t MAX_DESCRIBED_ENTRIES = 256;
 /// Where a limit cut something off: how many are missing.
 inline constexpr char TAG_LEFT_OUT[] = "left_out";
 

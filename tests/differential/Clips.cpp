@@ -22,7 +22,8 @@ std::vector<std::string> Split(std::string const& text) {
 
 constexpr char PICTURES[] = "-f lavfi -i testsrc2=s=162x122:r=25:d=2 ";
 constexpr char X264[] = "-c:v libx264 -preset veryfast -threads 1 -g 20 ";
-constexpr char X265[] = "-c:v libx265 -preset ultrafast -threads 1 -x265-params log-level=error:pools=1:frame-threads=1:";
+constexpr char X265[] =
+    "-c:v libx265 -preset ultrafast -threads 1 -x265-params log-level=error:pools=1:frame-threads=1:";
 
 struct Recipe {
     char const* name;
@@ -54,7 +55,7 @@ std::vector<Recipe> const& OwnClips(std::string const& codec) {
          {{"d-b.mp4", std::string(PICTURES) + X265 + "keyint=20:bframes=4:b-adapt=0 -pix_fmt yuv420p"},
           {"d-422-10.mkv", std::string(PICTURES) + X265 + "keyint=20 -pix_fmt yuv422p10le"},
           {"d-444-8.ts", std::string(PICTURES) + X265 + "keyint=20 -pix_fmt yuv444p"},
-          {"d-layers.mp4", std::string(PICTURES) + X265 + "keyint=20:temporal-layers=2:bframes=3 -pix_fmt yuv420p"},
+          {"d-layers.mp4", std::string(PICTURES) + X265 + "keyint=20:temporal-layers=1:bframes=3 -pix_fmt yuv420p"},
           {"d-hrd.ts", std::string(PICTURES) + X265 +
                            "keyint=20:hrd=1:vbv-maxrate=600:vbv-bufsize=600:bitrate=400:aud=1 -pix_fmt yuv420p"},
           {"d-repeated.mkv", std::string(PICTURES) + X265 + "keyint=20:repeat-headers=1:open-gop=1 -pix_fmt yuv420p"},
@@ -62,8 +63,9 @@ std::vector<Recipe> const& OwnClips(std::string const& codec) {
           {"d-plain.hevc", std::string(PICTURES) + X265 + "keyint=20:bframes=2 -pix_fmt yuv420p"}}},
         {"mpeg2video",
          {{"d-422.ts", "-f lavfi -i testsrc2=s=176x144:r=30000/1001:d=2 -c:v mpeg2video -pix_fmt yuv422p -q:v 3 -g 12"},
-          {"d-interlaced.ts", "-f lavfi -i testsrc2=s=176x144:r=25:d=2 -c:v mpeg2video -flags +ilme+ildct -b:v 2M "
-                              "-maxrate 3M -bufsize 2M -g 12 -bf 2"},
+          {"d-interlaced.ts",
+           "-f lavfi -i testsrc2=s=176x144:r=25:d=2 -c:v mpeg2video -flags +ilme+ildct -b:v 2M "
+           "-maxrate 3M -bufsize 2M -g 12 -bf 2"},
           {"d-matrices.mpg",
            "-f lavfi -i testsrc2=s=176x144:r=24:d=2 -c:v mpeg2video -q:v 3 -g 12 -intra_matrix "
            "8,16,19,22,26,27,29,34,16,16,22,24,27,29,34,37,19,22,26,27,29,34,34,38,22,22,26,27,29,34,37,40,22,26,27,"

@@ -1,5 +1,5 @@
-// The streams that the parsers are compared with libavcodec on: what the media family has of their codecs, and clips with
-// headers that the family lacks.
+// The streams that the parsers are compared with libavcodec on: what the media family has of their codecs, and clips
+// with headers that the family lacks.
 #pragma once
 
 #include <string>

@@ -99,8 +99,7 @@ FilteredStream RunFilter(std::string const& name, StreamInspection const& stream
     result.extradata.assign(out.extradata, out.extradata + out.extradata_size);
     for (PacketInfo const& info : stream.packets) {
         Av::Packet const packet = MakeLibavPacket(info.data, info.key);
-        if (av_bsf_send_packet(filter.get(), packet.get()) < 0 ||
-            av_bsf_receive_packet(filter.get(), packet.get()) < 0)
+        if (av_bsf_send_packet(filter.get(), packet.get()) < 0 || av_bsf_receive_packet(filter.get(), packet.get()) < 0)
             TARSEL_THROW(std::runtime_error, name + " refuses a packet");
         result.packets.emplace_back(packet->data, packet->data + packet->size);
         std::size_t size = 0;
@@ -127,8 +126,7 @@ std::vector<TracedHeader> TraceHeaders(std::string const& codec, Bytes const& ex
     Filter const filter = OpenFilter("trace_headers", codec, extradata);
     for (Bytes const& data : packets) {
         Av::Packet const packet = MakeLibavPacket(data, true);
-        if (av_bsf_send_packet(filter.get(), packet.get()) < 0 ||
-            av_bsf_receive_packet(filter.get(), packet.get()) < 0)
+        if (av_bsf_send_packet(filter.get(), packet.get()) < 0 || av_bsf_receive_packet(filter.get(), packet.get()) < 0)
             TARSEL_THROW(std::runtime_error, "trace_headers refuses a packet of " + codec);
     }
     return ParseTrace(text);

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <glog/logging.h>
-
 #include <algorithm>
 #include <atomic>
 #include <cstring>

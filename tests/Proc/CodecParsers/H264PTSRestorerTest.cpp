@@ -276,6 +276,9 @@ TEST(PTSRestorerFill, TimesTooFarApartStopShortOfNoValue) {
     EXPECT_EQ(early[0].dts, LARGEST);
     EXPECT_EQ(early[1].dts, LARGEST);
     EXPECT_EQ(early[1].pts, LARGEST);
+    // Two frames of this duration make just the time that would read as none.
+    auto const exact = Restore({Slice(I, NO_VALUE, NO_VALUE / 2), Slice(B, NO_VALUE), Slice(P, 0)});
+    EXPECT_EQ(exact[1].dts, LARGEST);
 }
 
 // --- Failures --------------------------------------------------------------------------------------------------------

@@ -219,8 +219,8 @@ TEST(HeaderDescription, MoreEntriesThanTheLimitAreCounted) {
     sps.offset_for_ref_frame.assign(5000, 1);
     Core::Property const report = Describe(Video::CODEC_ID_H264, JoinAnnexB({BuildSPS(sps)}));
     Core::Property const& array = report.Children().at(0)["offset_for_ref_frame"];
-    EXPECT_EQ(array.Children().size(), 1025U);
-    EXPECT_EQ(array["left_out"].GetInt64(), 5000 - 1024);
+    EXPECT_EQ(array.Children().size(), 257U);
+    EXPECT_EQ(array["left_out"].GetInt64(), 5000 - 256);
 }
 
 TEST(HeaderDescription, MPEG2SequenceHeaderAndExtension) {

@@ -168,7 +168,9 @@ TEST(BitStreamMode, HeaderThatCannotBeConvertedIsRefusedWithItsText) {
                   MakeFilter(HEVC, MakeBlob({1, 2, 3}), ANNEX_B);
               }),
               "Not enougth data to determine HEVC NALU length size");
-    EXPECT_EQ(MessageOf<Exception>([] { MakeFilter(AAC, MakeBlob({0xFF, 0xF1}), RAW_AAC); }).empty(), false);
+    auto adts = AdtsHeader();
+    adts[2] = 0x7C;
+    EXPECT_EQ(MessageOf<Exception>([&] { MakeFilter(AAC, MakeBlob(adts), RAW_AAC); }), "Invalid frequency index");
 }
 
 // --- H.264 -----------------------------------------------------------------------------------------------------------

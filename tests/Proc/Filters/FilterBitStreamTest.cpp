@@ -181,9 +181,12 @@ iptr<HoldingStream> MakeHolding(iptr<IDataPacket> const& packet) {
     return source;
 }
 
-/// A key packet whose payload can't be had.
-class UnreadablePacket : public IDataPacket, public RefCounted {
+/// A key packet of a class of its own, which doesn't keep its key flag in the FFmpeg packet, and whose payload may be
+/// impossible to have.
+class ForeignPacket : public IDataPacket, public RefCounted {
   public:
+    ForeignPacket(PacketBytes const& payload, bool readable)
+        : inner(NumberedPacket(0, false, payload)), readable(readable) {}
     int64 GetDuration() const override { return inner->GetDuration(); }
     void SetDuration(int64 value) override { inner->SetDuration(value); }
     int64 GetTime() const override { return inner->GetTime(); }
@@ -198,14 +201,18 @@ class UnreadablePacket : public IDataPacket, public RefCounted {
     bool IsKeyFrame() const override { return true; }
     std::size_t GetSize() const override { return inner->GetSize(); }
     AVPacket* GetAVPacket() override { return inner->GetAVPacket(); }
-    iptr<IBlob> GetBlob() const override { TARSEL_THROW(Exception, "Can't create BlobFF"); }
+    iptr<IBlob> GetBlob() const override {
+        if (!readable) TARSEL_THROW(Exception, "Can't create BlobFF");
+        return inner->GetBlob();
+    }
     MediaType GetMediaType() const override { return inner->GetMediaType(); }
     iptr<Conf::IFormatCodec const> GetFormatCodec() const override { return nullptr; }
     void SetFormatCodec(iptr<Conf::IFormatCodec const> const&) override {}
-    iptr<IDataPacket> Clone(bool) const override { return MakeShared<UnreadablePacket>(); }
+    iptr<IDataPacket> Clone(bool) const override { return MakeShared<ForeignPacket>(GetBytes(inner), readable); }
 
   private:
-    iptr<IDataPacket> const inner = NumberedPacket(0, true, {0, 0, 0, 1, 0x65});
+    iptr<IDataPacket> const inner;
+    bool const readable;
 };
 
 TEST(FilterBitStream, BadPacketIsNullInMidStreamAndTheStreamGoesOn) {
@@ -231,7 +238,8 @@ TEST(FilterBitStream, BothKindsOfFailureDropAPacket) {
     EXPECT_EQ(lengths->Read(), nullptr);
     EXPECT_EQ(log.Count("Dropping bad packet."), 1U);
     // A payload that can't be had is one of the library's own.
-    auto const unreadable = MakeFilter(MakeHolding(MakeShared<UnreadablePacket>()), ANNEX_B);
+    auto const unreadable =
+        MakeFilter(MakeHolding(MakeShared<ForeignPacket>(PacketBytes{0, 0, 0, 1, 0x65}, false)), ANNEX_B);
     EXPECT_EQ(unreadable->Read(), nullptr);
     EXPECT_EQ(log.Count("Dropping bad packet."), 2U);
 }
@@ -255,6 +263,14 @@ TEST(FilterBitStream, KeyFlagTimesAndPositionStay) {
         EXPECT_EQ(packets[0]->GetAVPacket()->flags & 1, 1);
         EXPECT_EQ(packets[0]->GetSourcePosition(), 80);
     }
+}
+
+TEST(FilterBitStream, KeyPacketThatLostItsFlagInTheConversionGetsItBack) {
+    auto const packet = MakeShared<ForeignPacket>(JoinMP4({BuildSlice(5, 2)}, 4), true);
+    auto const converted = MakeFilter(MakeHolding(packet), ANNEX_B)->Read();
+    ASSERT_NE(converted, nullptr);
+    EXPECT_TRUE(converted->IsKeyFrame());
+    EXPECT_EQ(packet->GetAVPacket()->flags & 1, 0);
 }
 
 TEST(FilterBitStream, PacketThatOthersHoldIsNotChanged) {
