@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "contracts/Core/Exception.h"
 #include "host/cut/CutSession.h"
 #include "host/cut/HeaderReport.h"
 #include "host/cut/LosslessCheck.h"
@@ -41,14 +42,27 @@ ProbeReport::Stream Describe(MediaFile& file, StreamInfo const& info, CutSession
         stream.cutReason = "holds no packets";
         return stream;
     }
-    LosslessVerdict verdict = JudgeLossless(file, info);
-    stream.losslessPossible = verdict.possible;
-    stream.craPictures = verdict.craPictures;
-    stream.losslessReasons = std::move(verdict.reasons);
     CutTrack const& track = session.AddStream(info);
     stream.cutMode = CutModeName(track.mode);
     stream.cutReason = track.reason;
     return stream;
+}
+
+/// What needs packets to be read again. A damaged place that can't be read a second time is no reason to tell nothing.
+void DescribePackets(MediaFile& file, StreamInfo const& info, bool headers, ProbeReport::Stream& stream,
+                     std::vector<std::string>& warnings) {
+    try {
+        if (headers) stream.headers = ReadHeaders(file, info);
+        if (stream.packets == 0) return;
+        LosslessVerdict verdict = JudgeLossless(file, info);
+        stream.losslessPossible = verdict.possible;
+        stream.craPictures = verdict.craPictures;
+        stream.losslessReasons = std::move(verdict.reasons);
+    } catch (Core::IOException const& failure) {
+        stream.losslessPossible = false;
+        stream.losslessReasons.emplace_back(failure.what());
+        warnings.emplace_back(failure.what());
+    }
 }
 
 }  // namespace
@@ -63,15 +77,15 @@ ProbeReport Probe(std::string const& path, bool headers) {
     report.container = file->GetContainer();
     report.durationUs = file->GetDuration();
     report.withHeaders = headers;
+    report.warnings = file->GetWarnings();
     for (StreamInfo const& info : file->GetStreams()) {
         report.streams.push_back(Describe(*file, info, session));
-        if (headers) report.streams.back().headers = ReadHeaders(*file, info);
+        DescribePackets(*file, info, headers, report.streams.back(), report.warnings);
     }
     for (Host::Chapter const& chapter : file->GetChapters())
         report.chapters.push_back({chapter.begin, chapter.end, TextOf(chapter.metadata, "title")});
     for (Core::Property const& entry : file->GetMetadata().Children())
         report.metadata.emplace_back(entry.Name(), entry.HasScalar() ? entry.GetString() : std::string());
-    report.warnings = file->GetWarnings();
     return report;
 }
 

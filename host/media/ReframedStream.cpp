@@ -25,15 +25,20 @@ class SourceTap final : public Proc::IStreamRaw, public RefCounted {
 
     bool HasEnded() const { return ended; }
     int64 GetLastPosition() const { return lastPosition; }
+    /// Packets and ends that the source has given.
     u64 GetReadCount() const { return readCount; }
+    /// Whether the last read threw.
+    bool HasFailed() const { return failed; }
 
     void Initialize(Core::Property const& property) override { source->Initialize(property); }
     Core::Property GetSettings() override { return source->GetSettings(); }
     int64 GetDuration() const override { return source->GetDuration(); }
     int64 GetPosition() override { return source->GetPosition(); }
     iptr<Proc::IDataPacket> Read() override {
-        ++readCount;
+        failed = true;
         iptr<Proc::IDataPacket> packet = source->Read();
+        failed = false;
+        ++readCount;
         ended = !packet;
         lastPosition = packet ? packet->GetSourcePosition() : NO_VALUE;
         return packet;
@@ -58,6 +63,7 @@ class SourceTap final : public Proc::IStreamRaw, public RefCounted {
     iptr<Proc::IStreamRaw> const source;
     iptr<Conf::IFormatCodec const> const format;  // null for the source's own
     bool ended = false;
+    bool failed = false;
     int64 lastPosition = NO_VALUE;
     u64 readCount = 0;
 };
@@ -191,10 +197,22 @@ ReframedStream::ReframedStream(iptr<SourceTap> tap, iptr<Proc::IStreamRaw> filte
 
 ReframedStream::~ReframedStream() = default;
 
+/// Null also for a packet that the filter refuses: sound whose header leaves no payload.
+iptr<Proc::IDataPacket> ReframedStream::ReadFiltered() {
+    try {
+        return filter->Read();
+    } catch (Exception const&) {
+        if (tap->HasFailed()) throw;
+    } catch (std::logic_error const&) {
+        if (tap->HasFailed()) throw;
+    }
+    return nullptr;
+}
+
 iptr<Proc::IDataPacket> ReframedStream::Read() {
     for (;;) {
         u64 const readBefore = tap->GetReadCount();
-        iptr<Proc::IDataPacket> packet = filter->Read();
+        iptr<Proc::IDataPacket> packet = ReadFiltered();
         if (packet) {
             // A packet that was converted is a new one, and still the source's.
             int64 const from = tap->GetLastPosition();

@@ -57,6 +57,7 @@ class TARSEL_HOST_EXPORT ReframedStream : public Proc::IStreamRaw, public RefCou
 
   private:
     ReframedStream(iptr<SourceTap> tap, iptr<Proc::IStreamRaw> filter);
+    iptr<Proc::IDataPacket> ReadFiltered();
 
     iptr<SourceTap> const tap;
     iptr<Proc::IStreamRaw> const filter;

@@ -5,13 +5,16 @@
 #include "tests/media/CutClips.h"
 #include "tests/support/MediaFamily.h"
 #include "tests/support/Tarsel.h"
+#include "tests/support/TestMedia.h"
 
 namespace Tarsel::Test {
 namespace {
 
 using Json = nlohmann::json;
 using ::testing::AllOf;
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::Not;
 
 Json ProbeOf(std::string const& clip) {
     auto const result = RunTarsel({"probe", FamilyClip(clip), "--json"});
@@ -54,6 +57,98 @@ TEST(Probe, TellsWhyOpenGroupsAreCutOnKeyPicturesOnly) {
     auto const video = ProbeOf("h264-open.mp4").at("streams").at(0);
     EXPECT_EQ("gop", video.at("cut_mode"));
     EXPECT_THAT(video.at("cut_reason").get<std::string>(), HasSubstr("random access"));
+}
+
+Json LosslessOf(std::string const& path, std::size_t stream) {
+    auto const result = RunTarsel({"probe", path, "--json"});
+    EXPECT_EQ(0, result.exitCode) << result.errors;
+    return ParseOutput(result).at("streams").at(stream).at("lossless");
+}
+
+TEST(ProbeLossless, TimesInOrderSpeakForIt) {
+    for (char const* clip : {"h264-closed.mp4", "h264-closed.ts", "h264-closed.mkv", "hevc-closed.ts", "vp8.webm"})
+        for (std::size_t stream : {0U, 1U})
+            EXPECT_EQ(Json::parse(R"({"possible": true, "cra_pictures": false, "reasons": []})"),
+                      LosslessOf(FamilyClip(clip), stream))
+                << clip;
+}
+
+TEST(ProbeLossless, CraPicturesAreToldAndSpeakNotAgainstIt) {
+    for (char const* target : {"hevc-open.mkv", "hevc-open.ts"}) {
+        ScratchFolder const folder;
+        std::string path = FamilyClip("hevc-open.mkv");
+        if (std::string(target).ends_with(".ts")) {
+            path = folder / target;
+            ASSERT_EQ(0, RunTarsel({"remux", FamilyClip("hevc-open.mkv"), "-o", path}).exitCode);
+        }
+        auto const lossless = LosslessOf(path, 0);
+        EXPECT_EQ(true, lossless.at("possible")) << target;
+        EXPECT_EQ(true, lossless.at("cra_pictures")) << target;
+        EXPECT_EQ(Json::array({"Lossless cut impossible: hevc stream has CRA packets instead of IDR"}),
+                  lossless.at("reasons"))
+            << target;
+    }
+}
+
+TEST(ProbeLossless, TimesThatTheContainerLacksSpeakAgainstItThoughACutHasThem) {
+    ScratchFolder const folder;
+    ASSERT_EQ(0, RunTarsel({"remux", FamilyClip("h264-silent.mp4"), "-o", folder / "a.h264"}).exitCode);
+    auto const lossless = LosslessOf(folder / "a.h264", 0);
+    EXPECT_EQ(false, lossless.at("possible"));
+    EXPECT_EQ(Json::array({"Lossless impossible: too many sequental bad pts"}), lossless.at("reasons"));
+    EXPECT_EQ("recode", ParseOutput(RunTarsel({"probe", folder / "a.h264", "--json"}))["streams"][0]["cut_mode"]);
+}
+
+Json HeadersOf(std::string const& clip, std::size_t stream) {
+    auto const result = RunTarsel({"probe", FamilyClip(clip), "--json", "--headers"});
+    EXPECT_EQ(0, result.exitCode) << result.errors;
+    return ParseOutput(result).at("streams").at(stream).at("headers");
+}
+
+std::vector<std::string> Structures(Json const& headers) {
+    std::vector<std::string> names;
+    for (auto const& header : headers) names.push_back(header.at("structure"));
+    return names;
+}
+
+Json FieldsOf(Json const& headers, std::string const& structure) {
+    for (auto const& header : headers)
+        if (header.at("structure") == structure) return header.at("fields");
+    return nullptr;
+}
+
+TEST(ProbeHeaders, OfH264AreTheRecordsOfTheGlobalHeader) {
+    auto const headers = HeadersOf("h264-closed.mp4", 0);
+    EXPECT_THAT(Structures(headers), ElementsAre("avcC", "SPS", "PPS"));
+    EXPECT_EQ(3, FieldsOf(headers, "avcC").at("lengthSizeMinusOne"));
+    auto const sps = FieldsOf(headers, "SPS");
+    EXPECT_EQ(100, sps.at("profile_idc"));
+    EXPECT_EQ(160 / 16 - 1, sps.at("pic_width_in_mbs_minus1"));
+    EXPECT_EQ(50, sps.at("vui").at("time_scale"));
+    EXPECT_EQ(1, sps.at("vui").at("num_units_in_tick"));
+    EXPECT_EQ(0, FieldsOf(headers, "PPS").at("pic_parameter_set_id"));
+    EXPECT_THAT(Structures(HeadersOf("h264-closed.ts", 0)), ElementsAre("SPS", "PPS"));
+}
+
+TEST(ProbeHeaders, OfHevcAndAac) {
+    auto const headers = HeadersOf("hevc-closed.mp4", 0);
+    EXPECT_THAT(Structures(headers), ElementsAre("hvcC", "VPS", "SPS", "PPS"));
+    EXPECT_EQ(160, FieldsOf(headers, "SPS").at("pic_width_in_luma_samples"));
+    EXPECT_THAT(Structures(HeadersOf("hevc-closed.mp4", 1)), ElementsAre("AudioSpecificConfig"));
+    // Without a global header the first packet tells.
+    EXPECT_THAT(Structures(HeadersOf("hevc-closed.ts", 1)), ElementsAre("ADTS"));
+}
+
+TEST(ProbeHeaders, AreAnEmptyListForCodecsWithoutAParser) {
+    EXPECT_EQ(Json::array(), HeadersOf("vp8.webm", 0));
+}
+
+TEST(ProbeHeaders, AreToldOnlyWhenAskedFor) {
+    EXPECT_FALSE(ProbeOf("h264-closed.mp4").at("streams").at(0).contains("headers"));
+    auto const text = RunTarsel({"probe", FamilyClip("h264-closed.mp4"), "--headers"});
+    EXPECT_EQ(0, text.exitCode);
+    EXPECT_THAT(text.output, AllOf(HasSubstr("\n    SPS\n"), HasSubstr("\n      profile_idc: 100\n")));
+    EXPECT_THAT(RunTarsel({"probe", FamilyClip("h264-closed.mp4")}).output, Not(HasSubstr("profile_idc")));
 }
 
 class ProbeOfClip : public ::testing::TestWithParam<std::string> {};
@@ -121,7 +216,8 @@ TEST(Help, OfEveryCommandHasAnExample) {
         EXPECT_EQ(0, result.exitCode);
         EXPECT_THAT(result.output, AllOf(HasSubstr("xample"), HasSubstr(std::string("tarsel ") + command)));
     }
-    EXPECT_THAT(RunTarsel({"--help"}).output, AllOf(HasSubstr("cut"), HasSubstr("probe"), HasSubstr("filters")));
+    EXPECT_THAT(RunTarsel({"--help"}).output,
+                AllOf(HasSubstr("cut"), HasSubstr("remux"), HasSubstr("probe"), HasSubstr("filters")));
     EXPECT_EQ(0, RunTarsel({"--version"}).exitCode);
 }
 

@@ -198,6 +198,20 @@ TEST(RemuxOutput, EverythingBesideThePacketsGoesAlong) {
     EXPECT_EQ(before.metadata.at("title"), after.metadata.at("title"));
 }
 
+TEST(RemuxOutput, WhatAnEditListHidesStaysHiddenInMp4AndIsShownInATransportStream) {
+    ScratchFolder const folder;
+    auto const clip = MakeClip("edit.mp4", {"-ss", "1.2", "-i", Clip(), "-c", "copy", "-bitexact"});
+    Messages messages;
+    auto const shown = DecodePictures(clip, 0, messages).size();
+    auto const all = InspectFile(clip).streams[0].packets.size();
+    ASSERT_LT(shown, all);
+    for (auto const& [target, count] : {std::pair{"out.mp4", shown}, std::pair{"out.ts", all}}) {
+        auto const result = RunTarsel({"remux", clip, "-o", folder / target, "--verify"});
+        ASSERT_EQ(0, result.exitCode) << result.errors;
+        EXPECT_EQ(count, DecodePictures(folder / target, 0, messages).size()) << target;
+    }
+}
+
 TEST(RemuxOutput, RotationAndCoverGoAlong) {
     ScratchFolder const folder;
     auto const clip = FamilyClip("h264-rich.mp4");

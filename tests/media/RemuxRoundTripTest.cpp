@@ -238,6 +238,22 @@ TEST(RemuxInBandSets, ThatChangeInMidStreamStayWhereTheyAre) {
     }
 }
 
+TEST(RemuxInBandSets, OfARecordWithoutAnyComeThroughATransportStream) {
+    for (char const* name : {"h264-silent.mp4", "hevc-closed.mp4"}) {
+        SCOPED_TRACE(name);
+        ScratchFolder const folder;
+        auto const clip = FamilyClip(name);
+        MoveSetsIntoBand(clip, folder / "in.mp4");
+        ASSERT_NO_FATAL_FAILURE(Remux(folder / "in.mp4", folder / "a.ts"));
+        ASSERT_NO_FATAL_FAILURE(Remux(folder / "a.ts", folder / "b.mp4"));
+        ASSERT_NO_FATAL_FAILURE(Remux(folder / "b.mp4", folder / "c.mkv"));
+        for (char const* result : {"a.ts", "b.mp4", "c.mkv"}) {
+            SCOPED_TRACE(result);
+            ExpectSamePictures(clip, folder / result);
+        }
+    }
+}
+
 TEST(RemuxAdts, WithCheckSumsBecomesPlainFrames) {
     ScratchFolder const folder;
     auto const plain = FamilyClip("aac.aac");

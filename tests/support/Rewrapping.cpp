@@ -1,6 +1,7 @@
 #include "tests/support/Rewrapping.h"
 
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <stdexcept>
 
@@ -63,26 +64,29 @@ struct Output {
 
 }  // namespace
 
-void RewriteLengths(std::string const& from, std::string const& to, int size) {
+namespace {
+
+using ChangeHeader = std::function<void(AVCodecParameters&)>;
+using ChangePacket = std::function<std::string(AVPacket const&)>;
+
+/// Copies the first stream of an MP4.
+void Rewrap(std::string const& from, std::string const& to, ChangeHeader const& header, ChangePacket const& payload) {
     AVFormatContext* raw = nullptr;
     Check(avformat_open_input(&raw, from.c_str(), nullptr, nullptr), from);
     Av::Input const input(raw);
     Check(avformat_find_stream_info(raw, nullptr), from);
     AVStream const& source = *raw->streams[0];
-    AVCodecID const codec = source.codecpar->codec_id;
     Output const output(to);
     AVStream& stream = *avformat_new_stream(output.context, nullptr);
     Check(avcodec_parameters_copy(stream.codecpar, source.codecpar), "a copy of parameters");
     stream.time_base = source.time_base;
-    // lengthSizeMinusOne: ISO/IEC 14496-15, 5.3.3.1 and 8.3.3.1.
-    u8& sizeField = stream.codecpar->extradata[codec == AV_CODEC_ID_H264 ? 4 : 21];
-    sizeField = static_cast<u8>((sizeField & 0xFC) | (size - 1));
+    header(*stream.codecpar);
     Check(avformat_write_header(output.context, nullptr), to);
     Av::Packet const packet(av_packet_alloc());
     Av::Packet const changed(av_packet_alloc());
     while (av_read_frame(raw, packet.get()) >= 0) {
         if (packet->stream_index == 0) {
-            std::string const bytes = WithLengths(*packet, codec, size);
+            std::string const bytes = payload(*packet);
             Check(av_new_packet(changed.get(), static_cast<int>(bytes.size())), "a new packet");
             Check(av_packet_copy_props(changed.get(), packet.get()), "a copy of properties");
             bytes.copy(reinterpret_cast<char*>(changed->data), bytes.size());
@@ -93,6 +97,64 @@ void RewriteLengths(std::string const& from, std::string const& to, int size) {
         av_packet_unref(packet.get());
     }
     Check(av_write_trailer(output.context), to);
+}
+
+/// The parameter sets of a header record, each behind a length of 4 bytes; the record is left without them. ISO/IEC
+/// 14496-15, 5.3.3.1 and 8.3.3.1.
+std::string TakeSets(AVCodecParameters& parameters) {
+    u8* const record = parameters.extradata;
+    std::string sets;
+    int at = 0;
+    auto const take = [&](int count) {
+        for (int i = 0; i < count; i++) {
+            int const length = record[at] << 8 | record[at + 1];
+            sets += std::string(2, '\0') + std::string(reinterpret_cast<char*>(record + at), length + 2);
+            at += length + 2;
+        }
+    };
+    if (parameters.codec_id == AV_CODEC_ID_H264) {
+        at = 6;
+        take(record[5] & 31);
+        int const count = record[at++];
+        take(count);
+        record[5] = 0xE0;
+        record[6] = 0;
+        parameters.extradata_size = 7;
+        return sets;
+    }
+    int const arrays = record[22];
+    at = 23;
+    for (int i = 0; i < arrays; i++) {
+        int const count = record[at + 1] << 8 | record[at + 2];
+        at += 3;
+        take(count);
+    }
+    record[22] = 0;
+    parameters.extradata_size = 23;
+    return sets;
+}
+
+}  // namespace
+
+void RewriteLengths(std::string const& from, std::string const& to, int size) {
+    AVCodecID codec = AV_CODEC_ID_NONE;
+    auto const header = [&](AVCodecParameters& parameters) {
+        codec = parameters.codec_id;
+        // lengthSizeMinusOne: ISO/IEC 14496-15, 5.3.3.1 and 8.3.3.1.
+        u8& field = parameters.extradata[codec == AV_CODEC_ID_H264 ? 4 : 21];
+        field = static_cast<u8>((field & 0xFC) | (size - 1));
+    };
+    Rewrap(from, to, header, [&](AVPacket const& packet) { return WithLengths(packet, codec, size); });
+}
+
+void MoveSetsIntoBand(std::string const& from, std::string const& to) {
+    std::string sets;
+    Rewrap(
+        from, to, [&](AVCodecParameters& parameters) { sets = TakeSets(parameters); },
+        [&](AVPacket const& packet) {
+            std::string const bytes(reinterpret_cast<char const*>(packet.data), static_cast<std::size_t>(packet.size));
+            return (packet.flags & AV_PKT_FLAG_KEY) != 0 ? sets + bytes : bytes;
+        });
 }
 
 void AddAdtsCheckSums(std::string const& from, std::string const& to) {

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <set>
 
@@ -149,6 +150,34 @@ TEST(Copy, TransportStreamKeysOfOpenGroupsCarryTheirHeaders) {
         }
         EXPECT_EQ(keys, MediaFile::Open(TestMedia(clip))->GetIndex(0).GetKeyCount());
         RunFFmpeg({"-xerror", "-i", out, "-f", "null", "-"});
+    }
+}
+
+TEST(Copy, TransportStreamKeysBeginWithTheirDelimiterAndHoldEachSetOnce) {
+    ScratchFolder const folder;
+    std::string const clip =
+        MakeClip("delimited.mp4", {"-f", "lavfi", "-i", "testsrc2=s=160x120:r=25:d=3", "-c:v", "libx264", "-threads",
+                                   "1", "-preset", "veryfast", "-pix_fmt", "yuv420p", "-x264-params",
+                                   "keyint=25:scenecut=0:bframes=2:aud=1:repeat-headers=1", "-bitexact"});
+    for (char const* const target : {"a.ts", "a.h264"}) {
+        SCOPED_TRACE(target);
+        CopyFile(clip, folder / target);
+        iptr<MediaFile> const file = MediaFile::Open(folder / target);
+        iptr<Proc::IStreamRaw> const stream = file->OpenStream(0);
+        std::size_t keys = 0;
+        while (iptr<Proc::IDataPacket> const packet = stream->Read()) {
+            if (!packet->IsKeyFrame()) continue;
+            ++keys;
+            AVPacket const& raw = *packet->GetAVPacket();
+            std::vector<int> types;
+            for (int i = 0; i + 3 < raw.size; ++i)
+                if (raw.data[i] == 0 && raw.data[i + 1] == 0 && raw.data[i + 2] == 1)
+                    types.push_back(raw.data[i + 3] & 31);
+            ASSERT_FALSE(types.empty());
+            EXPECT_EQ(types.front(), 9);
+            for (int const type : {9, 7, 8}) EXPECT_EQ(std::count(types.begin(), types.end(), type), 1) << type;
+        }
+        EXPECT_EQ(keys, 3u);
     }
 }
 

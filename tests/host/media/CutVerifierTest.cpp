@@ -73,6 +73,13 @@ TEST(CutVerifier, CountsPackets) {
               "stream #0 (h264): 150 packets in the result, 149 were written");
 }
 
+TEST(CutVerifier, PicturesThatAnEditListHidesAreNotMissed) {
+    Noted noted(TestMedia("h264-edit.mp4"));
+    noted.Note(0);
+    noted.Note(1);
+    EXPECT_EQ(noted.Verdict(TestMedia("h264-edit.mp4")), "as written");
+}
+
 TEST(CutVerifier, MissesAStream) {
     Noted noted(TestMedia("h264.mp4"));
     noted.Note(0);

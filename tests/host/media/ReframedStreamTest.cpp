@@ -18,7 +18,8 @@ namespace {
 using Proc::SettingsFilterBitStream;
 using Test::TestMedia;
 
-/// A stream of a file with some packets made unreadable: their first length leads out of them.
+/// A stream of a file with some packets made unreadable: the first length of H.264 leads out of them, and of an ADTS
+/// frame the header alone is left. Another one may fail to be read at all.
 class Damaged final : public Proc::IStreamRaw, public RefCounted {
   public:
     Damaged(iptr<Proc::IStreamRaw> source, std::vector<int> broken)
@@ -29,8 +30,14 @@ class Damaged final : public Proc::IStreamRaw, public RefCounted {
     int64 GetPosition() override { return source->GetPosition(); }
     iptr<Proc::IDataPacket> Read() override {
         iptr<Proc::IDataPacket> packet = source->Read();
+        if (number == failing) TARSEL_THROW(Core::IOException, "the disk is gone");
         bool const damaged = std::find(broken.begin(), broken.end(), number++) != broken.end();
-        if (packet && damaged) packet->GetAVPacket()->data[0] = 0x7F;
+        if (!packet || !damaged) return packet;
+        AVPacket& raw = *packet->GetAVPacket();
+        if (GetMediaType() == MEDIA_TYPE_AUDIO)
+            av_shrink_packet(&raw, 7);
+        else
+            raw.data[0] = 0x7F;
         return packet;
     }
     void RequestSeek(int64 position, iptr<IRefCountable> context) override { source->RequestSeek(position, context); }
@@ -39,6 +46,7 @@ class Damaged final : public Proc::IStreamRaw, public RefCounted {
         number = 0;
     }
     bool FinishSeek() override { return true; }
+    int failing = -1;
     Core::Property GetStatistic() override { return source->GetStatistic(); }
     void SetEndOfStream() override { source->SetEndOfStream(); }
     bool IsEndOfStream() override { return source->IsEndOfStream(); }
@@ -125,6 +133,22 @@ TEST(ReframedStream, ReadsOnOverDroppedPacketsToTheRealEnd) {
     EXPECT_EQ(stream->Read(), nullptr);
     EXPECT_EQ(stream->GetDroppedCount(), 4u);
     EXPECT_EQ(packets[3]->GetSourcePosition(), file->GetIndex(0).GetRecords()[5].time);
+}
+
+TEST(ReframedStream, LeavesOutAdtsFramesWithoutAPayload) {
+    iptr<MediaFile> const file = MediaFile::Open(TestMedia("aac.aac"));
+    auto const stream = Reframe(*file, 0, "mp4", {5, 6});
+    EXPECT_EQ(ReadAll(*stream).size(), file->GetIndex(0).GetCount() - 2);
+    EXPECT_EQ(stream->GetDroppedCount(), 2u);
+}
+
+TEST(ReframedStream, AFailureOfTheSourceComesThrough) {
+    iptr<MediaFile> const file = MediaFile::Open(TestMedia("h264.mp4"));
+    auto const source = MakeShared<Damaged>(file->OpenStream(0), std::vector<int>{});
+    source->failing = 3;
+    auto const stream = ReframedStream::Create(source, *file, file->GetStreams()[0], "mpegts");
+    EXPECT_THROW(ReadAll(*stream), Core::IOException);
+    EXPECT_EQ(stream->GetDroppedCount(), 0u);
 }
 
 TEST(ReframedStream, CanBeSoughtAgainAfterItsEnd) {
