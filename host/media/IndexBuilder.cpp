@@ -7,6 +7,7 @@
 
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/Time.h"
+#include "host/media/JoinedTimes.h"
 #include "host/media/SliceOrder.h"
 #include "host/media/TimeFill.h"
 
@@ -46,6 +47,7 @@ IndexBuilder::~IndexBuilder() = default;
 void IndexBuilder::Run() {
     Prepare();
     ReadAll();
+    JoinTimes();
     for (Track& track : tracks) FillTimes(track);
     FindZero();
     for (Track& track : tracks) Convert(track);
@@ -154,6 +156,16 @@ void IndexBuilder::NoteOrder(Track& track, AVPacket const& packet) {
     }
     if (track.order) track.order->Add(packet);
     if (track.sliceOrder) track.sliceOrder->Add(packet, track.framing);
+}
+
+void IndexBuilder::JoinTimes() {
+    if ((reader.iformat->flags & AVFMT_TS_DISCONT) == 0) return;
+    std::vector<JoinedTrack> joined;
+    for (Track& track : tracks)
+        joined.push_back({&track.index.records, &track.ticks, track.timeBase, track.frameTicks});
+    std::size_t const count = MoveBehindJoints(joined);
+    if (count != 0)
+        Warn("its times jump back at " + std::to_string(count) + " places: what follows is moved behind what precedes");
 }
 
 void IndexBuilder::FillTimes(Track& track) {

@@ -55,6 +55,8 @@ class IndexBuilder {
     void Add(AVPacket const& packet);
     void NoteEnd(int code);
     static void NoteOrder(Track& track, AVPacket const& packet);
+    /// Times of joined recordings go on over the joints.
+    void JoinTimes();
     void FillTimes(Track& track);
     void FillTimesOfPictures(Track& track);
     void FindZero();
