@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 
+#include "contracts/Core/BitIO.h"
 #include "contracts/Core/Exception.h"
 #include "host/cut/CutErrors.h"
 #include "host/media/AudioDecoder.h"
@@ -56,6 +57,38 @@ class Digest {
     std::size_t size = 0;
 };
 
+/// Bytes of the program config element (ISO/IEC 14496-3, 4.4.1.1) that a frame of AAC begins with; 0 without one.
+std::size_t ProgramConfigSize(u8 const* data, std::size_t size) {
+    constexpr unsigned ID_PCE = 5;
+    if (size == 0 || data[0] >> 5 != ID_PCE) return 0;
+    try {
+        Core::DataBitInput bits(Core::DataInputMemory::Create(data, size));
+        bits.SkipBits(3 + 4 + 2 + 4);  // which one, profile, sample rate
+        u64 paired = 0;                // elements of five bits: front, side, back
+        for (int i = 0; i < 3; ++i) paired += bits.ReadBits(4);
+        u64 const effects = bits.ReadBits(2);
+        u64 const associated = bits.ReadBits(3);
+        u64 const coupled = bits.ReadBits(4);
+        for (unsigned const mixdown : {4U, 4U, 3U})
+            if (bits.ReadBits(1) != 0) bits.SkipBits(mixdown);
+        bits.SkipBits(5 * (paired + coupled) + 4 * (effects + associated));
+        bits.SkipBitsToNextByte();
+        bits.SkipBits(8 * bits.ReadBits(8));  // a comment
+        return static_cast<std::size_t>(bits.GetBitPosition() / 8);
+    } catch (Exception const&) {
+        return 0;
+    }
+}
+
+/// ADTS headers go, and a program config element that writers bring from the first frame into the global header.
+void AddAac(Digest& digest, u8 const* data, std::size_t size) {
+    std::size_t start = 0;
+    if (size > ADTS_HEADER && data[0] == 0xFF && (data[1] & 0xF6) == 0xF0)
+        start = std::min(size, ADTS_HEADER + ((data[1] & 1) ? 0 : ADTS_CRC));
+    start += ProgramConfigSize(data + start, size - start);
+    digest.Add(data + start, size - start);
+}
+
 /// Adds what counts of a payload. `format` tells the framing.
 void AddPayload(Digest& digest, std::string const& codec, Conf::IFormatCodec const& format, u8 const* data,
                 std::size_t size) {
@@ -74,11 +107,7 @@ void AddPayload(Digest& digest, std::string const& codec, Conf::IFormatCodec con
         }
         return;
     }
-    if (codec == "aac" && size > ADTS_HEADER && data[0] == 0xFF && (data[1] & 0xF6) == 0xF0) {
-        std::size_t const header = ADTS_HEADER + ((data[1] & 1) ? 0 : ADTS_CRC);
-        digest.Add(data + std::min(header, size), size - std::min(header, size));
-        return;
-    }
+    if (codec == "aac") return AddAac(digest, data, size);
     digest.Add(data, size);
 }
 
