@@ -15,6 +15,7 @@
 extern "C" {
 #include <libavcodec/codec_desc.h>
 #include <libavutil/dict.h>
+#include <libavutil/intreadwrite.h>
 #include <libavutil/opt.h>
 }
 
@@ -322,8 +323,8 @@ void MediaWriter::Begin() {
     int code = avio_open2(&context->pb, url.c_str(), AVIO_FLAG_WRITE, nullptr, &raw);
     av_dict_free(&raw);
     Check(code, "can't be written");
-    holding = IsAvi(*container) || IsMatroska(*container) || IsWebM(*container);
-    if (holding) context->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;
+    holding = IsAvi(*container) || IsMatroska(*container) || IsWebM(*container) || IsMov(*container);
+    if (holding && !IsMov(*container)) context->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;
     if (!holding) WriteHeader();
 }
 
@@ -455,9 +456,45 @@ int64 MediaWriter::StartOf(Slot const& slot, Proc::IDataPacket const& packet) {
     return HasValue(packet.GetDecodingTime()) ? packet.GetDecodingTime() : packet.GetTime();
 }
 
-void MediaWriter::SetStartShift() {
+/// By how much a stream begins ahead of time 0 with what is to be heard or seen. An encoder's priming isn't: what the
+/// source says to skip, and where it says nothing a packet of sound at most.
+int64 MediaWriter::LeadOf(Slot const& slot, Proc::IDataPacket& packet) {
+    AVCodecParameters const& parameters = *slot.stream->codecpar;
+    int64 lead = SubTime(0, packet.GetTime());
+    if (parameters.codec_type != AVMEDIA_TYPE_AUDIO || parameters.sample_rate <= 0) return lead;
+    std::size_t size = 0;
+    u8 const* const skip = av_packet_get_side_data(packet.GetAVPacket(), AV_PKT_DATA_SKIP_SAMPLES, &size);
+    if (skip && size >= 4) lead = SubTime(lead, ToMicroseconds(AV_RL32(skip), {1, parameters.sample_rate}));
+    // A microsecond for the rounding of either time.
+    return lead > AddTime(packet.GetDuration(), 1) ? lead : 0;
+}
+
+/// The writer of MP4 hides what lies ahead of time 0 behind an edit list. So everything begins later, in whole ticks
+/// of the pictures, unless the source hides pictures there as well.
+int64 MediaWriter::FindLead() const {
+    int64 lead = 0;
+    AVRational tick = MATROSKA_TICK;
     std::vector<char> seen(slots.size());
     for (auto const& [number, packet] : held) {
+        Slot const& slot = slots[static_cast<std::size_t>(number)];
+        bool const video = slot.stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
+        if (video) tick = slot.stream->time_base;
+        if ((packet->GetAVPacket()->flags & AV_PKT_FLAG_DISCARD) != 0) {
+            if (video) return 0;
+            continue;
+        }
+        // Only the first packet of sound says what is skipped.
+        bool const first = std::exchange(seen[static_cast<std::size_t>(number)], char{1}) == 0;
+        if ((first || video) && HasValue(packet->GetTime())) lead = std::max(lead, LeadOf(slot, *packet));
+    }
+    return ToMicroseconds(av_rescale_q_rnd(lead, MICROSECONDS, tick, AV_ROUND_UP), tick);
+}
+
+void MediaWriter::SetStartShift() {
+    std::vector<char> seen(slots.size());
+    if (IsMov(*container)) startShift = FindLead();
+    for (auto const& [number, packet] : held) {
+        if (IsMov(*container)) break;
         auto const slot = static_cast<std::size_t>(number);
         // Decoding times rise: only the first counts.
         if (IsAvi(*container) && std::exchange(seen[slot], char{1}) != 0) continue;

@@ -99,6 +99,8 @@ class TARSEL_HOST_EXPORT MediaWriter : public RefCounted {
     void ReleaseHeld();
     void CloseFirstGaps();
     static int64 StartOf(Slot const& slot, Proc::IDataPacket const& packet);
+    static int64 LeadOf(Slot const& slot, Proc::IDataPacket& packet);
+    int64 FindLead() const;
     void SetStartShift();
     void WarnOfLostOffsets();
     static void SnapToSamples(Slot& slot, AVPacket& raw);
@@ -120,8 +122,9 @@ class TARSEL_HOST_EXPORT MediaWriter : public RefCounted {
     PacketPtr scratch;
 
     // AVI's ticks are as long as packets: a start that its writer moves to 0 by itself tears holes. Matroska's writer
-    // moves all streams by what it adds to one stream's times anyhow, and leaves the chapters. So for these the first
-    // packets are held, and the header with them, until the earliest time is known.
+    // moves all streams by what it adds to one stream's times anyhow, and leaves the chapters. MP4's hides what lies
+    // ahead of time 0. So for these the first packets are held, and the header with them, until the earliest time is
+    // known.
     bool holding = false;
     std::vector<std::pair<int, iptr<Proc::IDataPacket>>> held;
     int64 startShift = 0;  // microseconds added to all times

@@ -212,6 +212,82 @@ TEST(RemuxOutput, WhatAnEditListHidesStaysHiddenInMp4AndIsShownInATransportStrea
     }
 }
 
+/// Sound from the start, pictures half a second later.
+std::string LatePictures(std::string const& extension) {
+    return MakeClip("late-pictures." + extension, {"-f",
+                                                   "lavfi",
+                                                   "-i",
+                                                   "testsrc2=s=96x64:r=25:d=1",
+                                                   "-f",
+                                                   "lavfi",
+                                                   "-i",
+                                                   "sine=sample_rate=48000:d=1.5",
+                                                   "-filter_complex",
+                                                   "[0:v]setpts=PTS+0.5/TB[v]",
+                                                   "-map",
+                                                   "[v]",
+                                                   "-map",
+                                                   "1:a",
+                                                   "-c:v",
+                                                   "libx264",
+                                                   "-preset",
+                                                   "ultrafast",
+                                                   "-g",
+                                                   "10",
+                                                   "-c:a",
+                                                   "aac",
+                                                   "-bitexact"});
+}
+
+TEST(RemuxOutput, SoundThatBeginsAheadOfThePicturesIsHeardInMp4) {
+    ScratchFolder const folder;
+    Messages messages;
+    for (char const* source : {"mkv", "ts"}) {
+        for (char const* target : {"out.mp4", "out.mov"}) {
+            auto const out = folder / target;
+            auto const result = RunTarsel({"remux", LatePictures(source), "-o", out, "--verify", "--force"});
+            ASSERT_EQ(0, result.exitCode) << result.errors;
+            auto const before = DecodeSound(LatePictures(source), 1, messages);
+            auto const after = DecodeSound(out, 1, messages);
+            // Matroska says what the encoder primed, and MP4 hides it.
+            EXPECT_GE(after.samples.size() + 1024, before.samples.size()) << source << target;
+            auto const pictures = DecodePictures(out, 0, messages);
+            ASSERT_EQ(25U, pictures.size()) << source << target;
+            EXPECT_NEAR(500000, static_cast<double>(pictures[0].time - after.start), 25000) << source << target;
+        }
+    }
+}
+
+TEST(RemuxOutput, PrimingOfSoundStaysHiddenInMp4) {
+    ScratchFolder const folder;
+    ASSERT_EQ(0, RunTarsel({"remux", Clip(), "-o", folder / "out.mp4"}).exitCode);
+    ASSERT_EQ(0, RunTarsel({"remux", Clip(), "-o", folder / "way.ts"}).exitCode);
+    ASSERT_EQ(0, RunTarsel({"remux", folder / "way.ts", "-o", folder / "back.mp4"}).exitCode);
+    auto const before = InspectFile(Clip());
+    for (char const* name : {"out.mp4", "back.mp4"}) {
+        auto const after = InspectFile(folder / name);
+        EXPECT_EQ(before.streams[0].packets[0].time, after.streams[0].packets[0].time) << name;
+        EXPECT_EQ(before.streams[1].packets[0].time, after.streams[1].packets[0].time) << name;
+    }
+}
+
+TEST(RemuxVerify, ChannelsThatAProgramConfigElementTellsAreNoMismatch) {
+    ScratchFolder const folder;
+    auto const clip =
+        MakeClip("aac-6.1.ts", {"-f", "lavfi", "-i", "sine=sample_rate=48000:d=1", "-af",
+                                "pan=6.1|c0=c0|c1=c0|c2=c0|c3=c0|c4=c0|c5=c0|c6=0.5*c0", "-c:a", "aac", "-bitexact"});
+    Messages messages;
+    auto const before = DecodeSound(clip, 0, messages);
+    ASSERT_EQ(7, before.channels);
+    for (char const* target : {"out.mp4", "out.mkv", "out.aac", "out.ts"}) {
+        auto const result = RunTarsel({"remux", clip, "-o", folder / target, "--verify"});
+        ASSERT_EQ(0, result.exitCode) << target << result.errors;
+        auto const after = DecodeSound(folder / target, 0, messages);
+        EXPECT_EQ(7, after.channels) << target;
+        EXPECT_EQ(before.samples, after.samples) << target;
+    }
+}
+
 TEST(RemuxOutput, RotationAndCoverGoAlong) {
     ScratchFolder const folder;
     auto const clip = FamilyClip("h264-rich.mp4");
