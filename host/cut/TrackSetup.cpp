@@ -1,5 +1,6 @@
 #include "host/cut/TrackSetup.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "contracts/Core/Exception.h"
@@ -35,6 +36,10 @@ std::vector<StreamChoice> ChooseStreams(MediaFile& file, std::string const& outp
         StreamChoice const choice{&info, reencode ? ChooseCodec(info, codecs) : std::string()};
         std::string reason = container ? WhyNotCarried(*container, info.kind, CodecOf(choice)) : std::string();
         if (reason.empty() && file.GetIndex(info.index).GetCount() == 0) reason = "it holds no packets";
+        bool const second = std::any_of(chosen.begin(), chosen.end(),
+                                        [&](StreamChoice const& other) { return other.info->kind == info.kind; });
+        if (reason.empty() && second && container && HoldsOneOfAKind(*container))
+            reason = std::string(container->name) + " can't carry a second stream of its kind";
         if (reason.empty())
             chosen.push_back(choice);
         else

@@ -60,6 +60,16 @@ bool AviKnows(StreamKind kind, AVCodecID codec) {
     return kind == StreamKind::Audio;
 }
 
+/// What these writers list among their codecs, and refuse once they write.
+bool RefusedByWriter(AVOutputFormat const& container, AVCodecID codec) {
+    static constexpr std::array<AVCodecID, 2> NOT_IN_FLV{AV_CODEC_ID_MPEG4, AV_CODEC_ID_H263};
+    static constexpr std::array<AVCodecID, 2> TRIAL_IN_MP4{AV_CODEC_ID_FLAC, AV_CODEC_ID_TRUEHD};
+    static constexpr std::array<AVCodecID, 3> ONLY_IN_MP4{AV_CODEC_ID_OPUS, AV_CODEC_ID_VP9, AV_CODEC_ID_AV1};
+    if (Named(container, "flv")) return OneOf(codec, NOT_IN_FLV);
+    if (!IsMov(container)) return false;
+    return OneOf(codec, TRIAL_IN_MP4) || (!Named(container, "mp4") && OneOf(codec, ONLY_IN_MP4));
+}
+
 bool HoldsAttachedPictures(AVOutputFormat const& container) {
     // MOV and 3GP have another place for metadata, in which the writer puts no pictures.
     bool const mp4 = Named(container, "mp4") || Named(container, "ipod");
@@ -85,6 +95,11 @@ bool IsMov(AVOutputFormat const& container) {
 }
 bool WantsAnnexB(AVOutputFormat const& container) {
     return IsTransportStream(container) || Named(container, "h264") || Named(container, "hevc");
+}
+
+bool HoldsOneOfAKind(AVOutputFormat const& container) {
+    static constexpr std::array<std::string_view, 7> SINGLE{"h264", "hevc", "adts", "flac", "mp3", "wav", "flv"};
+    return std::any_of(SINGLE.begin(), SINGLE.end(), [&](std::string_view name) { return Named(container, name); });
 }
 
 AVOutputFormat const* FindContainer(std::string const& path) {
@@ -125,6 +140,7 @@ std::string WhyNotCarried(AVOutputFormat const& container, StreamKind kind, AVCo
     if (kind == StreamKind::Data && !IsTransportStream(container)) return refusal;
     if (IsTransportStream(container)) return TransportStreamKnows(codec) ? "" : refusal;
     if (IsAvi(container) && !AviKnows(kind, codec)) return refusal;
+    if (RefusedByWriter(container, codec)) return refusal;
     int const known = avformat_query_codec(&container, codec, FF_COMPLIANCE_NORMAL);
     if (known == 1) return "";
     if (known == 0) return refusal;

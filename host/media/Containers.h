@@ -16,6 +16,8 @@ std::string WhyNotCarried(AVOutputFormat const& container, StreamKind kind, AVCo
 
 /// Whether units of H.264 and HEVC go into the container with start codes, headers in front of the keys.
 bool WantsAnnexB(AVOutputFormat const& container);
+/// Whether the container holds one stream of each kind at most.
+bool HoldsOneOfAKind(AVOutputFormat const& container);
 bool IsTransportStream(AVOutputFormat const& container);
 bool IsMatroska(AVOutputFormat const& container);
 /// WebM, which isn't counted as Matroska: it carries fewer codecs and no attachments.

@@ -271,6 +271,38 @@ TEST(RemuxOutput, PrimingOfSoundStaysHiddenInMp4) {
     }
 }
 
+TEST(RemuxOutput, WhatTheWriterRefusesIsLeftOutAndNamed) {
+    ScratchFolder const folder;
+    auto const clip = MakeClip("two-of-each.mkv", {"-f",      "lavfi",     "-i",       "testsrc2=s=96x64:r=25:d=1",
+                                                   "-f",      "lavfi",     "-i",       "sine=sample_rate=48000:d=1",
+                                                   "-map",    "0:v",       "-map",     "0:v",
+                                                   "-map",    "1:a",       "-map",     "1:a",
+                                                   "-map",    "1:a",       "-c:v",     "libx264",
+                                                   "-preset", "ultrafast", "-c:a",     "aac",
+                                                   "-c:a:2",  "flac",      "-bitexact"});
+    struct Case {
+        std::string target;
+        std::size_t streams;
+        std::vector<std::string> left;
+    };
+    for (auto const& [target, streams, left] : std::vector<Case>{
+             {"out.h264", 1, {"#1 (video, h264) is left out: h264 can't carry a second stream of its kind"}},
+             {"out.aac", 1, {"#3 (audio, aac) is left out: adts can't carry a second stream of its kind"}},
+             {"out.flv",
+              2,
+              {"#1 (video, h264) is left out: flv can't carry a second stream of its kind",
+               "#3 (audio, aac) is left out: flv can't carry a second stream of its kind",
+               "#4 (audio, flac) is left out: flv can't carry flac"}},
+             {"out.mov", 4, {"#4 (audio, flac) is left out: mov can't carry flac"}},
+             {"out.mp4", 4, {"#4 (audio, flac) is left out: mp4 can't carry flac"}},
+             {"out.mkv", 5, {}}}) {
+        auto const result = RunTarsel({"remux", clip, "-o", folder / target, "--verify"});
+        ASSERT_EQ(0, result.exitCode) << target << result.errors;
+        EXPECT_EQ(streams, InspectFile(folder / target).streams.size()) << target;
+        for (std::string const& warning : left) EXPECT_THAT(result.errors, HasSubstr(warning)) << target;
+    }
+}
+
 TEST(RemuxVerify, ChannelsThatAProgramConfigElementTellsAreNoMismatch) {
     ScratchFolder const folder;
     auto const clip =
