@@ -226,21 +226,41 @@ TEST(PTSRestorerFill, WithoutATimeBehindTheFirstKnownOneOfTheGroupIsTakenOn) {
     EXPECT_EQ(times[3].dts, 60 * MS);
 }
 
-TEST(PTSRestorerFill, AnAnchorWithoutATimeCountsAsNoTimeBehind) {
+TEST(PTSRestorerFill, AnAnchorWithoutATimeGetsTheOneThatItsForerunnersGive) {
     auto const times = Restore({Slice(I, 0), Slice(B, NO_VALUE), Slice(P, NO_VALUE), Slice(P, 200 * MS)});
     ASSERT_EQ(times.size(), 4U);
     EXPECT_EQ(times[0].dts, 40 * MS);
     EXPECT_EQ(times[1].dts, 0);
-    EXPECT_EQ(times[2].dts, 160 * MS);
+    EXPECT_EQ(times[2].dts, 80 * MS);
+    EXPECT_EQ(times[2].pts, 40 * MS);
     EXPECT_EQ(times[3].dts, 200 * MS);
 }
 
+TEST(PTSRestorerFill, OneKnownTimeIsCarriedOnThroughAllThatFollows) {
+    auto const times = Restore({Slice(I, 10 * MS), Slice(B, NO_VALUE), Slice(P, NO_VALUE), Slice(B, NO_VALUE),
+                                Slice(B, NO_VALUE), Slice(I, NO_VALUE), Slice(P, NO_VALUE)});
+    std::vector<int64> dts;
+    for (Times const& time : times) dts.push_back(time.dts / MS);
+    EXPECT_EQ(dts, (std::vector<int64>{50, 10, 130, 170, 90, 210, 250}));
+}
+
+TEST(PTSRestorerFill, ATimeIsNotCarriedOverAGroupWithoutADuration) {
+    auto const times = Restore({Slice(I, 0, NO_VALUE), Slice(P, NO_VALUE), Slice(P, 80 * MS)});
+    ASSERT_EQ(times.size(), 3U);
+    EXPECT_EQ(times[1].dts, 40 * MS);
+    EXPECT_EQ(times[2].dts, 80 * MS);
+}
+
 TEST(PTSRestorerFill, WithoutBSlicesAndTimesDurationsAloneSetTheTimes) {
-    auto const times = Restore({Slice(I, NO_VALUE), Slice(P, 40 * MS), Slice(P, NO_VALUE), Slice(P, 120 * MS)});
-    ASSERT_EQ(times.size(), 4U);
-    for (int i = 0; i < 4; ++i) {
-        EXPECT_EQ(times[static_cast<std::size_t>(i)].dts, i * 40 * MS);
-        EXPECT_EQ(times[static_cast<std::size_t>(i)].pts, (i - 1) * 40 * MS);
+    for (auto const& stream :
+         {std::vector{Slice(I, NO_VALUE), Slice(P, 40 * MS), Slice(P, NO_VALUE), Slice(P, 120 * MS)},
+          std::vector{Slice(I, 0), Slice(P, NO_VALUE), Slice(P, NO_VALUE), Slice(P, NO_VALUE)}}) {
+        auto const times = Restore(stream);
+        ASSERT_EQ(times.size(), 4U);
+        for (int i = 0; i < 4; ++i) {
+            EXPECT_EQ(times[static_cast<std::size_t>(i)].dts, i * 40 * MS);
+            EXPECT_EQ(times[static_cast<std::size_t>(i)].pts, (i - 1) * 40 * MS);
+        }
     }
 }
 
