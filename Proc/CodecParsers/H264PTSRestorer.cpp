@@ -27,8 +27,9 @@ void RequireRoom(std::list<RestoredPacket> const& list, std::size_t added, std::
     if (list.size() > maxEntries || added > maxEntries - list.size()) TARSEL_THROW(std::length_error, "list too long");
 }
 
-// Fills missing decoding times backwards from `nextDts`, that of the packet behind the group, one frame each.
-void FillDecodingTimes(std::list<RestoredPacket>& group, int64 nextDts) {
+// Fills missing decoding times backwards from `nextDts`, that of the packet behind the group, one frame each. Where the
+// packet has none it follows from the group. Returns it.
+int64 FillDecodingTimes(std::list<RestoredPacket>& group, int64 nextDts) {
     int64 const frame = group.front().packet->GetDuration();
     if (!HasValue(nextDts)) {
         std::size_t left = group.size();
@@ -45,6 +46,7 @@ void FillDecodingTimes(std::list<RestoredPacket>& group, int64 nextDts) {
         if (!HasValue(entry.dts)) entry.dts = SubTime(nextDts, Frames(frame, left));
         --left;
     }
+    return nextDts;
 }
 
 }  // namespace
@@ -55,10 +57,13 @@ H264PTSRestorer::H264PTSRestorer(bool lengthPrefixed, u32 nalLengthSize, std::si
 void H264PTSRestorer::AddPacket(iptr<IDataPacket> packet) {
     if (!packet && pending.empty()) return;
     i32 const type = packet ? GetSliceType(packet) : -1;
-    int64 const dts = packet ? packet->GetDecodingTime() : NO_VALUE;
     std::list<RestoredPacket> added;
-    if (packet) added.push_back({packet, packet->GetTime(), dts});
-    if (!pending.empty() && type != B_SLICE) CloseGroup(dts);
+    if (packet) added.push_back({packet, packet->GetTime(), packet->GetDecodingTime()});
+    if (!pending.empty() && type != B_SLICE) {
+        int64 const nextDts = CloseGroup(packet ? added.front().dts : NO_VALUE);
+        // Meant: the time that the group gave to the packet stays with it, so one known time is carried on.
+        if (packet) added.front().dts = nextDts;
+    }
     // Meant: without a limit below that of the list a stream of nothing but B slices is held to its end.
     RequireRoom(pending, added.size(), maxEntries);
     pending.splice(pending.end(), added);
@@ -80,15 +85,16 @@ i32 H264PTSRestorer::GetSliceType(iptr<IDataPacket> packet) const {
     return GetH264SliceInfo(std::move(packet), lengthPrefixed, static_cast<int>(nalLengthSize)).slice_type;
 }
 
-void H264PTSRestorer::CloseGroup(int64 nextDts) {
+int64 H264PTSRestorer::CloseGroup(int64 nextDts) {
     RequireRoom(ready, pending.size(), maxEntries);
     bool const anchored = GetSliceType(pending.front().packet) != B_SLICE;
     // From here on nothing throws.
-    FillDecodingTimes(pending, nextDts);
+    nextDts = FillDecodingTimes(pending, nextDts);
     if (anchored) pending.splice(pending.end(), pending, pending.begin());
     // Meant: each time is the decoding time less one duration, so times don't ascend: the anchor, last, has the lowest.
     for (RestoredPacket& entry : pending) entry.pts = SubTime(entry.dts, entry.packet->GetDuration());
     ready.splice(ready.end(), pending);
+    return nextDts;
 }
 
 std::unique_ptr<IPTSRestorer> CreateH264PTSRestorer(bool lengthPrefixed, u32 nalLengthSize) {

@@ -23,7 +23,9 @@ class H264PTSRestorer : public IPTSRestorer {
 
   private:
     i32 GetSliceType(iptr<IDataPacket> packet) const;
-    void CloseGroup(int64 nextDts);
+    /// Makes the group ready. `nextDts` is the decoding time of the packet behind it; returned as the group fills it
+    /// in.
+    int64 CloseGroup(int64 nextDts);
 
     bool lengthPrefixed;
     u32 nalLengthSize;

@@ -184,12 +184,13 @@ void DescribeAvcC(HeaderFields& out, u8 const* data, std::size_t size, NaluRange
         .Field("lengthSizeMinusOne", data[4] & 3)
         .Field("numOfSequenceParameterSets", spsCount)
         .Field("numOfPictureParameterSets", static_cast<int64>(ppsCount));
-    // The fields of the higher profiles, which many writers leave out. Without a PPS its count is the last byte read.
+    // The fields of all profiles but the first three, which many writers leave out. Without a PPS its count is the last
+    // byte read.
     std::size_t tail = 7;
     if (last) tail = static_cast<std::size_t>(last->data - data) + last->size + (ppsCount == 0 ? 1 : 0);
     constexpr std::size_t TAIL_SIZE = 4;
     u8 const profile = data[1];
-    if ((profile != 100 && profile != 110 && profile != 122 && profile != 144) || size - tail < TAIL_SIZE) return;
+    if (profile == 66 || profile == 77 || profile == 88 || size - tail < TAIL_SIZE) return;
     out.Field("chroma_format", data[tail] & 3)
         .Field("bit_depth_luma_minus8", data[tail + 1] & 7)
         .Field("bit_depth_chroma_minus8", data[tail + 2] & 7)

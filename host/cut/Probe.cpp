@@ -17,6 +17,25 @@ std::string TextOf(Core::Property const& property, std::string const& key) {
     return property.ChildExists(key) && property[key].HasScalar() ? property[key].GetString() : std::string();
 }
 
+/// A text out of the file as a part of one line: what would break the line or steer a terminal is written out.
+std::string OneLine(std::string const& text) {
+    constexpr char DIGITS[] = "0123456789abcdef";
+    std::string result;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        auto byte = static_cast<unsigned char>(text[i]);
+        // The second block of control characters has two bytes in UTF-8.
+        bool const second = byte == 0xC2 && i + 1 < text.size() && (text[i + 1] & 0xE0) == 0x80;
+        if (second) byte = static_cast<unsigned char>(text[++i]);
+        if (byte >= 0x20 && byte != 0x7F && !second)
+            result += static_cast<char>(byte);
+        else if (byte == '\n')
+            result += "\\n";
+        else
+            result += std::string("\\x") + DIGITS[byte >> 4] + DIGITS[byte & 15];
+    }
+    return result;
+}
+
 ProbeReport::Stream Describe(MediaFile& file, StreamInfo const& info, CutSession& session) {
     ProbeReport::Stream stream;
     stream.index = info.index;
@@ -127,23 +146,25 @@ std::string ProbeReport::ToJson() const {
 }
 
 std::string ProbeReport::ToText() const {
-    std::string text = input + ": " + container + ", " + ShortTime(durationUs) + "\n";
+    std::string text = OneLine(input) + ": " + container + ", " + ShortTime(durationUs) + "\n";
     for (Stream const& stream : streams) {
         text += "#" + std::to_string(stream.index) + " " + stream.kind + " " + stream.codec;
         if (!stream.profile.empty()) text += " (" + stream.profile + ")";
         if (!stream.framing.empty()) text += ", " + stream.framing + " framing";
-        text += ": " + std::to_string(stream.packets) + " packets from " + ShortTime(stream.startUs) + " for " +
-                ShortTime(stream.durationUs);
+        if (stream.packets != 0)
+            text += ": " + std::to_string(stream.packets) + " packets from " + ShortTime(stream.startUs) + " for " +
+                    ShortTime(stream.durationUs);
         if (stream.kind == "video" && HasValue(stream.meanGroupUs))
             text += ", " + std::to_string(stream.keyframesUs.size()) + " key pictures, " +
                     ShortTime(stream.meanGroupUs) + " apart";
         text += "\n    cut: " + stream.cutMode + ", " + stream.cutReason + "\n";
-        for (std::string const& reason : stream.losslessReasons) text += "    " + reason + "\n";
+        for (std::string const& reason : stream.losslessReasons) text += "    " + OneLine(reason) + "\n";
         text += HeadersToText(stream.headers, 4);
     }
     for (Chapter const& chapter : chapters)
-        text += "chapter " + ShortTime(chapter.beginUs) + " - " + ShortTime(chapter.endUs) + " " + chapter.title + "\n";
-    for (auto const& [key, value] : metadata) text += key + ": " + value + "\n";
+        text += "chapter " + ShortTime(chapter.beginUs) + " - " + ShortTime(chapter.endUs) + " " +
+                OneLine(chapter.title) + "\n";
+    for (auto const& [key, value] : metadata) text += OneLine(key) + ": " + OneLine(value) + "\n";
     return text;
 }
 

@@ -1,6 +1,10 @@
 // `tarsel probe`, `tarsel filters` and the help of every command.
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+
 #include "contracts/Core/Time.h"
 #include "tests/media/CutClips.h"
 #include "tests/support/MediaFamily.h"
@@ -97,6 +101,64 @@ TEST(ProbeLossless, TimesThatTheContainerLacksSpeakAgainstItThoughACutHasThem) {
     EXPECT_EQ(false, lossless.at("possible"));
     EXPECT_EQ(Json::array({"Lossless impossible: too many sequental bad pts"}), lossless.at("reasons"));
     EXPECT_EQ("recode", ParseOutput(RunTarsel({"probe", folder / "a.h264", "--json"}))["streams"][0]["cut_mode"]);
+}
+
+/// Calls `edit(stamp flags, first stamp)` for the header of each video PES packet of a transport stream (ISO/IEC
+/// 13818-1, 2.4.3.6): the flags say 2 for a presentation time, 3 for a decoding time behind it too, five bytes each.
+template <class Edit>
+void EditTimes(std::string const& from, std::string const& to, Edit edit) {
+    constexpr std::size_t TS_PACKET = 188;
+    std::ifstream in(from, std::ios::binary);
+    std::string bytes{std::istreambuf_iterator<char>(in), {}};
+    ASSERT_FALSE(bytes.empty());
+    for (std::size_t packet = 0; packet + TS_PACKET <= bytes.size(); packet += TS_PACKET) {
+        auto const at = [&](std::size_t offset) { return static_cast<unsigned char>(bytes[packet + offset]); };
+        if ((at(1) & 0x40) == 0) continue;
+        std::size_t const pes = 4 + ((at(3) & 0x20) != 0 ? 1U + at(4) : 0U);
+        if (pes + 19 > TS_PACKET || at(pes) != 0 || at(pes + 1) != 0 || at(pes + 2) != 1 || at(pes + 3) != 0xE0)
+            continue;
+        edit(bytes[packet + pes + 7], &bytes[packet + pes + 9]);
+    }
+    std::ofstream(to, std::ios::binary) << bytes;
+}
+
+TEST(ProbeLossless, TimesOfATransportStreamThatContradictEachOtherSpeakAgainstIt) {
+    constexpr char BOTH = '\xC0';
+    struct Contradiction {
+        int place;  // of the stamp that an old decoding time takes
+        int kind;   // what stands in its first byte
+        char const* finding;
+    };
+    for (auto const& broken : {Contradiction{0, 0x30, "Lossless impossible: dts > pts"},
+                               Contradiction{5, 0x10, "Lossless impossible: dts does not increase"}}) {
+        ScratchFolder const folder;
+        std::string oldTime;
+        int pictures = 0;
+        EditTimes(FamilyClip("h264-closed.ts"), folder / "edited.ts", [&](char flags, char* stamps) {
+            if ((flags & BOTH) != BOTH) return;
+            if (++pictures == 3) oldTime.assign(stamps + 5, 5);
+            if (pictures != 6) return;
+            std::copy(oldTime.begin(), oldTime.end(), stamps + broken.place);
+            stamps[broken.place] = static_cast<char>((stamps[broken.place] & 0x0F) | broken.kind);
+        });
+        ASSERT_GT(pictures, 6);
+        EXPECT_EQ(Json({{"possible", false}, {"cra_pictures", false}, {"reasons", {broken.finding}}}),
+                  LosslessOf(folder / "edited.ts", 0));
+    }
+}
+
+TEST(ProbeLossless, AFewMissingTimesOfATransportStreamAreToleratedAndManyInARowAreNot) {
+    ScratchFolder const folder;
+    for (int const missing : {16, 17}) {
+        int picture = 0;
+        EditTimes(FamilyClip("h264-closed.ts"), folder / "gaps.ts", [&](char& flags, char* stamps) {
+            ++picture;
+            if (picture <= 60 || picture > 60 + missing) return;
+            std::fill_n(stamps, (flags & 0x40) != 0 ? 10 : 5, '\xFF');
+            flags = static_cast<char>(flags & 0x3F);
+        });
+        EXPECT_EQ(missing == 16, LosslessOf(folder / "gaps.ts", 0).at("possible")) << missing;
+    }
 }
 
 Json HeadersOf(std::string const& clip, std::size_t stream) {

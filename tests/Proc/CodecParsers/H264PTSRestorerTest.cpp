@@ -2,11 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <limits>
 #include <ostream>
 #include <stdexcept>
 
 #include "contracts/Core/Exception.h"
+#include "tests/support/Draw.h"
 #include "tests/support/ExpectThrow.h"
 #include "tests/support/H264Builder.h"
 #include "tests/support/Packets.h"
@@ -226,21 +228,41 @@ TEST(PTSRestorerFill, WithoutATimeBehindTheFirstKnownOneOfTheGroupIsTakenOn) {
     EXPECT_EQ(times[3].dts, 60 * MS);
 }
 
-TEST(PTSRestorerFill, AnAnchorWithoutATimeCountsAsNoTimeBehind) {
+TEST(PTSRestorerFill, AnAnchorWithoutATimeGetsTheOneThatItsForerunnersGive) {
     auto const times = Restore({Slice(I, 0), Slice(B, NO_VALUE), Slice(P, NO_VALUE), Slice(P, 200 * MS)});
     ASSERT_EQ(times.size(), 4U);
     EXPECT_EQ(times[0].dts, 40 * MS);
     EXPECT_EQ(times[1].dts, 0);
-    EXPECT_EQ(times[2].dts, 160 * MS);
+    EXPECT_EQ(times[2].dts, 80 * MS);
+    EXPECT_EQ(times[2].pts, 40 * MS);
     EXPECT_EQ(times[3].dts, 200 * MS);
 }
 
+TEST(PTSRestorerFill, OneKnownTimeIsCarriedOnThroughAllThatFollows) {
+    auto const times = Restore({Slice(I, 10 * MS), Slice(B, NO_VALUE), Slice(P, NO_VALUE), Slice(B, NO_VALUE),
+                                Slice(B, NO_VALUE), Slice(I, NO_VALUE), Slice(P, NO_VALUE)});
+    std::vector<int64> dts;
+    for (Times const& time : times) dts.push_back(time.dts / MS);
+    EXPECT_EQ(dts, (std::vector<int64>{50, 10, 130, 170, 90, 210, 250}));
+}
+
+TEST(PTSRestorerFill, ATimeIsNotCarriedOverAGroupWithoutADuration) {
+    auto const times = Restore({Slice(I, 0, NO_VALUE), Slice(P, NO_VALUE), Slice(P, 80 * MS)});
+    ASSERT_EQ(times.size(), 3U);
+    EXPECT_EQ(times[1].dts, 40 * MS);
+    EXPECT_EQ(times[2].dts, 80 * MS);
+}
+
 TEST(PTSRestorerFill, WithoutBSlicesAndTimesDurationsAloneSetTheTimes) {
-    auto const times = Restore({Slice(I, NO_VALUE), Slice(P, 40 * MS), Slice(P, NO_VALUE), Slice(P, 120 * MS)});
-    ASSERT_EQ(times.size(), 4U);
-    for (int i = 0; i < 4; ++i) {
-        EXPECT_EQ(times[static_cast<std::size_t>(i)].dts, i * 40 * MS);
-        EXPECT_EQ(times[static_cast<std::size_t>(i)].pts, (i - 1) * 40 * MS);
+    for (auto const& stream :
+         {std::vector{Slice(I, NO_VALUE), Slice(P, 40 * MS), Slice(P, NO_VALUE), Slice(P, 120 * MS)},
+          std::vector{Slice(I, 0), Slice(P, NO_VALUE), Slice(P, NO_VALUE), Slice(P, NO_VALUE)}}) {
+        auto const times = Restore(stream);
+        ASSERT_EQ(times.size(), 4U);
+        for (int i = 0; i < 4; ++i) {
+            EXPECT_EQ(times[static_cast<std::size_t>(i)].dts, i * 40 * MS);
+            EXPECT_EQ(times[static_cast<std::size_t>(i)].pts, (i - 1) * 40 * MS);
+        }
     }
 }
 
@@ -279,6 +301,57 @@ TEST(PTSRestorerFill, TimesTooFarApartStopShortOfNoValue) {
     // Two frames of this duration make just the time that would read as none.
     auto const exact = Restore({Slice(I, NO_VALUE, NO_VALUE / 2), Slice(B, NO_VALUE), Slice(P, 0)});
     EXPECT_EQ(exact[1].dts, LARGEST);
+}
+
+// The same rules in their plainest form: each step on its own, on positions.
+class PlainModel {
+  public:
+    void Add(iptr<IDataPacket> const& packet, bool isB) {
+        int64 dts = packet ? packet->GetDecodingTime() : NO_VALUE;
+        if (!group.empty() && !isB) {
+            auto const count = static_cast<int64>(group.size());
+            int64 const frame = group[0].packet->GetDuration();
+            for (int64 p = 0; p < count && !HasValue(dts); ++p)
+                if (HasValue(At(p).dts)) dts = At(p).dts + (count - p) * frame;
+            for (int64 p = 0; p < count; ++p)
+                if (!HasValue(At(p).dts) && HasValue(dts)) At(p).dts = dts - (count - p) * frame;
+            if (!firstIsB) std::rotate(group.begin(), group.begin() + 1, group.end());
+            for (Times& entry : group)
+                entry.pts = HasValue(entry.dts) ? entry.dts - entry.packet->GetDuration() : NO_VALUE;
+            ready.insert(ready.end(), group.begin(), group.end());
+            group.clear();
+        }
+        if (!packet) return;
+        if (group.empty()) firstIsB = isB;
+        group.push_back({packet, packet->GetTime(), dts});
+    }
+
+    std::vector<Times> ready;
+
+  private:
+    Times& At(int64 position) { return group[static_cast<std::size_t>(position)]; }
+
+    std::vector<Times> group;
+    bool firstIsB = false;
+};
+
+TEST(PTSRestorerFill, AgreesWithAPlainModelOnRandomPackets) {
+    Draw draw(2024);
+    for (int round = 0; round < 300; ++round) {
+        H264PTSRestorer restorer(false, 0);
+        PlainModel model;
+        u32 const known = draw.Below(5);  // of 4 stamps
+        for (u32 i = draw.Below(30); i != 0; --i) {
+            u32 const type = draw.Below(3);
+            int64 const dts = draw.Below(4) < known ? draw.Below(1000) : NO_VALUE;
+            auto const packet = Slice(type, dts, draw.Below(100));
+            restorer.AddPacket(packet);
+            model.Add(packet, type == B);
+        }
+        restorer.AddPacket(nullptr);
+        model.Add(nullptr, false);
+        ASSERT_EQ(TakeReady(restorer), model.ready) << "round " << round;
+    }
 }
 
 // --- Failures --------------------------------------------------------------------------------------------------------

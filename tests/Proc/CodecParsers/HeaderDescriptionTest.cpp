@@ -186,6 +186,15 @@ TEST(HeaderDescription, TailOfAvccOfTheHigherProfiles) {
     EXPECT_EQ(withoutSets.Children().at(0)["chroma_format"].GetInt64(), 2);
 }
 
+TEST(HeaderDescription, TailOfAvccIsThereInAllProfilesButTheFirstThree) {
+    for (u8 const profile : {66, 77, 88, 44, 83, 100, 110, 118, 122, 128, 144, 244}) {
+        Core::Property const report =
+            Describe(Video::CODEC_ID_H264, {1, profile, 0, 30, 0xFF, 0xE0, 0, 0xFC | 3, 0xF8, 0xF8, 0});
+        EXPECT_EQ(report.Children().at(0).ChildExists("chroma_format"), profile != 66 && profile != 77 && profile != 88)
+            << int{profile};
+    }
+}
+
 TEST(HeaderDescription, BrokenAvccTellsWhyAndTheSetsInFrontOfTheDamage) {
     Bytes data = JoinAvcC({BuildSPS(MakeSPS())}, {BuildPPS(MakePPS())});
     data.pop_back();
