@@ -124,6 +124,14 @@ void FillFromFormat(AVStream& stream, Conf::IFormatCodec const& format) {
     }
 }
 
+/// Whether players turn or mirror the pictures.
+bool IsTurned(AVStream const& stream) {
+    static constexpr std::array<int32_t, 9> UPRIGHT{1 << 16, 0, 0, 0, 1 << 16, 0, 0, 0, 1 << 30};
+    std::size_t size = 0;
+    u8 const* const matrix = av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, &size);
+    return matrix && size >= sizeof UPRIGHT && std::memcmp(matrix, UPRIGHT.data(), sizeof UPRIGHT) != 0;
+}
+
 std::string FileNameFor(StreamInfo const& source) {
     Core::Property const& metadata = source.format->GetMetadata();
     if (metadata.ChildExists("filename")) return metadata["filename"].GetString();
@@ -202,6 +210,8 @@ int MediaWriter::AddStream(Conf::IFormatCodec const& format, StreamKind kind, St
     slot.stream = NewStream();
     slot.name = name;
     FillParameters(*slot.stream, format, kind);
+    if (!IsMov(*container) && IsTurned(*slot.stream))
+        warnings.push_back(path + ": " + name + " loses its rotation: " + container->name + " can't carry it");
     auto const* const native = dynamic_cast<NativeParameters const*>(format.GetNativeParameters().get());
     // Only what comes from a coarser tick than samples has lost its exact times.
     AVRational const sample{1, std::max(slot.stream->codecpar->sample_rate, 1)};

@@ -113,11 +113,15 @@ TEST(CutStreams, MetadataLanguagesAndRotationStay) {
     EXPECT_EQ("eng", cut.file.First(StreamKind::Subtitle)->metadata.at("language"));
 }
 
-TEST(CutStreams, RotationMovesToMatroska) {
-    Cut const cut("h264-rich.mp4", "mkv", {"--remove", "1-3"});
-    ASSERT_EQ(0, cut.result.exitCode) << cut.result.errors;
-    bool const told = !cut.Warnings().empty();
-    EXPECT_TRUE(cut.file.First(StreamKind::Video)->rotation != 0 || told);
+TEST(CutStreams, RotationThatAContainerCannotCarryIsNamedInAWarning) {
+    for (char const* target : {"mkv", "ts"}) {
+        Cut const cut("h264-rich.mp4", target, {"--remove", "1-3"});
+        ASSERT_EQ(0, cut.result.exitCode) << cut.result.errors;
+        EXPECT_EQ(0, cut.file.First(StreamKind::Video)->rotation) << target;
+        EXPECT_THAT(cut.Warnings(), Contains(HasSubstr("loses its rotation"))) << target;
+    }
+    Cut const kept("h264-rich.mp4", "mp4", {"--remove", "1-3"});
+    EXPECT_THAT(kept.Warnings(), Not(Contains(HasSubstr("rotation"))));
 }
 
 TEST(CutStreams, WhatAContainerCannotCarryIsNamedInAWarning) {
