@@ -132,6 +132,17 @@ bool IsTurned(AVStream const& stream) {
     return matrix && size >= sizeof UPRIGHT && std::memcmp(matrix, UPRIGHT.data(), sizeof UPRIGHT) != 0;
 }
 
+/// Ticks per second in which MP4 tells by how much a track begins later: whole samples, where there is sound.
+int ChooseMovieScale(AVFormatContext const& output) {
+    constexpr int FINE = 48000;
+    for (unsigned i = 0; i < output.nb_streams; ++i) {
+        AVCodecParameters const& parameters = *output.streams[i]->codecpar;
+        int const rate = parameters.codec_type == AVMEDIA_TYPE_AUDIO ? parameters.sample_rate : 0;
+        if (rate > 0 && rate <= 4 * FINE) return rate * ((FINE + rate - 1) / rate);
+    }
+    return FINE;
+}
+
 std::string FileNameFor(StreamInfo const& source) {
     Core::Property const& metadata = source.format->GetMetadata();
     if (metadata.ChildExists("filename")) return metadata["filename"].GetString();
@@ -352,6 +363,8 @@ void MediaWriter::WriteHeader() {
     if (IsTransportStream(*container) && clocked) av_dict_set(&raw, "mpegts_m2ts_mode", "1", 0);
     // Several packets of sound in one unit would share one time, and lose theirs where the sound has a seam.
     if (IsTransportStream(*container)) av_dict_set(&raw, "pes_payload_size", "0", 0);
+    // In milliseconds, the writer's own choice, each copy would bring a later start forward by up to one.
+    if (IsMov(*container)) av_dict_set_int(&raw, "movie_timescale", ChooseMovieScale(*context), 0);
     int const code = avformat_write_header(context.get(), &raw);
     av_dict_free(&raw);
     Check(code, "its header can't be written");
