@@ -1,6 +1,7 @@
 // What a person types at `tarsel remux`, and what the program answers.
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
@@ -255,6 +256,25 @@ TEST(RemuxOutput, SoundThatBeginsAheadOfThePicturesIsHeardInMp4) {
             ASSERT_EQ(25U, pictures.size()) << source << target;
             EXPECT_NEAR(500000, static_cast<double>(pictures[0].time - after.start), 25000) << source << target;
         }
+    }
+}
+
+TEST(RemuxOutput, ALaterStartStaysToTheSampleFromMp4ToMov) {
+    ScratchFolder const folder;
+    auto const clip = MakeClip("late-sound.ts", {"-f", "lavfi", "-i", "testsrc2=s=96x64:r=25:d=2", "-itsoffset",
+                                                 "0.7137", "-f", "lavfi", "-i", "sine=sample_rate=44100:d=1", "-c:v",
+                                                 "libx264", "-preset", "ultrafast", "-c:a", "aac", "-bitexact"});
+    auto const offset = [](std::string const& path) {
+        auto const file = InspectFile(path);
+        int64 first = file.streams[0].packets[0].time;
+        for (PacketInfo const& packet : file.streams[0].packets) first = std::min(first, packet.time);
+        return static_cast<double>(file.streams[1].packets[0].time - first);
+    };
+    std::string from = clip;
+    for (char const* target : {"a.mp4", "b.mov", "c.mp4"}) {
+        ASSERT_EQ(0, RunTarsel({"remux", from, "-o", folder / target}).exitCode) << target;
+        from = folder / target;
+        EXPECT_NEAR(offset(clip), offset(from), 1000000.0 / 44100) << target;
     }
 }
 
