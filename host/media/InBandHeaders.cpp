@@ -12,20 +12,6 @@ namespace Tarsel::Host {
 
 namespace {
 
-bool IsNalCodec(AVCodecID codec) {
-    return codec == AV_CODEC_ID_H264 || codec == AV_CODEC_ID_HEVC;
-}
-
-int UnitType(AVCodecID codec, u8 first) {
-    return codec == AV_CODEC_ID_H264 ? first & 31 : (first >> 1) & 63;
-}
-
-/// Parameter sets: H.264 table 7-1 types 7, 8, 13 and 15; HEVC table 7-1 types 32 to 34.
-bool IsParameterSet(AVCodecID codec, int type) {
-    if (codec == AV_CODEC_ID_H264) return type == 7 || type == 8 || type == 13 || type == 15;
-    return type >= 32 && type <= 34;
-}
-
 bool IsSlice(AVCodecID codec, int type) {
     return codec == AV_CODEC_ID_H264 ? type >= 1 && type <= 5 : type <= 31;
 }
@@ -70,7 +56,7 @@ std::vector<HeadUnit> SplitHead(AVCodecID codec, AVPacket const& packet) {
     NalWalker walker(packet.data, static_cast<std::size_t>(std::max(packet.size, 0)), {0});
     while (walker.Next()) {
         auto const at = static_cast<std::size_t>(walker.GetData() - packet.data);
-        int const type = UnitType(codec, walker.GetData()[0]);
+        int const type = NalUnitType(codec, walker.GetData()[0]);
         // The first zero of a long start code belongs to the unit behind it.
         std::size_t const begin = at >= 4 && packet.data[at - 4] == 0 ? at - 4 : at - 3;
         if (units.empty() && begin != 0) break;

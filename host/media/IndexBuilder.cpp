@@ -25,10 +25,6 @@ constexpr int MAX_BAD_READS = 16;
 /// Packets behind which a stream without a single missing presentation time counts as one that has them all.
 constexpr std::size_t ENOUGH_TIMES = 16;
 
-bool IsNalCodec(AVCodecID codec) {
-    return codec == AV_CODEC_ID_H264 || codec == AV_CODEC_ID_HEVC;
-}
-
 /// Whether the container stores no presentation times, so that the pictures' own order is asked.
 bool LacksPresentationTimes(AVInputFormat const& format) {
     std::string_view const name = format.name;

@@ -66,7 +66,7 @@ bool HasRecoveryPoint(u8 const* unit, std::size_t size, std::size_t headerSize) 
 RandomAccess ClassifyH264(NalWalker walker) {
     bool recovery = false;
     while (walker.Next()) {
-        int const type = walker.GetData()[0] & 31;
+        int const type = NalUnitType(AV_CODEC_ID_H264, walker.GetData()[0]);
         if (type == H264_IDR) return RandomAccess::Idr;
         if (type == H264_SEI) recovery |= HasRecoveryPoint(walker.GetData(), walker.GetSize(), 1);
         if (type == H264_SLICE || type == H264_PARTITION_A) {
@@ -80,7 +80,7 @@ RandomAccess ClassifyH264(NalWalker walker) {
 RandomAccess ClassifyHevc(NalWalker walker) {
     bool recovery = false;
     while (walker.Next()) {
-        int const type = (walker.GetData()[0] >> 1) & 63;
+        int const type = NalUnitType(AV_CODEC_ID_HEVC, walker.GetData()[0]);
         if (type >= HEVC_IDR_FIRST && type <= HEVC_IDR_LAST) return RandomAccess::Idr;
         if (type >= HEVC_BLA_FIRST && type <= HEVC_IRAP_LAST) return RandomAccess::Entry;
         if (type == HEVC_SEI_PREFIX) recovery |= HasRecoveryPoint(walker.GetData(), walker.GetSize(), 2);
@@ -109,6 +109,19 @@ bool IsIntraH263(u8 const* data, std::size_t size) {
 }
 
 }  // namespace
+
+bool IsNalCodec(AVCodecID codec) {
+    return codec == AV_CODEC_ID_H264 || codec == AV_CODEC_ID_HEVC;
+}
+
+int NalUnitType(AVCodecID codec, u8 first) {
+    return codec == AV_CODEC_ID_H264 ? first & 31 : (first >> 1) & 63;
+}
+
+bool IsParameterSet(AVCodecID codec, int type) {
+    if (codec == AV_CODEC_ID_H264) return type == 7 || type == 8 || type == 13 || type == 15;
+    return type >= 32 && type <= 34;
+}
 
 NalFraming FramingOf(AVCodecID codec, u8 const* extradata, std::size_t size) {
     if (codec == AV_CODEC_ID_H264 && size >= 7 && extradata[0] == 1) return {(extradata[4] & 3) + 1};

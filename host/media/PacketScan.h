@@ -21,6 +21,14 @@ struct NalFraming {
 /// (8.3.3.1), start codes (H.264 and HEVC, annex B) for any other or none.
 NalFraming FramingOf(AVCodecID codec, u8 const* extradata, std::size_t size);
 
+/// Whether the codec's packets are made of NAL units: H.264 and HEVC.
+bool IsNalCodec(AVCodecID codec);
+/// nal_unit_type of a unit with this first byte (H.264, 7.3.1; HEVC, 7.3.1.2).
+int NalUnitType(AVCodecID codec, u8 first);
+/// Whether units of the type are parameter sets, their extensions and subsets included: H.264 types 7, 8, 13 and 15
+/// (table 7-1), HEVC types 32 to 34 (table 7-1).
+bool IsParameterSet(AVCodecID codec, int type);
+
 /// Walks over the units of a packet without copying them; a length that leads out of the packet ends the walk.
 class NalWalker {
   public:

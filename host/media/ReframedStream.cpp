@@ -98,18 +98,12 @@ iptr<IBlob> FindAdtsHeader(IBlob const& payload) {
     return Proc::BlobFF::Create(data, (data[1] & 1) != 0 ? HEADER : HEADER_WITH_CRC);
 }
 
-/// Whether a unit is a parameter set: H.264 table 7-1 types 7, 8 and 13, HEVC table 7-1 types 32 to 34.
-bool IsParameterSet(AVCodecID codec, u8 first) {
-    int const type = codec == AV_CODEC_ID_H264 ? first & 31 : (first >> 1) & 63;
-    return codec == AV_CODEC_ID_H264 ? type == 7 || type == 8 || type == 13 : type >= 32 && type <= 34;
-}
-
 /// The parameter sets of an Annex B packet as a global header; null when it has none.
 iptr<IBlob> FindParameterSets(AVCodecID codec, IBlob const& payload) {
     std::string header;
     NalWalker walker(payload.GetData(), payload.GetSize(), {0});
     while (walker.Next()) {
-        if (!IsParameterSet(codec, walker.GetData()[0])) continue;
+        if (!IsParameterSet(codec, NalUnitType(codec, walker.GetData()[0]))) continue;
         std::size_t size = walker.GetSize();
         // Zero bytes behind a unit belong to the next start code.
         while (size > 1 && walker.GetData()[size - 1] == 0) --size;
