@@ -63,11 +63,10 @@ bool AviKnows(StreamKind kind, AVCodecID codec) {
 /// What these writers list among their codecs, and refuse once they write.
 bool RefusedByWriter(AVOutputFormat const& container, AVCodecID codec) {
     static constexpr std::array<AVCodecID, 2> NOT_IN_FLV{AV_CODEC_ID_MPEG4, AV_CODEC_ID_H263};
-    static constexpr std::array<AVCodecID, 2> TRIAL_IN_MP4{AV_CODEC_ID_FLAC, AV_CODEC_ID_TRUEHD};
-    static constexpr std::array<AVCodecID, 3> ONLY_IN_MP4{AV_CODEC_ID_OPUS, AV_CODEC_ID_VP9, AV_CODEC_ID_AV1};
+    static constexpr std::array<AVCodecID, 5> ONLY_IN_MP4{AV_CODEC_ID_OPUS, AV_CODEC_ID_VP9, AV_CODEC_ID_AV1,
+                                                          AV_CODEC_ID_FLAC, AV_CODEC_ID_TRUEHD};
     if (Named(container, "flv")) return OneOf(codec, NOT_IN_FLV);
-    if (!IsMov(container)) return false;
-    return OneOf(codec, TRIAL_IN_MP4) || (!Named(container, "mp4") && OneOf(codec, ONLY_IN_MP4));
+    return IsMov(container) && !Named(container, "mp4") && OneOf(codec, ONLY_IN_MP4);
 }
 
 bool HoldsAttachedPictures(AVOutputFormat const& container) {

@@ -338,6 +338,8 @@ void MediaWriter::Begin() {
     if (slots.empty()) Fail("there is no stream to write");
     begun = true;
     context->max_delay = CLOCK_LEAD;
+    // FLAC and TrueHD in MP4 are standards by now; the writer still asks whether one is sure.
+    context->strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL;
     AVDictionary* raw = nullptr;
     av_dict_set(&raw, "blocksize", WRITE_BLOCK, 0);
     std::string const url = "file:" + file.GetPartialPath();
