@@ -49,6 +49,17 @@ RemuxReport::Stream Describe(CutTrack const& track, MediaWriter const& writer) {
     return stream;
 }
 
+/// Fails when not one packet has gone out: a result of empty streams is no result.
+void RequirePackets(std::vector<CutTrack> const& tracks, std::string const& input) {
+    for (CutTrack const& track : tracks)
+        if (track.copied != 0) return;
+    std::vector<std::string> reasons;
+    WarnOfBrokenFraming(tracks, reasons);
+    std::string what = input + ": nothing can go into the result";
+    for (std::string const& reason : reasons) what += "; " + reason;
+    TARSEL_THROW(Proc::ProcException, what);
+}
+
 void CopyPackets(std::vector<CutTrack>& tracks, MediaWriter& writer, CutVerifier* verifier, int64 total,
                  ProgressCallback const& progress) {
     StepReader reader(tracks.size(), [&](std::size_t number) { return tracks[number].stream->Read(); });
@@ -81,6 +92,7 @@ RemuxReport RunRemux(RemuxRequest const& request, ProgressCallback const& progre
     FillWriter(*writer, *file, tracks, file->GetChapters());
     CutVerifier verifier;
     CopyPackets(tracks, *writer, request.verify ? &verifier : nullptr, file->GetDuration(), progress);
+    RequirePackets(tracks, request.input);
     writer->Close();
     if (request.verify) {
         verifier.Check(writer->GetPartialPath(), tracks, progress);

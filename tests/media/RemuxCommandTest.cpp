@@ -182,6 +182,24 @@ TEST(RemuxOutput, PacketsWithBrokenFramingAreLeftOutAndCounted) {
     EXPECT_EQ(source.streams[0].packets.size() - 3, InspectFile(folder / "out.ts").streams[0].packets.size());
 }
 
+TEST(RemuxExit, AStreamOfNothingButBrokenPacketsFailsAndLeavesNothing) {
+    ScratchFolder const folder;
+    std::string bytes = ReadWholeFile(FamilyClip("h264-silent.mp4"));
+    std::size_t const box = bytes.find("mdat");
+    ASSERT_NE(std::string::npos, box);
+    u64 size = 0;
+    for (std::size_t i = box - 4; i < box; ++i) size = size << 8 | static_cast<unsigned char>(bytes[i]);
+    ASSERT_GT(size, 8U);
+    ASSERT_LE(box - 4 + size, bytes.size());
+    // Units of length 0, all of them.
+    std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(box) + 4, size - 8, '\0');
+    std::ofstream(folder / "in.mp4", std::ios::binary) << bytes;
+    auto const result = RunTarsel({"remux", folder / "in.mp4", "-o", folder / "out.ts"});
+    EXPECT_EQ(1, result.exitCode);
+    EXPECT_THAT(result.errors, AllOf(HasSubstr("nothing can go into the result"), HasSubstr("broken framing")));
+    EXPECT_THAT(folder.List(), ElementsAre("in.mp4"));
+}
+
 TEST(RemuxOutput, EverythingBesideThePacketsGoesAlong) {
     ScratchFolder const folder;
     auto const out = folder / "out.mkv";
