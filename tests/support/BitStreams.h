@@ -22,6 +22,12 @@ inline constexpr auto HEVC = Conf::IFormatCodecVideo::CODEC_ID_H265;
 inline constexpr auto AAC = Conf::IFormatCodecAudio::CODEC_ID_AAC;
 inline constexpr auto AAC_LATM = Conf::IFormatCodecAudio::CODEC_ID_AAC_LATM;
 
+inline constexpr auto ANNEX_B = Proc::SettingsFilterBitStream::ANNEX_B;
+inline constexpr auto MP4 = Proc::SettingsFilterBitStream::MP4;
+inline constexpr auto RAW_AAC = Proc::SettingsFilterBitStream::RAW_AAC;
+inline constexpr auto ADTS = Proc::SettingsFilterBitStream::ADTS;
+inline constexpr auto ANY = Proc::SettingsFilterBitStream::ANY;
+
 /// A source of packets; `extradata` may be null.
 inline iptr<ScriptedRaw> MakeRaw(char const* codecId, iptr<IBlob> const& extradata,
                                  std::vector<ScriptedRaw::Step> const& steps = {}) {

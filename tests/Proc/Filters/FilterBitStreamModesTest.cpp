@@ -30,11 +30,6 @@ using TestSupport::JoinMP4;
 using TestSupport::MakeBlob;
 
 using Needed = SettingsFilterBitStream::StreamFormat;
-constexpr auto ANNEX_B = SettingsFilterBitStream::ANNEX_B;
-constexpr auto MP4 = SettingsFilterBitStream::MP4;
-constexpr auto RAW_AAC = SettingsFilterBitStream::RAW_AAC;
-constexpr auto ADTS = SettingsFilterBitStream::ADTS;
-constexpr auto ANY = SettingsFilterBitStream::ANY;
 
 constexpr char NO_AAC_HEADER[] =
     "AAC has no extradata, can't setup FilterBitStream correctly, output can be undecodable";

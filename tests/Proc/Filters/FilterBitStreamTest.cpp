@@ -24,12 +24,6 @@ using TestSupport::JoinAnnexB;
 using TestSupport::JoinMP4;
 using TestSupport::MakeBlob;
 
-constexpr auto ANNEX_B = SettingsFilterBitStream::ANNEX_B;
-constexpr auto MP4 = SettingsFilterBitStream::MP4;
-constexpr auto RAW_AAC = SettingsFilterBitStream::RAW_AAC;
-constexpr auto ADTS = SettingsFilterBitStream::ADTS;
-constexpr auto ANY = SettingsFilterBitStream::ANY;
-
 class OtherSettings : public Settings {
   public:
     std::string const& GetClassId() const override {
