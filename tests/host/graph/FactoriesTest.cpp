@@ -7,6 +7,7 @@
 #include <typeinfo>
 
 #include "contracts/Core/Exception.h"
+#include "contracts/Proc/IEffect.h"
 #include "contracts/Proc/ImplNames.h"
 #include "contracts/Proc/SettingsStreamMetadataUpdater.h"
 #include "tests/support/Builders.h"
@@ -15,7 +16,6 @@
 
 // What the host's factories give is known to them by name only so far; a caller needs the classes whole.
 namespace Tarsel::Proc {
-class IEffect : public virtual IRefCountable {};
 class IEffectImageBlender : public virtual IRefCountable {};
 class IAudioFormatter : public virtual IRefCountable {};
 class IOverlayStream : public virtual IStreamVideo {};
