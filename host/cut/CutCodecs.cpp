@@ -26,7 +26,7 @@ std::string FindRefusal(StreamInfo const& info, StreamIndex const& index) {
 }  // namespace
 
 iptr<Proc::ICodecFactory const> ChooseCutCodecs(StreamInfo const& info, StreamIndex const& index,
-                                                         std::string& refusal) {
+                                                std::string& refusal) {
     CodecFactory::Options options;
     refusal = FindRefusal(info, index);
     options.noEncoders = !refusal.empty();

@@ -120,12 +120,12 @@ AVOutputFormat const* FindContainer(std::string const& path, std::string const& 
         return entry.extension == wanted || (!name.empty() && entry.muxer == wanted);
     });
     if (found == EXTENSIONS.end())
-        TARSEL_THROW(Core::IOException, path + (name.empty()
-                                                    ? ": there is no container for the extension "." + wanted + """
-                                                    : ": there is no container "" + wanted + """));
+        TARSEL_THROW(Core::IOException,
+                     path + (name.empty() ? ": there is no container for the extension \"." + wanted + "\""
+                                          : ": there is no container \"" + wanted + "\""));
     AVOutputFormat const* const container = av_guess_format(found->muxer, nullptr, nullptr);
     if (!container)
-        TARSEL_THROW(Core::IOException, path + ": this libavformat can't write "" + std::string(found->muxer) + """);
+        TARSEL_THROW(Core::IOException, path + ": this libavformat can't write \"" + std::string(found->muxer) + "\"");
     return container;
 }
 

@@ -297,8 +297,7 @@ void SetUpHevc(Setup& setup) {
     setup.Set("preset", "superfast");
     setup.context->thread_count = H264_THREADS;
     // One pool, one line of frames: the same bytes on every machine.
-    setup.Set("x265-params", "log-level=error:info=0:pools=2:frame-threads=1:qp=" +
-                                 std::to_string(setup.QualityOr(0)));
+    setup.Set("x265-params", "log-level=error:info=0:pools=2:frame-threads=1:qp=" + std::to_string(setup.QualityOr(0)));
 }
 
 void SetUpCodec(Setup& setup, Core::Property const& codecOptions, AVCodecParameters const* native) {
@@ -364,15 +363,16 @@ AVCodec const* FindRecodeEncoder(std::string const& codecId, int width, int heig
 }
 
 AVCodec const* FindVideoEncoder(std::string const& codecId, int width, int height) {
-    static std::array<std::pair<char const*, char const*>, 10> const NAMES{{{Video::CODEC_ID_H264, "libx264"}, {Video::CODEC_ID_H265, "libx265"},
-                                                                           {Video::CODEC_ID_MPEG1VIDEO, "mpeg1video"},
-                                                                           {Video::CODEC_ID_MPEG2VIDEO, "mpeg2video"},
-                                                                           {Video::CODEC_ID_MPEG4, "mpeg4"},
-                                                                           {Video::CODEC_ID_H263, "h263"},
-                                                                           {Video::CODEC_ID_WMV2, "wmv2"},
-                                                                           {Video::CODEC_ID_VP8, "libvpx"},
-                                                                           {Video::CODEC_ID_VP9, "libvpx-vp9"},
-                                                                           {Video::CODEC_ID_THEORA, "libtheora"}}};
+    static std::array<std::pair<char const*, char const*>, 10> const NAMES{{{Video::CODEC_ID_H264, "libx264"},
+                                                                            {Video::CODEC_ID_H265, "libx265"},
+                                                                            {Video::CODEC_ID_MPEG1VIDEO, "mpeg1video"},
+                                                                            {Video::CODEC_ID_MPEG2VIDEO, "mpeg2video"},
+                                                                            {Video::CODEC_ID_MPEG4, "mpeg4"},
+                                                                            {Video::CODEC_ID_H263, "h263"},
+                                                                            {Video::CODEC_ID_WMV2, "wmv2"},
+                                                                            {Video::CODEC_ID_VP8, "libvpx"},
+                                                                            {Video::CODEC_ID_VP9, "libvpx-vp9"},
+                                                                            {Video::CODEC_ID_THEORA, "libtheora"}}};
     // The five picture sizes of H.263 (table 5/H.263); others need the extended picture type.
     static constexpr std::array<std::pair<int, int>, 5> H263_SIZES{
         {{128, 96}, {176, 144}, {352, 288}, {704, 576}, {1408, 1152}}};
