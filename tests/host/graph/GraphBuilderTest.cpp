@@ -14,8 +14,10 @@
 namespace Tarsel::Host {
 namespace {
 
-using Test::GraphMaker;
-using Test::ScratchFolder;
+namespace Support = Tarsel::Test;
+
+using Tarsel::Test::GraphMaker;
+using Tarsel::Test::ScratchFolder;
 using TestSupport::MessageOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -31,7 +33,7 @@ constexpr char CUT_CONTROLLER[] = "FilterCutController";
 std::string const& Clip() {
     static ScratchFolder const folder;
     static std::string const path = [] {
-        WriteSampleClip(folder / "clip.mp4", Test::SmallClip(4), true);
+        WriteSampleClip(folder / "clip.mp4", Support::SmallClip(4), true);
         return folder / "clip.mp4";
     }();
     return path;
@@ -71,7 +73,7 @@ TEST(GraphBuilder, StreamsReadThroughFilters) {
     graph.Source(1, Clip(), VIDEO).Filter(2, UPDATER, {1});
     auto const built = BuildGraph(graph.document);
     Proc::IStream& stream = built->GetNode(2).GetStream();
-    Test::Seek(stream, 2 * SECOND);
+    Support::Seek(stream, 2 * SECOND);
     auto const item = stream.Read();
     ASSERT_NE(nullptr, item);
     EXPECT_EQ(2 * SECOND, item->GetTime());

@@ -13,8 +13,10 @@
 namespace Tarsel::Host {
 namespace {
 
-using Test::GraphMaker;
-using Test::ScratchFolder;
+namespace Support = Tarsel::Test;
+
+using Tarsel::Test::GraphMaker;
+using Tarsel::Test::ScratchFolder;
 using ::testing::HasSubstr;
 
 /// Every line of a drawing is one of a few shapes; a text that broke out of its quotes would make another.
@@ -33,7 +35,7 @@ void ExpectWellFormed(std::string const& drawing) {
 TEST(GraphDrawing, ShowsNodesWithFormatAndLengthControllersAndTheOutput) {
     ScratchFolder const folder;
     std::string const clip = folder / "clip.mp4";
-    WriteSampleClip(clip, Test::SmallClip(2), true);
+    WriteSampleClip(clip, Support::SmallClip(2), true);
     GraphMaker graph;
     graph.Source(1, clip, StreamKind::Video).Source(2, clip, StreamKind::Audio);
     graph.Filter(3, "SettingsStreamMetadataUpdater", {1});
@@ -52,7 +54,7 @@ TEST(GraphDrawing, ShowsNodesWithFormatAndLengthControllersAndTheOutput) {
 TEST(GraphDrawing, NamesOfFilesCantBreakOutOfTheirQuotes) {
     ScratchFolder const folder;
     std::string const clip = folder / "a \"quoted\" \\ name\n];.mp4";
-    WriteSampleClip(clip, Test::SmallClip(1), true);
+    WriteSampleClip(clip, Support::SmallClip(1), true);
     GraphMaker graph;
     graph.Source(-7, clip, StreamKind::Video);
     std::string const drawing = DrawGraph(*BuildGraph(graph.document));
