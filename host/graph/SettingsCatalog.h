@@ -90,7 +90,7 @@ struct CatalogEntry {
     /// Makes the settings object of the property; null for a class that takes the property itself, or nothing.
     std::unique_ptr<Proc::Settings> (*make)(Core::Property const& property) = nullptr;
 
-    bool WorksOn(GraphKind kind) const;
+    TARSEL_HOST_EXPORT bool WorksOn(GraphKind kind) const;
 };
 
 /// The most inputs that a node may have.

@@ -102,30 +102,29 @@ bool HoldsOneOfAKind(AVOutputFormat const& container) {
 }
 
 AVOutputFormat const* FindContainer(std::string const& path) {
-    return FindContainer(path, {});
-}
-
-AVOutputFormat const* FindContainer(std::string const& path, std::string const& name) {
-    std::string wanted = name;
-    if (name.empty()) {
-        wanted = std::filesystem::path(path).extension().string();
-        if (wanted.empty()) TARSEL_THROW(Core::IOException, path + ": the name has no extension to tell the container");
-        wanted.erase(0, 1);
-    }
-    std::transform(wanted.begin(), wanted.end(), wanted.begin(),
+    std::string extension = std::filesystem::path(path).extension().string();
+    if (extension.empty()) TARSEL_THROW(Core::IOException, path + ": the name has no extension to tell the container");
+    extension.erase(0, 1);
+    std::transform(extension.begin(), extension.end(), extension.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    if (std::find(PROGRAM_STREAMS.begin(), PROGRAM_STREAMS.end(), wanted) != PROGRAM_STREAMS.end())
+    if (std::find(PROGRAM_STREAMS.begin(), PROGRAM_STREAMS.end(), extension) != PROGRAM_STREAMS.end())
         TARSEL_THROW(Core::IOException, path + ": PS is read, not written: use .ts or .mkv");
-    auto const found = std::find_if(EXTENSIONS.begin(), EXTENSIONS.end(), [&](Extension const& entry) {
-        return entry.extension == wanted || (!name.empty() && entry.muxer == wanted);
-    });
+    auto const found = std::find_if(EXTENSIONS.begin(), EXTENSIONS.end(),
+                                    [&](Extension const& entry) { return entry.extension == extension; });
     if (found == EXTENSIONS.end())
-        TARSEL_THROW(Core::IOException,
-                     path + (name.empty() ? ": there is no container for the extension \"." + wanted + "\""
-                                          : ": there is no container \"" + wanted + "\""));
+        TARSEL_THROW(Core::IOException, path + ": there is no container for the extension \"." + extension + "\"");
     AVOutputFormat const* const container = av_guess_format(found->muxer, nullptr, nullptr);
     if (!container)
         TARSEL_THROW(Core::IOException, path + ": this libavformat can't write \"" + std::string(found->muxer) + "\"");
+    return container;
+}
+
+AVOutputFormat const* FindContainerNamed(std::string const& name) {
+    auto const found =
+        std::find_if(EXTENSIONS.begin(), EXTENSIONS.end(), [&](Extension const& entry) { return entry.muxer == name; });
+    AVOutputFormat const* const container =
+        found == EXTENSIONS.end() ? nullptr : av_guess_format(found->muxer, nullptr, nullptr);
+    if (!container) TARSEL_THROW(Core::IOException, "there is no container \"" + name + "\"");
     return container;
 }
 

@@ -166,7 +166,7 @@ iptr<MediaWriter> MediaWriter::Create(std::string const& path, Options const& op
 
 MediaWriter::MediaWriter(std::string const& path, Options const& options)
     : path(path),
-      container(FindContainer(path, options.container)),
+      container(options.container.empty() ? FindContainer(path) : FindContainerNamed(options.container)),
       file(path, options.force, options.inputs),
       scratch(av_packet_alloc()) {
     AVFormatContext* raw = nullptr;

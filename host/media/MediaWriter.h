@@ -30,7 +30,7 @@ class TARSEL_HOST_EXPORT MediaWriter : public RefCounted {
         bool force = false;
         /// Files that the target must not be, under whatever name.
         std::vector<std::string> inputs = {};
-        /// The container by its short name or extension ("mp4", "mkv"); empty: the path's extension tells it.
+        /// The container by its short name ("matroska"); empty: the path's extension tells it.
         std::string container = {};
     };
     /// What `AddStream` gives for a stream that the container can't carry.
