@@ -18,7 +18,7 @@ using RubberBand::RubberBandStretcher;
 
 namespace {
 
-/// Samples that the engine gets at once.
+/// Samples that the engine gets at once, always as many: what it gives depends on it.
 constexpr std::size_t CHUNK = 1024;
 /// The largest block that is handed out, in samples, far above what usual blocks become; the rest waits for the next
 /// call.
@@ -82,6 +82,7 @@ void TempoEffect::ResetEffectState() {
     engine.reset();
     samplesIn = 0;
     samplesOut = 0;
+    held.clear();
     ready.clear();
     readyFrom = 0;
 }
@@ -117,10 +118,15 @@ void TempoEffect::Open(Conf::SampleInfo const& format) {
     // The engine's windows reach to both sides: it is told of silence in front of the sound, and then what it gives for
     // that silence is dropped.
     delay = engine->getStartDelay();
-    scratch.resize(static_cast<std::size_t>(info.GetChannelCount()));
-    SamplePlanes const silence(scratch.size(), std::vector<float>(CHUNK));
-    for (std::size_t left = engine->getPreferredStartPad(); left > 0; left -= std::min(left, CHUNK))
-        Push(silence, 0, std::min(left, CHUNK));
+    auto const channels = static_cast<std::size_t>(info.GetChannelCount());
+    scratch.resize(channels);
+    SamplePlanes const silence(channels, std::vector<float>(CHUNK));
+    std::size_t const wanted = engine->getPreferredStartPad();
+    std::size_t const chunks = (wanted + CHUNK - 1) / CHUNK;
+    auto const surplus = static_cast<double>(chunks * CHUNK - wanted);
+    delay += static_cast<std::size_t>(std::llround(surplus / settings.GetTempo()));
+    for (std::size_t i = 0; i < chunks; ++i) Push(silence, 0);
+    held.assign(channels, {});
 }
 
 void TempoEffect::Feed(IDataAudio& block) {
@@ -130,35 +136,34 @@ void TempoEffect::Feed(IDataAudio& block) {
         TARSEL_THROW(EffectException, "The format of the sound changes in the middle of a stream");
     }
     ReadPlanes(block, scratch);
-    SamplePlanes const planes = std::move(scratch);
-    scratch.assign(planes.size(), {});
-    std::size_t const count = planes.front().size();
-    for (std::size_t first = 0; first < count; first += CHUNK) {
-        std::size_t const size = std::min(CHUNK, count - first);
-        samplesIn += static_cast<int64>(size);
-        Push(planes, first, size);
-    }
+    samplesIn += block.GetSampleCount();
+    for (std::size_t i = 0; i < held.size(); ++i) held[i].insert(held[i].end(), scratch[i].begin(), scratch[i].end());
+    std::size_t first = 0;
+    for (; held.front().size() - first >= CHUNK; first += CHUNK) Push(held, first);
+    for (auto& plane : held) plane.erase(plane.begin(), plane.begin() + static_cast<std::ptrdiff_t>(first));
 }
 
 void TempoEffect::Drain() {
     if (!engine) return;
-    int64 const target = GetTarget();
-    SamplePlanes const silence(static_cast<std::size_t>(info.GetChannelCount()), std::vector<float>(CHUNK));
+    for (auto& plane : held) plane.resize(CHUNK);
+    Push(held, 0);
+    for (auto& plane : held) plane.assign(CHUNK, 0.0F);
     // What the engine holds is worth its delay and a window; several times that is more than it can ever want.
     double const span = static_cast<double>(engine->getStartDelay()) * (1.0 + settings.GetTempo());
     auto const limit = static_cast<std::size_t>(4 * span) / CHUNK + 64;
-    for (std::size_t i = 0; i < limit && samplesOut < target; ++i) Push(silence, 0, CHUNK);
+    int64 const target = GetTarget();
+    for (std::size_t i = 0; i < limit && samplesOut < target; ++i) Push(held, 0);
     auto const missing = static_cast<std::size_t>(target - samplesOut);
-    ready.resize(silence.size());
+    ready.resize(held.size());
     for (auto& plane : ready) plane.resize(plane.size() + missing);
     samplesOut = target;
     engine.reset();
 }
 
-void TempoEffect::Push(SamplePlanes const& planes, std::size_t first, std::size_t count) {
+void TempoEffect::Push(SamplePlanes const& planes, std::size_t first) {
     std::vector<float const*> input;
     for (auto const& plane : planes) input.push_back(plane.data() + first);
-    engine->process(input.data(), count, false);
+    engine->process(input.data(), CHUNK, false);
     Collect();
 }
 

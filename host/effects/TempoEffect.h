@@ -54,8 +54,8 @@ class TARSEL_HOST_EXPORT TempoEffect final : public Proc::IOneInputEffectAudio, 
     void Open(Conf::SampleInfo const& format);
     void Feed(Proc::IDataAudio& block);
     void Drain();
-    /// Gives the engine `count` samples of each plane from `first` on, and takes what it has ready.
-    void Push(SamplePlanes const& planes, std::size_t first, std::size_t count);
+    /// Gives the engine a chunk of each plane from `first` on, and takes what it has ready.
+    void Push(SamplePlanes const& planes, std::size_t first);
     /// Takes what is ready, but never more than the samples that went in are worth.
     void Collect();
     /// A block of what is ready, null when there is nothing.
@@ -72,6 +72,7 @@ class TARSEL_HOST_EXPORT TempoEffect final : public Proc::IOneInputEffectAudio, 
     int64 samplesIn = 0;
     int64 samplesOut = 0;
     std::size_t delay = 0;  // samples at the start of the engine's output that are still to be dropped
+    SamplePlanes held;  // less than a chunk, for the engine's next call
     SamplePlanes scratch;
 
     // What waits to be handed out.
