@@ -1,7 +1,11 @@
 #include "Proc/Filters/Filters/FilterRegistrator.h"
 
 #include "Proc/Filters/Filters/FilterCutController.h"
+#include "Proc/Filters/Filters/FilterFrameRate.h"
+#include "Proc/Filters/Filters/FilterFrameRateAdjust.h"
 #include "Proc/Filters/Filters/FilterLosslessDetect.h"
+#include "Proc/Filters/Filters/FilterSpeedUpAudio.h"
+#include "Proc/Filters/Filters/FilterSpeedUpVideo.h"
 #include "Proc/Filters/Filters/FilterStreamMetadataUpdater.h"
 #include "contracts/Proc/FilterBitStream.h"
 #include "contracts/Proc/ImplNames.h"
@@ -13,6 +17,7 @@ namespace {
 
 /// Filters with an interface of their own, in slot order, all under `ImplNames::TARSEL`.
 void RegisterDedicated(IFilterFactoryRegistrator& registrator) {
+    registrator.RegisterFilterFrameRate(ImplNames::TARSEL, FilterFrameRate::Create);
     registrator.RegisterFilterCutController(ImplNames::TARSEL, FilterCutController::Create);
     registrator.RegisterFilterLosslessDetect(ImplNames::TARSEL, FilterLosslessDetect::Create);
 }
@@ -20,12 +25,32 @@ void RegisterDedicated(IFilterFactoryRegistrator& registrator) {
 /// Filters that take their settings as an object: audio, video, subtitle, raw.
 void RegisterWithSettings(IFilterFactoryRegistrator& registrator) {
     registrator.RegisterFilterAudioEx(
+        SettingsFilterSpeedUp::CLASS_ID, ImplNames::TARSEL,
+        [](iptr<IStreamAudio> const& source, iptr<IEffectFactory const> const& effects, Settings const& settings) {
+            return Details::MakeInitialized<IStreamAudioEx, FilterSpeedUpAudio>(settings, source, effects);
+        });
+    registrator.RegisterFilterAudioEx(
         SettingsStreamMetadataUpdater::CLASS_ID, ImplNames::TARSEL,
         [](iptr<IStreamAudio> const& source, Settings const& settings) {
             return Details::MakeInitialized<IStreamAudioEx, FilterStreamMetadataUpdater<IStreamAudio>>(settings, source,
                                                                                                        settings);
         });
 
+    registrator.RegisterFilterVideoEx(SettingsFilterSpeedUp::CLASS_ID, ImplNames::TARSEL,
+                                      [](iptr<IStreamVideo> const& source, Settings const& settings) {
+                                          return Details::MakeInitialized<IStreamVideoEx, FilterSpeedUpVideo>(settings,
+                                                                                                              source);
+                                      });
+    registrator.RegisterFilterVideoEx(SettingsFilterFrameRate::CLASS_ID, SettingsFilterFrameRate::IMPL_DEFAULT,
+                                      [](iptr<IStreamVideo> const& source, Settings const& settings) {
+                                          return Details::MakeInitialized<IStreamVideoEx, FilterFrameRate>(
+                                              settings, source, settings);
+                                      });
+    registrator.RegisterFilterVideoEx(SettingsFilterFrameRate::CLASS_ID, SettingsFilterFrameRate::IMPL_ADJUST,
+                                      [](iptr<IStreamVideo> const& source, Settings const& settings) {
+                                          return Details::MakeInitialized<IStreamVideoEx, FilterFrameRateAdjust>(
+                                              settings, source, settings);
+                                      });
     registrator.RegisterFilterVideoEx(
         SettingsStreamMetadataUpdater::CLASS_ID, ImplNames::TARSEL,
         [](iptr<IStreamVideo> const& source, Settings const& settings) {
