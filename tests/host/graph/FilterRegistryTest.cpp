@@ -170,8 +170,10 @@ TEST(FilterRegistry, SecondRegistrationOfARowSilentlyTakesItsPlace) {
 TEST(FilterRegistrator, EntersItsRowsInTheOrderOfTheTables) {
     // Dedicated filters come first, in the order of their slots, then audio, video, subtitle, raw.
     EXPECT_THAT(Listing(*MakeFilterRegistry()),
-                ElementsAre("dedicated - FilterCutController Tarsel", "dedicated - FilterLosslessDetect Tarsel",
-                            "audio b SettingsStreamMetadataUpdater Tarsel",
+                ElementsAre("dedicated - FilterFrameRate Tarsel", "dedicated - FilterCutController Tarsel",
+                            "dedicated - FilterLosslessDetect Tarsel", "audio c SettingsFilterSpeedUp Tarsel",
+                            "audio b SettingsStreamMetadataUpdater Tarsel", "video a SettingsFilterSpeedUp Tarsel",
+                            "video a SettingsFilterFrameRate Default", "video a SettingsFilterFrameRate Adjust",
                             "video a SettingsStreamMetadataUpdater Tarsel", "raw a SettingsFilterBitStream Tarsel"));
 }
 
