@@ -249,7 +249,9 @@ TEST(Examples, EveryGraphRunsOnASampleClip) {
         EXPECT_EQ(0, result.exitCode) << entry.path() << ": " << result.errors;
         if (result.exitCode != 0) continue;
         for (Json const& stream : ParseOutput(result).at("streams")) EXPECT_GT(stream.at("items"), 0) << entry.path();
-        if (writes) EXPECT_FALSE(InspectFile(folder / "out.mp4").streams.empty()) << entry.path();
+        if (writes) {
+            EXPECT_FALSE(InspectFile(folder / "out.mp4").streams.empty()) << entry.path();
+        }
     }
     EXPECT_GT(count, 0);
 }
