@@ -145,7 +145,8 @@ std::vector<Maker::Line> Maker::AddFile(std::string const& path, bool withSubtit
     std::vector<Line> lines;
     std::array<int, 3> ordinals{};
     for (StreamInfo const& info : file->GetStreams()) {
-        if (info.derived) continue;
+        // Whoever runs the graph takes files inside the file and cover pictures along.
+        if (info.derived || info.kind == StreamKind::Attachment || info.kind == StreamKind::AttachedPicture) continue;
         if ((info.kind == StreamKind::Video && options.noVideo) || (info.kind == StreamKind::Audio && options.noAudio))
             continue;
         bool const counted = static_cast<std::size_t>(info.kind) < ordinals.size();
