@@ -2,9 +2,12 @@
 
 #include "Proc/Filters/Filters/FilterCutController.h"
 #include "Proc/Filters/Filters/FilterLosslessDetect.h"
+#include "Proc/Filters/Filters/FilterReverseAudio.h"
+#include "Proc/Filters/Filters/FilterReverseVideo.h"
 #include "Proc/Filters/Filters/FilterStreamMetadataUpdater.h"
 #include "contracts/Proc/FilterBitStream.h"
 #include "contracts/Proc/ImplNames.h"
+#include "contracts/Proc/SettingsFilterReverse.h"
 #include "contracts/Proc/SettingsStreamMetadataUpdater.h"
 
 namespace Tarsel::Proc {
@@ -20,12 +23,23 @@ void RegisterDedicated(IFilterFactoryRegistrator& registrator) {
 /// Filters that take their settings as an object: audio, video, subtitle, raw.
 void RegisterWithSettings(IFilterFactoryRegistrator& registrator) {
     registrator.RegisterFilterAudioEx(
+        SettingsFilterReverse::CLASS_ID, ImplNames::TARSEL,
+        [](iptr<IStreamAudio> const& source, iptr<IEffectFactory const> const& effects, Settings const& settings) {
+            return MakeFilterReverseAudio(source, effects, settings);
+        });
+    registrator.RegisterFilterAudioEx(
         SettingsStreamMetadataUpdater::CLASS_ID, ImplNames::TARSEL,
         [](iptr<IStreamAudio> const& source, Settings const& settings) {
             return Details::MakeInitialized<IStreamAudioEx, FilterStreamMetadataUpdater<IStreamAudio>>(settings, source,
                                                                                                        settings);
         });
 
+    registrator.RegisterFilterVideoEx(
+        SettingsFilterReverse::CLASS_ID, ImplNames::TARSEL,
+        [](iptr<IStreamVideo> const& source, Settings const& settings) {
+            return Details::MakeInitialized<IStreamVideoEx, FilterReverse<IStreamVideo, IStreamVideoEx>>(settings,
+                                                                                                         source);
+        });
     registrator.RegisterFilterVideoEx(
         SettingsStreamMetadataUpdater::CLASS_ID, ImplNames::TARSEL,
         [](iptr<IStreamVideo> const& source, Settings const& settings) {
