@@ -170,8 +170,12 @@ TEST(FilterRegistry, SecondRegistrationOfARowSilentlyTakesItsPlace) {
 TEST(FilterRegistrator, EntersItsRowsInTheOrderOfTheTables) {
     // Dedicated filters come first, in the order of their slots, then audio, video, subtitle, raw.
     EXPECT_THAT(Listing(*MakeFilterRegistry()),
-                ElementsAre("dedicated - FilterCutController Tarsel", "dedicated - FilterLosslessDetect Tarsel",
-                            "audio b SettingsStreamMetadataUpdater Tarsel",
+                ElementsAre("dedicated - FilterCutController Tarsel", "dedicated - FilterRepeatController Tarsel",
+                            "dedicated - FilterRepeatVideo Tarsel", "dedicated - FilterRepeatAudio Tarsel",
+                            "dedicated - FilterLosslessDetect Tarsel", "audio b SettingsFilterRepeat Tarsel",
+                            "audio b SettingsStreamMetadataUpdater Tarsel", "audio b SettingsFilterLoop Tarsel",
+                            "video a SettingsFilterRepeat Tarsel", "video a SettingsFilterLoop Tarsel",
+                            "video c SettingsFilterIntroLoopOutro Tarsel",
                             "video a SettingsStreamMetadataUpdater Tarsel", "raw a SettingsFilterBitStream Tarsel"));
 }
 
