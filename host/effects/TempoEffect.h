@@ -72,7 +72,7 @@ class TARSEL_HOST_EXPORT TempoEffect final : public Proc::IOneInputEffectAudio, 
     int64 samplesIn = 0;
     int64 samplesOut = 0;
     std::size_t delay = 0;  // samples at the start of the engine's output that are still to be dropped
-    SamplePlanes held;  // less than a chunk, for the engine's next call
+    SamplePlanes held;      // less than a chunk, for the engine's next call
     SamplePlanes scratch;
 
     // What waits to be handed out.

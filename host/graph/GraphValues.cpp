@@ -140,7 +140,8 @@ void ReadFields(GraphFindings& findings, std::vector<SettingField> const& fields
             continue;
         }
         if (value == JsonTree::NONE && field.IsRequired()) {
-            findings.ReportMissing(index == JsonTree::NONE ? owner : index, "the setting \"" + field.key + "\" is missing");
+            findings.ReportMissing(index == JsonTree::NONE ? owner : index,
+                                   "the setting \"" + field.key + "\" is missing");
             continue;
         }
         auto const text = value == JsonTree::NONE ? field.defaultValue : ReadScalar(findings, value, field);

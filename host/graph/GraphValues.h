@@ -24,9 +24,7 @@ class GraphFindings {
     void SetNode(std::optional<NodeId> id) { node = id; }
     void Report(std::size_t index, std::string const& what) { Report(index, 2 * index, what); }
     /// For something that an object lacks: it stands behind all that is in the object.
-    void ReportMissing(std::size_t object, std::string const& what) {
-        Report(object, 2 * tree[object].last + 1, what);
-    }
+    void ReportMissing(std::size_t object, std::string const& what) { Report(object, 2 * tree[object].last + 1, what); }
     bool Any() const { return first != JsonTree::NONE; }
     /// Throws the first finding as `GraphException`, if there is any.
     void ThrowFirst() const;

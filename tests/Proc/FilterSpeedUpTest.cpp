@@ -92,14 +92,14 @@ iptr<FilterSpeedUpVideo> MakeVideoFilter(iptr<IStreamVideo> const& source, doubl
 }
 
 TEST(FilterSpeedUpVideo, FactorOfTwoHalvesAllTimesAndDurations) {
-    auto const source = ScriptedVideo::Create({MakeVideo(0, 40000, 1), MakeVideo(40000, 40001, 2),
-                                               MakeVideo(80001, 40000, 3), MakeVideo(120001, 39999, 4)});
+    auto const source = ScriptedVideo::Create(
+        {MakeVideo(0, 40000, 1), MakeVideo(40000, 40001, 2), MakeVideo(80001, 40000, 3), MakeVideo(120001, 39999, 4)});
     source->duration = 160000;
     auto const filter = MakeVideoFilter(source, 2);
     Seek(*filter, 0);
     auto const frames = ReadAll(*filter);
-    EXPECT_THAT(frames, ElementsAre(IsVideo(0, 20000), IsVideo(20000, 20001), IsVideo(40001, 20000),
-                                    IsVideo(60001, 19999)));
+    EXPECT_THAT(frames,
+                ElementsAre(IsVideo(0, 20000), IsVideo(20000, 20001), IsVideo(40001, 20000), IsVideo(60001, 19999)));
     EXPECT_EQ(*frames[2]->GetPlaneConst(0).GetOffsetPtr(0, 0), 3) << "the pictures stay as they are";
     EXPECT_EQ(filter->GetDuration(), 80000);
     EXPECT_EQ(filter->Read(), nullptr);
@@ -224,7 +224,8 @@ TEST(FilterSpeedUpVideo, ReadingAfterAnySeekIsWhatReadingStraightThroughGives) {
             auto expected = straight.end() - static_cast<std::ptrdiff_t>(frames.size());
             for (auto const& frame : frames) {
                 ASSERT_THAT(frame, IsVideo((*expected)->GetTime(), (*expected)->GetDuration()));
-                ASSERT_EQ(*frame->GetPlaneConst(0).GetOffsetPtr(0, 0), *(*expected)->GetPlaneConst(0).GetOffsetPtr(0, 0));
+                ASSERT_EQ(*frame->GetPlaneConst(0).GetOffsetPtr(0, 0),
+                          *(*expected)->GetPlaneConst(0).GetOffsetPtr(0, 0));
                 ++expected;
             }
         }
@@ -410,8 +411,9 @@ TEST(FilterSpeedUpAudio, DoesNotDriftOverManyBlocks) {
     ASSERT_EQ(blocks.size(), 3000U);
     for (int64 i = 0; i < 3000; ++i) {
         ASSERT_EQ(blocks[static_cast<std::size_t>(i)]->GetTime(), SampleCount2Duration(i * 1024, 44100));
-        ASSERT_EQ(AddTime(blocks[static_cast<std::size_t>(i)]->GetTime(), blocks[static_cast<std::size_t>(i)]->GetDuration()),
-                  SampleCount2Duration((i + 1) * 1024, 44100));
+        ASSERT_EQ(
+            AddTime(blocks[static_cast<std::size_t>(i)]->GetTime(), blocks[static_cast<std::size_t>(i)]->GetDuration()),
+            SampleCount2Duration((i + 1) * 1024, 44100));
     }
 }
 

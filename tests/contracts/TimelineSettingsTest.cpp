@@ -84,10 +84,10 @@ TEST(SettingsFilterRepeat, RepeatWithoutEndUnlessToldAndSurviveTheWayThroughAPro
 
 TEST(SettingsFilterSpeedUp, PlayAtTheSourcesSpeedUnlessToldAndSurviveTheWayThroughAProperty) {
     EXPECT_EQ(SettingsFilterSpeedUp().GetSpeedUp(), 1.0);
-    ExpectRoundTrip<SettingsFilterSpeedUp>({SettingsFilterSpeedUp(1.001), SettingsFilterSpeedUp(1.0 / 3),
-                                            SettingsFilterSpeedUp(-2), SettingsFilterSpeedUp(0),
-                                            SettingsFilterSpeedUp(std::numeric_limits<double>::max())},
-                                           Property2SettingsFilterSpeedUp);
+    ExpectRoundTrip<SettingsFilterSpeedUp>(
+        {SettingsFilterSpeedUp(1.001), SettingsFilterSpeedUp(1.0 / 3), SettingsFilterSpeedUp(-2),
+         SettingsFilterSpeedUp(0), SettingsFilterSpeedUp(std::numeric_limits<double>::max())},
+        Property2SettingsFilterSpeedUp);
     EXPECT_EQ(Property2SettingsFilterSpeedUp(With(SettingsFilterSpeedUp::CLASS_ID, "SpeedUp", 2)),
               SettingsFilterSpeedUp(2));
 }
@@ -115,9 +115,8 @@ TEST(SettingsFilterFrameRate, TakeTheSourcesRateUnlessToldAndSurviveTheWayThroug
         {SettingsFilterFrameRate({25, 1}), SettingsFilterFrameRate({30000, 1001}), SettingsFilterFrameRate({-1, 2}),
          SettingsFilterFrameRate({LARGEST, LARGEST - 1})},
         Property2SettingsFilterFrameRate);
-    EXPECT_EQ(
-        Property2SettingsFilterFrameRate(With(SettingsFilterFrameRate::CLASS_ID, "FrameRate", "24000/1001")),
-        SettingsFilterFrameRate({24000, 1001}));
+    EXPECT_EQ(Property2SettingsFilterFrameRate(With(SettingsFilterFrameRate::CLASS_ID, "FrameRate", "24000/1001")),
+              SettingsFilterFrameRate({24000, 1001}));
     EXPECT_THROW(Property2SettingsFilterFrameRate(With(SettingsFilterFrameRate::CLASS_ID, "FrameRate", "25/0")),
                  Core::CoreException);
 }

@@ -58,8 +58,7 @@ void FilterFrameRate::SetFrameRate(Ratio const& rate) {
 Core::Property FilterFrameRate::GetStatistic() {
     Core::Property result = parentStream->GetStatistic();
     Core::RecursiveMutexLock const guard(lock);
-    return result.Add(
-        Core::MakeStatistics("Tarsel::Proc::FilterFrameRate::GetStatistic", processingTime, framesGiven));
+    return result.Add(Core::MakeStatistics("Tarsel::Proc::FilterFrameRate::GetStatistic", processingTime, framesGiven));
 }
 
 iptr<Conf::IFormatCodecVideo const> FilterFrameRate::GetFormatCodec() const {

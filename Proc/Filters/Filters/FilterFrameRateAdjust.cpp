@@ -47,10 +47,9 @@ iptr<IDataVideo> FilterFrameRateAdjust::ReadInternal() {
 iptr<IDataVideo> FilterFrameRateAdjust::Adjust(iptr<IDataVideo> current) {
     int64 const time = current->GetTime();
     if (!HasValue(time) || !HasValue(previous->GetTime())) return current;
-    double const rate =
-        frameRate.denominator() > 0
-            ? static_cast<double>(frameRate.numerator()) / static_cast<double>(frameRate.denominator())
-            : 0.0;
+    double const rate = frameRate.denominator() > 0
+                            ? static_cast<double>(frameRate.numerator()) / static_cast<double>(frameRate.denominator())
+                            : 0.0;
     auto const frameNumber = [rate](int64 at) {
         return boost::math::llround(static_cast<double>(at) * rate / static_cast<double>(SECOND));
     };

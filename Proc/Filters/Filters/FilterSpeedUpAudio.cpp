@@ -84,8 +84,7 @@ iptr<IDataAudio> FilterSpeedUpAudio::Stamp(iptr<IDataAudio> block) {
     int64 const start = audioTime.GetTime();
     audioTime.AddSamples(rate, static_cast<uint64>(block->GetSampleCount()));
     int64 const duration = SubTime(audioTime.GetTime(), start);
-    bool const same =
-        block->GetSampleRate() == rate && block->GetTime() == start && block->GetDuration() == duration;
+    bool const same = block->GetSampleRate() == rate && block->GetTime() == start && block->GetDuration() == duration;
     if (same) return block;
     block = MakeOwn(std::move(block));
     block->SetSampleRate(rate);

@@ -12,11 +12,11 @@ namespace Tarsel::Proc {
 
 /// Plays sound faster or slower by a constant factor, through the host's tempo effect.
 ///
-/// Goes in: one stream of sound. Comes out: what the effect makes of it, in blocks of the effect's sizes, timed by their
-/// counted samples from the mapped time of the first block on. Seek: to the mapped source time, at most the source's
-/// last microsecond; the effect begins anew, so that times and counts behind a seek are those of a stream that begins
-/// there, and the samples are not equal to those of reading on. End: the effect is drained, then null.
-/// Threads: one consumer; `Initialize` and `GetStatistic` from any thread, but they wait for a read that is under way.
+/// Goes in: one stream of sound. Comes out: what the effect makes of it, in blocks of the effect's sizes, timed by
+/// their counted samples from the mapped time of the first block on. Seek: to the mapped source time, at most the
+/// source's last microsecond; the effect begins anew, so that times and counts behind a seek are those of a stream that
+/// begins there, and the samples are not equal to those of reading on. End: the effect is drained, then null. Threads:
+/// one consumer; `Initialize` and `GetStatistic` from any thread, but they wait for a read that is under way.
 class FilterSpeedUpAudio final : public StreamImpl<IStreamAudio, IStreamAudio>, public virtual IStreamAudioEx {
   public:
     /// Plays at the source's speed until it is initialized. Throws `std::invalid_argument` "effectFactory is NULL" and,

@@ -61,8 +61,7 @@ iptr<IDataVideo> FilterSpeedUpVideo::ReadInternal() {
     Details::SpeedMap const map(settings.GetSpeedUp());
     if (!HasValue(lastEnd)) lastEnd = map.ToResult(time);
     int64 const length = HasValue(duration) ? duration : 0;
-    int64 const newEnd =
-        HasValue(time) ? map.ToResult(AddTime(time, length)) : AddTime(lastEnd, map.ToResult(length));
+    int64 const newEnd = HasValue(time) ? map.ToResult(AddTime(time, length)) : AddTime(lastEnd, map.ToResult(length));
     int64 newDuration = HasValue(newEnd) ? SubTime(newEnd, lastEnd) : map.ToResult(length);
     // A length of 0 is none, and a start that lies behind the end of its own picture gives a negative one.
     if (newDuration < 2) newDuration = 1;

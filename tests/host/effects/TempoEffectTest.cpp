@@ -204,17 +204,14 @@ TEST_P(TempoEffectFormat, EveryChannelPlaysItsToneInTheFormatOfTheInput) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Formats, TempoEffectFormat,
-                         testing::Values(Kind{Conf::SAMPLE_FORMAT_U8, 44100, 2}, Kind{Conf::SAMPLE_FORMAT_S16, 8000, 1},
-                                         Kind{Conf::SAMPLE_FORMAT_S16P, 11025, 2},
-                                         Kind{Conf::SAMPLE_FORMAT_S32, 22050, 2},
-                                         Kind{Conf::SAMPLE_FORMAT_S32P, 32000, 3},
-                                         Kind{Conf::SAMPLE_FORMAT_FLT, 44100, 4},
-                                         Kind{Conf::SAMPLE_FORMAT_FLTP, 48000, 5},
-                                         Kind{Conf::SAMPLE_FORMAT_DBL, 48000, 6},
-                                         Kind{Conf::SAMPLE_FORMAT_DBLP, 48000, 8},
-                                         Kind{Conf::SAMPLE_FORMAT_FLTP, 96000, 2},
-                                         Kind{Conf::SAMPLE_FORMAT_S16, 192000, 1}));
+INSTANTIATE_TEST_SUITE_P(
+    Formats, TempoEffectFormat,
+    testing::Values(Kind{Conf::SAMPLE_FORMAT_U8, 44100, 2}, Kind{Conf::SAMPLE_FORMAT_S16, 8000, 1},
+                    Kind{Conf::SAMPLE_FORMAT_S16P, 11025, 2}, Kind{Conf::SAMPLE_FORMAT_S32, 22050, 2},
+                    Kind{Conf::SAMPLE_FORMAT_S32P, 32000, 3}, Kind{Conf::SAMPLE_FORMAT_FLT, 44100, 4},
+                    Kind{Conf::SAMPLE_FORMAT_FLTP, 48000, 5}, Kind{Conf::SAMPLE_FORMAT_DBL, 48000, 6},
+                    Kind{Conf::SAMPLE_FORMAT_DBLP, 48000, 8}, Kind{Conf::SAMPLE_FORMAT_FLTP, 96000, 2},
+                    Kind{Conf::SAMPLE_FORMAT_S16, 192000, 1}));
 
 TEST(TempoEffect, ChannelsAreNotMixed) {
     Conf::SampleInfo const info(Conf::SAMPLE_FORMAT_FLT, 48000, Conf::CHANNEL_LAYOUT_STEREO);

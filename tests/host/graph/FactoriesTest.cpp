@@ -227,9 +227,8 @@ TEST(EffectFactory, MakesTheTempoEffectAnewAtEveryCall) {
         EXPECT_EQ(effect->GetRefCountImpl(), 1U);
         EXPECT_NE(effect, factory->CreateEffect(SettingsEffectTempo::CLASS_ID, implName));
     }
-    EXPECT_EQ(
-        MessageOf<EffectException>([&] { factory->CreateEffect(SettingsEffectTempo::CLASS_ID, ImplNames::OGL); }),
-        "There is no any implementation for SettingsEffectTempo");
+    EXPECT_EQ(MessageOf<EffectException>([&] { factory->CreateEffect(SettingsEffectTempo::CLASS_ID, ImplNames::OGL); }),
+              "There is no any implementation for SettingsEffectTempo");
 }
 
 TEST(EffectFactory, ListsImplementationsInTheOrderOfTheirRegistrationAndReplacesOneOfTheSameName) {

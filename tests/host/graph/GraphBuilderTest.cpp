@@ -18,9 +18,9 @@ namespace Support = Tarsel::Test;
 
 using Tarsel::Test::GraphMaker;
 using Tarsel::Test::ScratchFolder;
-using TestSupport::MessageOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using TestSupport::MessageOf;
 
 constexpr auto VIDEO = StreamKind::Video;
 constexpr auto AUDIO = StreamKind::Audio;
@@ -132,8 +132,7 @@ TEST(GraphBuilderErrors, AStreamThatIsNotThereNamesNodeAndPlace) {
 TEST(GraphBuilderErrors, AKindThatOnlyTheFileShowsNamesTheFilter) {
     GraphMaker graph;
     graph.Source(1, Clip(), {}, 1).Filter(3, "FilterJoinVideo", {1});
-    EXPECT_THAT(BuildMessage(graph),
-                HasSubstr("node 3: /filters/0: node 1 gives audio, which can't go in here"));
+    EXPECT_THAT(BuildMessage(graph), HasSubstr("node 3: /filters/0: node 1 gives audio, which can't go in here"));
 }
 
 TEST(GraphBuilderErrors, AFilterThatHasNoFormForTheKindNamesTheFilter) {

@@ -22,10 +22,10 @@ namespace Support = Tarsel::Test;
 using Tarsel::Test::GraphMaker;
 using Tarsel::Test::InspectFile;
 using Tarsel::Test::ScratchFolder;
-using TestSupport::MessageOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using TestSupport::MessageOf;
 
 constexpr auto VIDEO = StreamKind::Video;
 constexpr auto AUDIO = StreamKind::Audio;
@@ -163,8 +163,7 @@ TEST(GraphJob, TwoShapesJoinInTheFirstOnesFrameWithAWarning) {
     graph.Source(1, Clip(), VIDEO).Source(2, folder / "square.mp4", VIDEO).Filter(3, "FilterJoinVideo", {1, 2});
     graph.Into(folder / "out.mp4", {3});
     auto const report = Play(graph);
-    EXPECT_THAT(report.warnings,
-                ElementsAre("node 3: pictures are fitted: 320x320 yuv420p into 320x180 yuv420p"));
+    EXPECT_THAT(report.warnings, ElementsAre("node 3: pictures are fitted: 320x320 yuv420p into 320x180 yuv420p"));
     auto const file = InspectFile(folder / "out.mp4");
     EXPECT_EQ(320, file.streams[0].width);
     EXPECT_EQ(180, file.streams[0].height);

@@ -127,8 +127,8 @@ TEST(ContinuousAudio, AnotherRateIsConvertedAndStaysInStep) {
 }
 
 TEST(ContinuousAudio, AnotherLayoutAndFormatAreConverted) {
-    Chain chain({MakeAudio(0, BLOCK), MakeAudio(100000, BLOCK, 48000, Conf::SAMPLE_FORMAT_FLTP,
-                                                Conf::CHANNEL_LAYOUT_MONO)});
+    Chain chain(
+        {MakeAudio(0, BLOCK), MakeAudio(100000, BLOCK, 48000, Conf::SAMPLE_FORMAT_FLTP, Conf::CHANNEL_LAYOUT_MONO)});
     auto const blocks = ReadAll(*chain.sound);
     ASSERT_THAT(blocks, ElementsAre(IsAudio(0, BLOCK), IsAudio(100000, BLOCK)));
     EXPECT_EQ(blocks[0]->GetSampleInfo(), blocks[1]->GetSampleInfo());

@@ -88,8 +88,8 @@ TEST(FittedVideo, AnotherShapeGetsBlackBorders) {
 }
 
 TEST(FittedVideo, EveryUsualPixelFormatKeepsThePictureInItsPlace) {
-    for (PixFmt const format : {PIX_FMT_YUV420P, YUV422P, YUV444P, PIX_FMT_NV12, PIX_FMT_RGB24,
-                                YUYV422, PIX_FMT_RGBA}) {
+    for (PixFmt const format :
+         {PIX_FMT_YUV420P, YUV422P, YUV444P, PIX_FMT_NV12, PIX_FMT_RGB24, YUYV422, PIX_FMT_RGBA}) {
         Chain chain({MakeVideo(0, 1, 200, format, 32, 32)}, 64, 16, format);
         auto const pictures = ReadAll(*chain.pictures);
         ASSERT_EQ(1U, pictures.size());
