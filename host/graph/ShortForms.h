@@ -37,6 +37,7 @@ struct ShortFormGraph {
 // the same filters, so that picture and sound stay together. Failures: `Core::IOException` for a file that can't be
 // read; `GraphException` "PATH: ..." for one without a stream of use, or one that doesn't go with the others;
 // `GraphException` for a value out of range. Subtitles are left out with a warning, but for `MakeTrimGraph`.
+// Attachments and cover pictures have no place in a graph.
 
 /// Makes the file exactly `duration` microseconds long: cut, or filled with its last picture and silence. Subtitles go
 /// along when the container holds them.

@@ -253,6 +253,14 @@ TEST(FilterIntroLoopOutro, PicturesWithoutATimeAreLeftOut) {
     EXPECT_THAT(Describe(ReadAll(*filter)), ElementsAre(Shown{0, 20, 1}, Shown{20, 20, 3}));
 }
 
+TEST(FilterIntroLoopOutro, TimesOfTheSourceThatGoBackNeverMakePicturesOverlap) {
+    auto const source =
+        ScriptedVideo::Create({MakeVideo(0, 10, 1), MakeVideo(30, 10, 2), MakeVideo(20, 10, 3), MakeVideo(40, 10, 4)});
+    source->duration = 50;
+    EXPECT_THAT(Describe(ReadAll(*MakeFilter(source, Plan(50, 0, 0)))),
+                ElementsAre(Shown{0, 30, 1}, Shown{30, 10, 3}, Shown{40, 10, 4}));
+}
+
 TEST(FilterIntroLoopOutro, HolesAreFilledByThePictureAheadOfThem) {
     auto const source =
         ScriptedVideo::Create({MakeVideo(5, 10, 1), MakeVideo(30, 10, 2), MakeVideo(60, 10, 3), MakeVideo(90, 5, 4)});
@@ -355,7 +363,7 @@ TEST(FilterIntroLoopOutro, AnySeekReadsOnAsReadingStraightThrough) {
     }
 }
 
-TEST(FilterIntroLoopOutro, SeekPropertyHoldsOverASourceThatEndsSeconsAheadOfItsDuration) {
+TEST(FilterIntroLoopOutro, SeekPropertyHoldsOverASourceThatEndsSecondsAheadOfItsDuration) {
     std::mt19937 random(7);
     auto const source = MakeClip(20, SECOND / 2);
     source->duration = 60 * SECOND;

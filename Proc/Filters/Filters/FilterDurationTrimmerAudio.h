@@ -11,10 +11,10 @@ namespace Tarsel::Proc {
 /// Goes in: blocks; those without a time or a duration are left out. Comes out: the blocks up to the wanted end, each
 /// cut where it begins before the samples counted so far have ended; then silence, in blocks of 100 ms and one of the
 /// rest. A gap between blocks isn't filled: what is missing comes as silence at the end, whose times follow the count.
-/// Seek: the block that holds the position is cut at it to the nearest sample; what follows is that of reading straight
-/// through, but for the rounding of the new count to microseconds. Gaps in front of the position no longer count.
-/// End: null until the next seek. Threads: one consumer; `Initialize`, `GetDuration` and `GetStatistic` from any
-/// thread.
+/// Seek: the block that holds the position is cut at it to the nearest sample, and the count begins anew. What follows
+/// is that of reading straight through where the position lies on a whole sample; elsewhere times differ by less than
+/// one, and one may be missing. Gaps in front of the position no longer count. End: null until the next seek. Threads:
+/// one consumer; `Initialize`, `GetDuration` and `GetStatistic` from any thread.
 class FilterDurationTrimmerAudio final : public Details::FilterDurationTrimmerBase<IStreamAudio, IStreamAudioEx> {
   public:
     explicit FilterDurationTrimmerAudio(iptr<IStreamAudio> source);
