@@ -1,10 +1,14 @@
 #include "host/graph/Factories.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 #include <variant>
 
 #include "contracts/Core/Exception.h"
+#include "contracts/Proc/IEffect.h"
+#include "contracts/Proc/ImplNames.h"
+#include "host/effects/TempoEffect.h"
 
 namespace Tarsel::Host {
 
@@ -30,16 +34,52 @@ Form const* As(FilterRegistry::Row const& row) {
 
 EffectFactory::~EffectFactory() = default;
 
-iptr<IEffect> EffectFactory::CreateEffect(std::string const& classId, std::string const&) const {
-    TARSEL_THROW(EffectException, NoImplementation(classId));
+void EffectFactory::Register(std::string const& classId, std::string const& implName, Maker maker) {
+    if (!maker) TARSEL_THROW(std::invalid_argument, "maker is NULL");
+    auto const row = std::find_if(rows.begin(), rows.end(), [&](Row const& known) {
+        return known.classId == classId && known.implName == implName;
+    });
+    if (row != rows.end())
+        row->maker = std::move(maker);
+    else
+        rows.push_back({classId, implName, std::move(maker)});
+}
+
+EffectFactory::Row const* EffectFactory::Find(std::string const& classId, std::string const& implName) const {
+    Row const* first = nullptr;
+    Row const* best = nullptr;
+    for (Row const& row : rows) {
+        if (row.classId != classId) continue;
+        if (row.implName == implName) return &row;
+        if (!first) first = &row;
+        if (row.implName == ImplNames::TARSEL) best = &row;
+    }
+    if (implName != ImplNames::DEFAULT) return nullptr;
+    return best ? best : first;
+}
+
+iptr<IEffect> EffectFactory::CreateEffect(std::string const& classId, std::string const& implName) const {
+    Row const* const row = Find(classId, implName);
+    if (!row) TARSEL_THROW(EffectException, NoImplementation(classId));
+    return row->maker();
 }
 
 iptr<IEffectImageBlender> EffectFactory::CreateBlender(std::string const& classId, std::string const&) const {
     TARSEL_THROW(EffectException, NoImplementation(classId));
 }
 
-std::vector<std::string> EffectFactory::GetImplementations(std::string const&) const {
-    return {};
+std::vector<std::string> EffectFactory::GetImplementations(std::string const& classId) const {
+    std::vector<std::string> names;
+    for (Row const& row : rows)
+        if (row.classId == classId) names.push_back(row.implName);
+    return names;
+}
+
+iptr<EffectFactory const> MakeEffectFactory() {
+    auto const factory = MakeShared<EffectFactory>();
+    factory->Register(SettingsEffectTempo::CLASS_ID, ImplNames::TARSEL,
+                      [] { return iptr<IEffect>(new TempoEffect()); });
+    return factory;
 }
 
 AlgorithmFactory::~AlgorithmFactory() = default;
@@ -108,7 +148,7 @@ FilterFunction FilterFactory::FindDedicated(std::string const& filter, std::stri
 }
 
 iptr<FilterFactory const> MakeFilterFactory() {
-    return MakeShared<FilterFactory>(MakeFilterRegistry(), MakeShared<EffectFactory>(), MakeShared<AlgorithmFactory>());
+    return MakeShared<FilterFactory>(MakeFilterRegistry(), MakeEffectFactory(), MakeShared<AlgorithmFactory>());
 }
 
 }  // namespace Tarsel::Host

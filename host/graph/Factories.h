@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -10,15 +11,35 @@
 
 namespace Tarsel::Host {
 
-/// The host's effects. None is registered so far.
+/// The host's effects: what has been registered. Fill it first, then ask it from any thread.
 class TARSEL_HOST_EXPORT EffectFactory final : public Proc::IEffectFactory, public RefCounted {
   public:
+    using Maker = std::function<iptr<Proc::IEffect>()>;
+
     ~EffectFactory() override;
+    /// Enters an implementation of a class identifier. A second one of the same name takes the place of the first. A
+    /// null maker throws `std::invalid_argument`.
+    void Register(std::string const& classId, std::string const& implName, Maker maker);
+    /// `ImplNames::DEFAULT` stands for `ImplNames::TARSEL`, and for the implementation that was registered first where
+    /// there is none of that name.
     iptr<Proc::IEffect> CreateEffect(std::string const& classId, std::string const& implName) const override;
     iptr<Proc::IEffectImageBlender> CreateBlender(std::string const& classId,
                                                   std::string const& implName) const override;
     std::vector<std::string> GetImplementations(std::string const& classId) const override;
+
+  private:
+    struct Row {
+        std::string classId;
+        std::string implName;
+        Maker maker;
+    };
+    Row const* Find(std::string const& classId, std::string const& implName) const;
+
+    std::vector<Row> rows;
 };
+
+/// A factory with every effect of this host.
+TARSEL_HOST_EXPORT iptr<EffectFactory const> MakeEffectFactory();
 
 /// The host's algorithm engines. None is registered so far.
 class TARSEL_HOST_EXPORT AlgorithmFactory final : public Proc::IAlgorithmFactory, public RefCounted {

@@ -9,6 +9,7 @@
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/IEffect.h"
 #include "contracts/Proc/ImplNames.h"
+#include "contracts/Proc/SettingsEffectTempo.h"
 #include "contracts/Proc/SettingsStreamMetadataUpdater.h"
 #include "tests/support/Builders.h"
 #include "tests/support/Matchers.h"
@@ -197,7 +198,60 @@ TEST(FilterFactory, NullPartsAreRefused) {
               "algorithm factory is NULL");
 }
 
-TEST(EffectFactory, KnowsNoEffectSoFar) {
+/// An effect that is told by its address alone.
+class OtherEffect final : public IOneInputEffectAudio, public RefCounted {
+  public:
+    void Initialize(Settings const&) override {}
+    void Initialize(Core::Property const&) override {}
+    Core::Property GetSettings() override { return {}; }
+    Settings const& GetEffectSettings() override { return settings; }
+    Core::Property GetStatistic() override { return {}; }
+    void ResetEffectState() override {}
+    TimeToProgress& GetTimeToProgress() override { return map; }
+    void SetTimeToProgress(TimeToProgress const&) override {}
+    int GetProcessingFrameType() override { return 0; }
+    void AdaptFormatCodec(iptr<Conf::IFormatCodec>&) override {}
+    void Process(iptr<IDataAudio>&) override {}
+
+  private:
+    OtherSettings settings;
+    TimeToProgress map;
+};
+
+TEST(EffectFactory, MakesTheTempoEffectAnewAtEveryCall) {
+    auto const factory = MakeEffectFactory();
+    EXPECT_THAT(factory->GetImplementations(SettingsEffectTempo::CLASS_ID), ElementsAre(ImplNames::TARSEL));
+    for (char const* implName : {ImplNames::TARSEL, ImplNames::DEFAULT}) {
+        auto const effect = factory->CreateEffect(SettingsEffectTempo::CLASS_ID, implName);
+        EXPECT_NE(dynamic_cast<IOneInputEffectAudio*>(effect.get()), nullptr);
+        EXPECT_EQ(effect->GetRefCountImpl(), 1U);
+        EXPECT_NE(effect, factory->CreateEffect(SettingsEffectTempo::CLASS_ID, implName));
+    }
+    EXPECT_EQ(MessageOf<EffectException>([&] { factory->CreateEffect(SettingsEffectTempo::CLASS_ID, ImplNames::OGL); }),
+              "There is no any implementation for SettingsEffectTempo");
+}
+
+TEST(EffectFactory, ListsImplementationsInTheOrderOfTheirRegistrationAndReplacesOneOfTheSameName) {
+    EffectFactory factory;
+    iptr<IEffect> const first(new OtherEffect());
+    iptr<IEffect> const second(new OtherEffect());
+    iptr<IEffect> const third(new OtherEffect());
+    factory.Register("A", ImplNames::OGL, [&] { return first; });
+    factory.Register("B", ImplNames::FFMPEG, [&] { return first; });
+    EXPECT_EQ(factory.CreateEffect("A", ImplNames::DEFAULT), first) << "the first one where none is the system's own";
+    factory.Register("A", ImplNames::TARSEL, [&] { return second; });
+    EXPECT_THAT(factory.GetImplementations("A"), ElementsAre(ImplNames::OGL, ImplNames::TARSEL));
+    EXPECT_EQ(factory.CreateEffect("A", ImplNames::DEFAULT), second);
+    EXPECT_EQ(factory.CreateEffect("A", ImplNames::OGL), first);
+    factory.Register("A", ImplNames::OGL, [&] { return third; });
+    EXPECT_THAT(factory.GetImplementations("A"), ElementsAre(ImplNames::OGL, ImplNames::TARSEL));
+    EXPECT_EQ(factory.CreateEffect("A", ImplNames::OGL), third);
+    EXPECT_EQ(MessageOf<EffectException>([&] { factory.CreateEffect("A", ImplNames::FFMPEG); }),
+              "There is no any implementation for A");
+    EXPECT_EQ(MessageOf<std::invalid_argument>([&] { factory.Register("A", "x", nullptr); }), "maker is NULL");
+}
+
+TEST(EffectFactory, KnowsNothingUntilItIsTold) {
     EffectFactory const factory;
     EXPECT_THAT(factory.GetImplementations("SettingsResizer"), IsEmpty());
     EXPECT_EQ(MessageOf<EffectException>([&] { factory.CreateEffect("SettingsResizer", ImplNames::DEFAULT); }),

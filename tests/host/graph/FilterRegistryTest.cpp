@@ -172,14 +172,20 @@ TEST(FilterRegistry, SecondRegistrationOfARowSilentlyTakesItsPlace) {
 
 TEST(FilterRegistrator, EntersItsRowsInTheOrderOfTheTables) {
     // Dedicated filters come first, in the order of their slots, then audio, video, subtitle, raw.
-    EXPECT_THAT(
-        Listing(*MakeFilterRegistry()),
-        ElementsAre("dedicated - FilterCutController Tarsel", "dedicated - FilterSeekController Tarsel",
-                    "dedicated - FilterJoinVideo Tarsel", "dedicated - FilterJoinAudio Tarsel",
-                    "dedicated - FilterJoinRaw Tarsel", "dedicated - FilterLosslessDetect Tarsel",
-                    "audio b SettingsFilterDurationTrimmer Tarsel", "audio b SettingsStreamMetadataUpdater Tarsel",
-                    "video a SettingsFilterDurationTrimmer Tarsel", "video a SettingsStreamMetadataUpdater Tarsel",
-                    "subtitle a SettingsFilterDurationTrimmer Tarsel", "raw a SettingsFilterBitStream Tarsel"));
+    EXPECT_THAT(Listing(*MakeFilterRegistry()),
+                ElementsAre("dedicated - FilterFrameRate Tarsel", "dedicated - FilterCutController Tarsel",
+                            "dedicated - FilterRepeatController Tarsel", "dedicated - FilterSeekController Tarsel",
+                            "dedicated - FilterJoinVideo Tarsel", "dedicated - FilterJoinAudio Tarsel",
+                            "dedicated - FilterJoinRaw Tarsel", "dedicated - FilterRepeatVideo Tarsel",
+                            "dedicated - FilterRepeatAudio Tarsel", "dedicated - FilterLosslessDetect Tarsel",
+                            "audio c SettingsFilterSpeedUp Tarsel", "audio b SettingsFilterDurationTrimmer Tarsel",
+                            "audio b SettingsFilterRepeat Tarsel", "audio b SettingsStreamMetadataUpdater Tarsel",
+                            "audio b SettingsFilterLoop Tarsel", "video a SettingsFilterSpeedUp Tarsel",
+                            "video a SettingsFilterFrameRate Default", "video a SettingsFilterFrameRate Adjust",
+                            "video a SettingsFilterDurationTrimmer Tarsel", "video a SettingsFilterRepeat Tarsel",
+                            "video a SettingsFilterLoop Tarsel", "video c SettingsFilterIntroLoopOutro Tarsel",
+                            "video a SettingsStreamMetadataUpdater Tarsel",
+                            "subtitle a SettingsFilterDurationTrimmer Tarsel", "raw a SettingsFilterBitStream Tarsel"));
 }
 
 /// A source of packets that the registry's filters are made on.

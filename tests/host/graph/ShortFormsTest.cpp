@@ -1,0 +1,3 @@
+#include "host/graph/ShortForms.h"
+
+#include <gtest/gtest.h>
