@@ -20,7 +20,7 @@ using GraphStream = std::variant<iptr<Proc::IStreamVideo>, iptr<Proc::IStreamAud
                                  iptr<Proc::IStreamRaw>>;
 
 /// A stream of a graph that has been built: a source, a filter, or what a controller gives in place of a stream.
-struct BuiltNode {
+struct TARSEL_HOST_EXPORT BuiltNode {
     NodeId id = 0;
     /// What it is, for people: the class, or "source".
     std::string classId;

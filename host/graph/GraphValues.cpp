@@ -19,11 +19,6 @@ using Kind = JsonNode::Kind;
 constexpr std::size_t MAX_LIST_ENTRIES = 10000;
 /// A property looks its children up one by one.
 constexpr std::size_t MAX_TREE_KEYS = 200;
-/// What FFmpeg holds each part of a rate in.
-constexpr int64 MAX_RATE_PART = std::numeric_limits<std::int32_t>::max();
-/// Above this the times of two pictures may fall together.
-constexpr int64 MAX_RATE = 100000;
-
 template <class Value>
 std::optional<Value> Parse(std::string const& text) {
     Value value{};
@@ -64,10 +59,11 @@ std::optional<std::string> ReadRatio(GraphFindings& findings, std::size_t index)
         numerator = Parse<int64>(node.text.substr(0, slash));
         if (slash < node.text.size()) denominator = Parse<int64>(node.text.substr(slash + 1));
     }
-    bool const fits = numerator && denominator && *numerator >= 0 && *numerator <= MAX_RATE_PART && *denominator > 0 &&
-                      *denominator <= MAX_RATE_PART && *numerator <= MAX_RATE * *denominator;
+    bool const fits = numerator && denominator && *numerator >= 0 && *numerator <= MAX_FRAME_RATE_PART &&
+                      *denominator > 0 && *denominator <= MAX_FRAME_RATE_PART &&
+                      *numerator <= MAX_FRAME_RATE * *denominator;
     if (fits) return Core::Property().SetValue(Ratio(*numerator, *denominator)).GetString();
-    findings.Report(index, "must be a rate \"N/D\" above 0 and up to " + std::to_string(MAX_RATE) +
+    findings.Report(index, "must be a rate \"N/D\" above 0 and up to " + std::to_string(MAX_FRAME_RATE) +
                                " frames/s, or \"0/1\" for the source's own, not " + Shown(node));
     return {};
 }

@@ -96,6 +96,11 @@ struct CatalogEntry {
 /// The most inputs that a node may have.
 inline constexpr std::size_t MAX_GRAPH_INPUTS = 100000;
 
+/// The highest frame rate; above it the times of two pictures may fall together.
+inline constexpr int64 MAX_FRAME_RATE = 100000;
+/// The largest numerator and denominator of a rate, which FFmpeg holds in 32 bits.
+inline constexpr int64 MAX_FRAME_RATE_PART = 2147483647;
+
 /// Every class that a graph may name, filters first. One entry is all that a class needs to be read, checked, described
 /// by the schema and listed in the documentation.
 TARSEL_HOST_EXPORT std::vector<CatalogEntry> const& GetSettingsCatalog();

@@ -37,6 +37,7 @@ struct ShortFormGraph {
 // the same filters, so that picture and sound stay together. Failures: `Core::IOException` for a file that can't be
 // read; `GraphException` "PATH: ..." for one without a stream of use, or one that doesn't go with the others;
 // `GraphException` for a value out of range. Subtitles are left out with a warning, but for `MakeTrimGraph`.
+// Attachments and cover pictures have no place in a graph.
 
 /// Makes the file exactly `duration` microseconds long: cut, or filled with its last picture and silence. Subtitles go
 /// along when the container holds them.
@@ -55,7 +56,8 @@ TARSEL_HOST_EXPORT ShortFormGraph MakeSpeedGraph(std::string const& input, doubl
 TARSEL_HOST_EXPORT ShortFormGraph MakeLoopGraph(std::string const& input, int64 duration,
                                                 ShortFormOptions const& options);
 /// Gives the pictures a regular frame rate, by a grid that they are laid on or, with `adjust`, by moving only the times
-/// that don't fit. Sound passes through.
+/// that don't fit: a rate below the file's own then makes the pictures last longer, which is told as a warning. Sound
+/// passes through.
 TARSEL_HOST_EXPORT ShortFormGraph MakeFrameRateGraph(std::string const& input, Ratio const& rate, bool adjust,
                                                      ShortFormOptions const& options);
 

@@ -66,7 +66,7 @@ void AddRunCommand(CLI::App& program, Action& chosen) {
     command.add_flag("--schema", options->schema, "Print the JSON Schema of graph files and do nothing else");
     AddGraphFlags(command, options->flags);
     command.footer(
-        "Example:\n  tarsel run examples/duration-trimmer.json --set IN=film.mp4 --set OUT=start.mp4 --stats\n"
+        "Example:\n  tarsel run examples/trim.json --set IN=film.mp4 --set OUT=start.mp4 --stats\n"
         "  tarsel run graph.json --graph dot | dot -Tsvg -o graph.svg");
     command.final_callback([options, &chosen] {
         if (options->schema != options->graph.empty())

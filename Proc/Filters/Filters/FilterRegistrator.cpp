@@ -10,6 +10,8 @@
 #include "Proc/Filters/Filters/FilterLoop.h"
 #include "Proc/Filters/Filters/FilterLosslessDetect.h"
 #include "Proc/Filters/Filters/FilterRepeatController.h"
+#include "Proc/Filters/Filters/FilterReverseAudio.h"
+#include "Proc/Filters/Filters/FilterReverseVideo.h"
 #include "Proc/Filters/Filters/FilterSeekController.h"
 #include "Proc/Filters/Filters/FilterSpeedUpAudio.h"
 #include "Proc/Filters/Filters/FilterSpeedUpVideo.h"
@@ -23,6 +25,7 @@
 #include "contracts/Proc/SettingsFilterIntroLoopOutro.h"
 #include "contracts/Proc/SettingsFilterLoop.h"
 #include "contracts/Proc/SettingsFilterRepeat.h"
+#include "contracts/Proc/SettingsFilterReverse.h"
 #include "contracts/Proc/SettingsFilterSpeedUp.h"
 #include "contracts/Proc/SettingsStreamMetadataUpdater.h"
 
@@ -89,6 +92,7 @@ void RegisterWithSettings(IFilterFactoryRegistrator& registrator) {
                                       MakeAudioWithEffects<FilterSpeedUpAudio>);
     registrator.RegisterFilterAudioEx(SettingsFilterDurationTrimmer::CLASS_ID, ImplNames::TARSEL,
                                       MakeAudio<FilterDurationTrimmerAudio>);
+    registrator.RegisterFilterAudioEx(SettingsFilterReverse::CLASS_ID, ImplNames::TARSEL, MakeFilterReverseAudio);
     registrator.RegisterFilterAudioEx(SettingsFilterRepeat::CLASS_ID, ImplNames::TARSEL,
                                       FilterRepeatAudio::CreateInitialized);
     registrator.RegisterFilterAudioEx(SettingsStreamMetadataUpdater::CLASS_ID, ImplNames::TARSEL, MakeAudioUpdater);
@@ -102,6 +106,8 @@ void RegisterWithSettings(IFilterFactoryRegistrator& registrator) {
                                       MakeVideo<FilterFrameRateAdjust>);
     registrator.RegisterFilterVideoEx(SettingsFilterDurationTrimmer::CLASS_ID, ImplNames::TARSEL,
                                       MakeVideo<FilterDurationTrimmerVideo>);
+    registrator.RegisterFilterVideoEx(SettingsFilterReverse::CLASS_ID, ImplNames::TARSEL,
+                                      MakeVideo<FilterReverse<IStreamVideo, IStreamVideoEx>>);
     registrator.RegisterFilterVideoEx(SettingsFilterRepeat::CLASS_ID, ImplNames::TARSEL,
                                       FilterRepeatVideo::CreateInitialized);
     registrator.RegisterFilterVideoEx(SettingsFilterLoop::CLASS_ID, ImplNames::TARSEL, MakeVideo<FilterLoopVideo>);

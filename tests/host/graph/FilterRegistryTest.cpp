@@ -172,20 +172,36 @@ TEST(FilterRegistry, SecondRegistrationOfARowSilentlyTakesItsPlace) {
 
 TEST(FilterRegistrator, EntersItsRowsInTheOrderOfTheTables) {
     // Dedicated filters come first, in the order of their slots, then audio, video, subtitle, raw.
-    EXPECT_THAT(Listing(*MakeFilterRegistry()),
-                ElementsAre("dedicated - FilterFrameRate Tarsel", "dedicated - FilterCutController Tarsel",
-                            "dedicated - FilterRepeatController Tarsel", "dedicated - FilterSeekController Tarsel",
-                            "dedicated - FilterJoinVideo Tarsel", "dedicated - FilterJoinAudio Tarsel",
-                            "dedicated - FilterJoinRaw Tarsel", "dedicated - FilterRepeatVideo Tarsel",
-                            "dedicated - FilterRepeatAudio Tarsel", "dedicated - FilterLosslessDetect Tarsel",
-                            "audio c SettingsFilterSpeedUp Tarsel", "audio b SettingsFilterDurationTrimmer Tarsel",
-                            "audio b SettingsFilterRepeat Tarsel", "audio b SettingsStreamMetadataUpdater Tarsel",
-                            "audio b SettingsFilterLoop Tarsel", "video a SettingsFilterSpeedUp Tarsel",
-                            "video a SettingsFilterFrameRate Default", "video a SettingsFilterFrameRate Adjust",
-                            "video a SettingsFilterDurationTrimmer Tarsel", "video a SettingsFilterRepeat Tarsel",
-                            "video a SettingsFilterLoop Tarsel", "video c SettingsFilterIntroLoopOutro Tarsel",
-                            "video a SettingsStreamMetadataUpdater Tarsel",
-                            "subtitle a SettingsFilterDurationTrimmer Tarsel", "raw a SettingsFilterBitStream Tarsel"));
+    std::vector<std::string> const rows{
+        "dedicated - FilterFrameRate Tarsel",
+        "dedicated - FilterCutController Tarsel",
+        "dedicated - FilterRepeatController Tarsel",
+        "dedicated - FilterSeekController Tarsel",
+        "dedicated - FilterJoinVideo Tarsel",
+        "dedicated - FilterJoinAudio Tarsel",
+        "dedicated - FilterJoinRaw Tarsel",
+        "dedicated - FilterRepeatVideo Tarsel",
+        "dedicated - FilterRepeatAudio Tarsel",
+        "dedicated - FilterLosslessDetect Tarsel",
+        "audio c SettingsFilterSpeedUp Tarsel",
+        "audio b SettingsFilterDurationTrimmer Tarsel",
+        "audio c SettingsFilterReverse Tarsel",
+        "audio b SettingsFilterRepeat Tarsel",
+        "audio b SettingsStreamMetadataUpdater Tarsel",
+        "audio b SettingsFilterLoop Tarsel",
+        "video a SettingsFilterSpeedUp Tarsel",
+        "video a SettingsFilterFrameRate Default",
+        "video a SettingsFilterFrameRate Adjust",
+        "video a SettingsFilterDurationTrimmer Tarsel",
+        "video a SettingsFilterReverse Tarsel",
+        "video a SettingsFilterRepeat Tarsel",
+        "video a SettingsFilterLoop Tarsel",
+        "video c SettingsFilterIntroLoopOutro Tarsel",
+        "video a SettingsStreamMetadataUpdater Tarsel",
+        "subtitle a SettingsFilterDurationTrimmer Tarsel",
+        "raw a SettingsFilterBitStream Tarsel",
+    };
+    EXPECT_EQ(Listing(*MakeFilterRegistry()), rows);
 }
 
 /// A source of packets that the registry's filters are made on.

@@ -46,7 +46,8 @@ GraphKind ToGraphKind(FilterKind kind) {
 
 TEST(SettingsCatalog, KnowsEveryRowThatIsRegistered) {
     std::vector<std::string> missing;
-    for (auto const& row : MakeFilterRegistry()->GetRows()) {
+    auto const registry = MakeFilterRegistry();
+    for (auto const& row : registry->GetRows()) {
         CatalogEntry const* const entry = FindInCatalog(row.classId);
         bool const known = entry &&
                            std::find(entry->implementations.begin(), entry->implementations.end(), row.implName) !=
@@ -163,7 +164,7 @@ TEST(SettingsCatalog, RefusesToMakeWhatHasNoSettingsObject) {
     EXPECT_EQ(MessageOf<FilterException>([] { MakeSettings("FilterJoinVideo", {}); }),
               "FilterJoinVideo takes no settings object");
     EXPECT_EQ(MessageOf<FilterException>([] { MakeSettings("SettingsFilterLoop", Core::Property("Other")); }),
-              "Object was initialized with incorrect class (Other");
+              "Object was initialized with incorrect class (Other)!");
 }
 
 }  // namespace
