@@ -201,7 +201,8 @@ TEST_F(Timeline, TrimKeepsTitleAndChaptersUpToItsEnd) {
     EXPECT_EQ("A title", file.metadata.at("title"));
     ASSERT_EQ(2U, file.chapters.size());
     EXPECT_EQ("two", file.chapters[1].title);
-    EXPECT_EQ(2 * SECOND, file.chapters[1].end);
+    // Everything begins later by the priming of the sound, which Matroska can't put ahead of 0.
+    EXPECT_NEAR(2 * SECOND, file.chapters[1].end, 25000);
 }
 
 TEST_F(Timeline, JoinPlaysAllPicturesOfAllFilesInStep) {
