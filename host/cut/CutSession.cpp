@@ -6,19 +6,17 @@
 #include "contracts/Proc/ImplNames.h"
 #include "contracts/Proc/SettingsFilterCutController.h"
 #include "host/cut/CutAccounting.h"
+#include "host/cut/CutCodecs.h"
 #include "host/cut/CutRanges.h"
 #include "host/graph/FilterRegistry.h"
 #include "host/media/AudioDecoder.h"
 #include "host/media/AudioEncoder.h"
-#include "host/media/CodecFactory.h"
 #include "host/media/VideoDecoder.h"
 #include "host/media/VideoEncoder.h"
 
 namespace Tarsel::Host {
 
 namespace {
-
-using Conf::IFormatCodecVideo;
 
 iptr<Proc::IFilterCutController> MakeController() {
     auto const registry = MakeFilterRegistry();
@@ -27,37 +25,10 @@ iptr<Proc::IFilterCutController> MakeController() {
     return factory(Proc::SettingsFilterCutController(), nullptr);
 }
 
-bool MayHaveOpenGroups(std::string const& codec) {
-    return codec == IFormatCodecVideo::CODEC_ID_MPEG1VIDEO || codec == IFormatCodecVideo::CODEC_ID_MPEG2VIDEO;
-}
-
-/// Why groups of this stream can't be continued by an encoder; empty when nothing is known against it.
-std::string FindRefusal(StreamInfo const& info, StreamIndex const& index) {
-    if (!index.HasPresentationTimes()) return index.GetTimesProblem();
-    if (MayHaveOpenGroups(info.codec)) return {};
-    if (!index.IsEveryKeyIdr()) return "random access points that are no IDR pictures";
-    if (index.HasLeadingPictures())
-        return "open groups: " + std::to_string(index.GetLeadingCount()) +
-               " pictures are shown before the key picture they follow";
-    return {};
-}
-
 }  // namespace
 
 CutSession::CutSession(CutRequest const& request, iptr<MediaFile> file)
     : request(request), file(std::move(file)), controller(MakeController()) {}
-
-iptr<Proc::ICodecFactory const> CutSession::ChooseCodecs(StreamInfo const& info, StreamIndex const& index,
-                                                         std::string& refusal) const {
-    CodecFactory::Options options;
-    refusal = FindRefusal(info, index);
-    options.noEncoders = !refusal.empty();
-    options.reason = refusal;
-    // Two: a decoder lives for one group, and each further thread holds pictures of its own.
-    options.decoder.threading = DecoderOptions::Threading::Frames;
-    options.decoder.threadCount = 2;
-    return CodecFactory::Create(options);
-}
 
 CutTrack CutSession::MakeTrack(StreamInfo const& info) const {
     CutTrack track;
@@ -93,7 +64,7 @@ CutTrack& CutSession::AddDecodedStream(StreamInfo const& info, std::string const
 CutTrack& CutSession::AddStream(StreamInfo const& info) {
     CutTrack track = MakeTrack(info);
     std::string refusal;
-    controller->SetCodecFacory(ChooseCodecs(info, *track.index, refusal));
+    controller->SetCodecFacory(ChooseCutCodecs(info, *track.index, refusal));
     track.stream = controller->AddStream(file->OpenStream(info.index));
     if (!track.stream)
         TARSEL_THROW(Proc::ProcException,

@@ -41,8 +41,6 @@ class CutSession {
     std::vector<std::string>& GetWarnings() { return warnings; }
 
   private:
-    iptr<Proc::ICodecFactory const> ChooseCodecs(StreamInfo const& info, StreamIndex const& index,
-                                                 std::string& refusal) const;
     CutTrack MakeTrack(StreamInfo const& info) const;
     void DescribeMode(CutTrack& track, std::string const& refusal) const;
     std::vector<int64> FindPictureTimes() const;

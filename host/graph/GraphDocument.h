@@ -35,6 +35,8 @@ struct GraphSource {
     /// Whether packets come out as they lie in the file, instead of pictures, samples and subtitles.
     bool packets = false;
     JsonPointer pointer;
+
+    bool operator==(GraphSource const&) const = default;
 };
 
 /// A filter by class identifier and implementation name, exactly as they are registered.
@@ -46,6 +48,8 @@ struct GraphFilter {
     Core::Property settings;
     std::vector<NodeId> inputs;
     JsonPointer pointer;
+
+    bool operator==(GraphFilter const&) const = default;
 };
 
 /// An object beside the chain that gives a stream in place of each one that it holds.
@@ -55,6 +59,8 @@ struct GraphController {
         NodeId id = 0;
         /// The one that it takes.
         NodeId input = 0;
+
+        bool operator==(Stream const&) const = default;
     };
     NodeId id = 0;
     std::string classId;
@@ -62,6 +68,8 @@ struct GraphController {
     Core::Property settings;
     std::vector<Stream> streams;
     JsonPointer pointer;
+
+    bool operator==(GraphController const&) const = default;
 };
 
 /// What becomes of the streams at the end of a graph.
@@ -74,6 +82,8 @@ struct GraphOutput {
         std::optional<int> quality;
         /// Bits a second of sound; 0: the default of the codec.
         int64 bitRate = 0;
+
+        bool operator==(Stream const&) const = default;
     };
     /// Empty: everything is read and nothing is written.
     std::string file;
@@ -83,14 +93,19 @@ struct GraphOutput {
     JsonPointer pointer = "/output";
 
     bool IsDry() const { return file.empty(); }
+    bool operator==(GraphOutput const&) const = default;
 };
 
 /// A graph as it is written down: what there is to build. The nodes of each list stand in the order of the document.
 struct GraphDocument {
+    /// What the graph is for, in its writer's words.
+    std::string description;
     std::vector<GraphSource> sources;
     std::vector<GraphFilter> filters;
     std::vector<GraphController> controllers;
     GraphOutput output;
+
+    bool operator==(GraphDocument const&) const = default;
 };
 
 }  // namespace Tarsel::Host

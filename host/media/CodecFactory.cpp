@@ -25,7 +25,7 @@ iptr<Proc::IStreamVideo> CodecFactory::CreateVideoDecoder(iptr<Proc::IStreamRaw>
 }
 
 std::vector<std::string> CodecFactory::GetEncoderNames(std::string const& codecId) const {
-    if (options.noEncoders || !FindVideoEncoder(codecId, 0, 0)) return {};
+    if (options.noEncoders || !FindRecodeEncoder(codecId, 0, 0)) return {};
     return {Proc::ImplNames::FFMPEG};
 }
 
@@ -46,9 +46,12 @@ ContainerCodecs DefaultEncoders(std::string const& container) {
     static Row const ROWS[] = {
         {{"mp4", "m4v", "mov", "3gp"}, {"h264", "aac", "mov_text"}},
         {{"mkv", "matroska"}, {"h264", "aac", "ass"}},
-        {{"ts", "mpegts", "m2ts"}, {"h264", "aac", ""}},
+        {{"ts", "mpegts", "m2ts", "mts"}, {"h264", "aac", ""}},
+        {{"flv"}, {"h264", "aac", ""}},
         {{"webm"}, {"vp9", "opus", "webvtt"}},
         {{"avi"}, {"mpeg4", "mp3", ""}},
+        {{"asf", "wmv"}, {"wmv2", "wmav2", ""}},
+        {{"wma"}, {"", "wmav2", ""}},
         {{"ogg", "ogv"}, {"theora", "vorbis", ""}},
         {{"oga"}, {"", "vorbis", ""}},
         {{"opus"}, {"", "opus", ""}},
@@ -60,7 +63,10 @@ ContainerCodecs DefaultEncoders(std::string const& container) {
         {{"ac3"}, {"", "ac3", ""}},
         {{"flac"}, {"", "flac", ""}},
         {{"mpg", "mpeg", "vob"}, {"mpeg2video", "mp2", ""}},
-        {{"h264"}, {"h264", "", ""}},
+        {{"h264", "264"}, {"h264", "", ""}},
+        {{"hevc", "h265"}, {"hevc", "", ""}},
+        {{"mka"}, {"", "aac", ""}},
+        {{"mks"}, {"", "", "ass"}},
         {{"srt"}, {"", "", "subrip"}},
         {{"ass"}, {"", "", "ass"}},
         {{"vtt", "webvtt"}, {"", "", "webvtt"}},

@@ -119,6 +119,15 @@ AVOutputFormat const* FindContainer(std::string const& path) {
     return container;
 }
 
+AVOutputFormat const* FindContainerNamed(std::string const& name) {
+    auto const found =
+        std::find_if(EXTENSIONS.begin(), EXTENSIONS.end(), [&](Extension const& entry) { return entry.muxer == name; });
+    AVOutputFormat const* const container =
+        found == EXTENSIONS.end() ? nullptr : av_guess_format(found->muxer, nullptr, nullptr);
+    if (!container) TARSEL_THROW(Core::IOException, "there is no container \"" + name + "\"");
+    return container;
+}
+
 std::string WhyNotCarried(AVOutputFormat const& container, StreamKind kind, AVCodecID codec) {
     char const* const name = avcodec_get_name(codec);
     std::string const refusal = std::string(container.name) + " can't carry " + name;

@@ -10,6 +10,9 @@ namespace Tarsel::Host {
 /// libavformat's writer for a target's extension. Throws `Core::IOException` "PATH: ..." for an extension that it
 /// doesn't know, and for the containers that are read but not written.
 AVOutputFormat const* FindContainer(std::string const& path);
+/// libavformat's writer of a short name ("matroska"), one of those that extensions lead to. Throws `Core::IOException`
+/// "there is no container ..." for other names.
+AVOutputFormat const* FindContainerNamed(std::string const& name);
 
 /// Why the container can't hold packets of the codec; empty when it can.
 std::string WhyNotCarried(AVOutputFormat const& container, StreamKind kind, AVCodecID codec);

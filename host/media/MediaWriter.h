@@ -29,12 +29,13 @@ class TARSEL_HOST_EXPORT MediaWriter : public RefCounted {
         /// Whether a file that stands there may be replaced (at success only).
         bool force = false;
         /// Files that the target must not be, under whatever name.
-        std::vector<std::string> inputs;
+        std::vector<std::string> inputs = {};
+        /// The container by its short name ("matroska"); empty: the path's extension tells it.
+        std::string container = {};
     };
     /// What `AddStream` gives for a stream that the container can't carry.
     static constexpr int NO_SLOT = -1;
 
-    /// The container follows the extension.
     static iptr<MediaWriter> Create(std::string const& path, Options const& options);
     ~MediaWriter() override;
 

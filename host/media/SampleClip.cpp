@@ -185,7 +185,7 @@ SampleClipStreams EncodeSampleClip(SampleClipOptions const& options) {
     video.groupSize = GROUP_SECONDS * options.frameRate;
     video.bFrames = B_FRAMES;
     video.fixedGroups = true;
-    video.quantiser = 22;
+    video.quality = 22;
     return {VideoEncoder::Create(GeneratedVideo::Create(options), Core::Property(), video,
                                  Core::ComputingResourceManager::TakeFakeResource()),
             AudioEncoder::Create(GeneratedAudio::Create(options), {"aac", 128000})};

@@ -1,12 +1,21 @@
 #include "host/media/StepReader.h"
 
-#include <utility>
-
 #include "contracts/Core/Time.h"
 
 namespace Tarsel::Host {
 
-iptr<Proc::IDataPacket> StepReader::Read(std::size_t& number) {
+namespace {
+
+int64 OrderOf(Proc::IData const& item) {
+    auto const* const packet = dynamic_cast<Proc::IDataPacket const*>(&item);
+    int64 const decoding = packet ? packet->GetDecodingTime() : NO_VALUE;
+    return HasValue(decoding) ? decoding : item.GetTime();
+}
+
+}  // namespace
+
+template <class Item>
+iptr<Item> BasicStepReader<Item>::Read(std::size_t& number) {
     Lane* first = nullptr;
     int64 lowest = 0;
     for (std::size_t i = 0; i < lanes.size(); ++i) {
@@ -16,8 +25,7 @@ iptr<Proc::IDataPacket> StepReader::Read(std::size_t& number) {
             lane.ended = !lane.next;
         }
         if (!lane.next) continue;
-        int64 const decoding = lane.next->GetDecodingTime();
-        int64 const time = HasValue(decoding) ? decoding : lane.next->GetTime();
+        int64 const time = OrderOf(*lane.next);
         if (first && time >= lowest) continue;
         first = &lane;
         number = i;
@@ -25,5 +33,8 @@ iptr<Proc::IDataPacket> StepReader::Read(std::size_t& number) {
     }
     return first ? std::exchange(first->next, nullptr) : nullptr;
 }
+
+template class BasicStepReader<Proc::IDataPacket>;
+template class BasicStepReader<Proc::IData>;
 
 }  // namespace Tarsel::Host

@@ -38,6 +38,14 @@ iptr<Conf::IFormatCodecVideo const> VideoEncoder::MakeFormat() const {
         native->disposition = known->disposition;
         native->sideData = known->sideData;
     }
+    // A filter may have changed the rate: then the container's words for it are of another stream.
+    Ratio const rate = result->GetFrameRate();
+    AVRational const own{static_cast<int>(rate.numerator()), static_cast<int>(rate.denominator())};
+    if (!IsRecoding() && own.num > 0 && av_cmp_q(own, native->averageFrameRate) != 0) {
+        native->averageFrameRate = context->framerate;
+        native->realFrameRate = context->framerate;
+        native->timeBase = context->time_base;
+    }
     if (int const code = avcodec_parameters_from_context(native->parameters.get(), context.get()); code < 0) Fail(code);
     iptr<IBlob> extradata;
     if (context->extradata_size > 0)

@@ -42,6 +42,11 @@ struct Setup {
     std::unique_ptr<AVDictionary, FreeDictionary> privateOptions;
 
     bool IsRecoding() const { return options.purpose == VideoEncoderOptions::Purpose::Recode; }
+    /// `recode` for a group between copied ones, else what was asked for or the standard of the codec's scale.
+    int QualityOr(int recode) const {
+        if (IsRecoding()) return recode;
+        return options.quality ? *options.quality : QualityScaleOf(codecId).value_or(QualityScale()).standard;
+    }
     void Set(char const* key, std::string const& value) {
         AVDictionary* dictionary = privateOptions.release();
         av_dict_set(&dictionary, key, value.c_str(), 0);
@@ -178,7 +183,7 @@ void SetUpH264(Setup& setup, Core::Property const& codecOptions, AVCodecParamete
     } else {
         setup.Set("preset", "veryfast");
         if (setup.options.fixedGroups) setup.Set("sc_threshold", "0");
-        setup.Set("qp", std::to_string(setup.options.quantiser));
+        setup.Set("qp", std::to_string(setup.QualityOr(0)));
     }
     if (codecOptions.ChildExists(Conf::TAG_PROFILE)) {
         std::string const profile = codecOptions[Conf::TAG_PROFILE].GetString();
@@ -234,7 +239,7 @@ void SetUpMpegFamily(Setup& setup, int quantiser) {
 void SetUpMpeg12(Setup& setup, Core::Property const& codecOptions) {
     AVCodecContext& context = *setup.context;
     context.flags |= AV_CODEC_FLAG_CLOSED_GOP;
-    SetUpMpegFamily(setup, setup.IsRecoding() ? 1 : 3);
+    SetUpMpegFamily(setup, setup.QualityOr(1));
     if (setup.codecId != Video::CODEC_ID_MPEG2VIDEO) return;
     context.intra_dc_precision = 2;  // 10 bits
     setup.Set("seq_disp_ext", "auto");
@@ -244,7 +249,7 @@ void SetUpMpeg12(Setup& setup, Core::Property const& codecOptions) {
 
 void SetUpMpeg4(Setup& setup, Core::Property const& codecOptions, AVCodecParameters const* native) {
     AVCodecContext& context = *setup.context;
-    SetUpMpegFamily(setup, setup.IsRecoding() ? 1 : 3);
+    SetUpMpegFamily(setup, setup.QualityOr(1));
     // A header that says "low delay" would make a decoder drop the picture that it still holds from the group in front.
     // Room for B pictures keeps the flag off; the encoder gives none as long as each picture's type is told.
     if (setup.IsRecoding() && native && native->video_delay > 0) context.max_b_frames = 1;
@@ -277,13 +282,22 @@ void SetUpVpx(Setup& setup) {
         context.qmax = 6;
         setup.Set("crf", "4");
     } else {
-        context.qmin = 4;
-        context.qmax = 40;
-        setup.Set("crf", "16");
+        int const quality = setup.QualityOr(0);
+        context.qmin = std::min(4, quality);
+        context.qmax = std::max(40, quality);
+        setup.Set("crf", std::to_string(quality));
     }
     // VP8 takes its constant quality as a floor under a rate: one that is never reached. VP9 has no rate at 0.
     context.bit_rate = vp9 ? 0 : int64{context.width} * context.height * 100;
     context.thread_count = 1;
+}
+
+/// Whole streams only.
+void SetUpHevc(Setup& setup) {
+    setup.Set("preset", "superfast");
+    setup.context->thread_count = H264_THREADS;
+    // One pool, one line of frames: the same bytes on every machine.
+    setup.Set("x265-params", "log-level=error:info=0:pools=2:frame-threads=1:qp=" + std::to_string(setup.QualityOr(0)));
 }
 
 void SetUpCodec(Setup& setup, Core::Property const& codecOptions, AVCodecParameters const* native) {
@@ -291,6 +305,8 @@ void SetUpCodec(Setup& setup, Core::Property const& codecOptions, AVCodecParamet
     AVCodecContext& context = *setup.context;
     if (id == Video::CODEC_ID_H264) {
         SetUpH264(setup, codecOptions, native);
+    } else if (id == Video::CODEC_ID_H265) {
+        SetUpHevc(setup);
     } else if (id == Video::CODEC_ID_MPEG1VIDEO || id == Video::CODEC_ID_MPEG2VIDEO) {
         SetUpMpeg12(setup, codecOptions);
     } else if (id == Video::CODEC_ID_MPEG4) {
@@ -298,12 +314,12 @@ void SetUpCodec(Setup& setup, Core::Property const& codecOptions, AVCodecParamet
     } else if (id == Video::CODEC_ID_VP8 || id == Video::CODEC_ID_VP9) {
         SetUpVpx(setup);
     } else if (id == Video::CODEC_ID_THEORA) {
-        setup.SetQuantiserScale(setup.IsRecoding() ? 10 : 8);
+        setup.SetQuantiserScale(setup.QualityOr(10));
         // The distance field of its times is made for the longest group (Theora, 6.2); no group may outgrow it.
         context.gop_size = std::min(context.gop_size, 1 << 15);
     } else {
         // H.263 has coefficients of 8 bits: a finer quantiser clips those of sharp edges, and the picture gets worse.
-        SetUpMpegFamily(setup, setup.IsRecoding() && id == Video::CODEC_ID_WMV2 ? 2 : 3);
+        SetUpMpegFamily(setup, setup.QualityOr(id == Video::CODEC_ID_WMV2 ? 2 : 3));
     }
     if (codecOptions.ChildExists(Conf::TAG_FF_SPECIAL_OPTS)) ApplySpecialOptions(setup, codecOptions);
 }
@@ -326,16 +342,37 @@ void OpenContext(Setup& setup, LibavLogWatch& watch) {
 
 }  // namespace
 
+std::optional<QualityScale> QualityScaleOf(std::string const& codecId) {
+    if (codecId == Video::CODEC_ID_H264 || codecId == Video::CODEC_ID_H265) return QualityScale{0, 51, 18};
+    if (codecId == Video::CODEC_ID_VP8) return QualityScale{4, 63, 16};
+    if (codecId == Video::CODEC_ID_VP9) return QualityScale{0, 63, 16};
+    if (codecId == Video::CODEC_ID_THEORA) return QualityScale{10, 0, 8};
+    return FindVideoEncoder(codecId, 0, 0) ? std::optional(QualityScale{1, 31, 3}) : std::nullopt;
+}
+
+std::string WhyNoQuality(std::string const& codecId, int quality) {
+    auto const scale = QualityScaleOf(codecId);
+    if (!scale) return codecId + " has no scale of quality";
+    if (quality >= std::min(scale->best, scale->worst) && quality <= std::max(scale->best, scale->worst)) return {};
+    return "quality " + std::to_string(quality) + " is out of the range of " + codecId + ": " +
+           std::to_string(scale->best) + " (best) to " + std::to_string(scale->worst);
+}
+
+AVCodec const* FindRecodeEncoder(std::string const& codecId, int width, int height) {
+    return codecId == Video::CODEC_ID_H265 ? nullptr : FindVideoEncoder(codecId, width, height);
+}
+
 AVCodec const* FindVideoEncoder(std::string const& codecId, int width, int height) {
-    static std::array<std::pair<char const*, char const*>, 9> const NAMES{{{Video::CODEC_ID_H264, "libx264"},
-                                                                           {Video::CODEC_ID_MPEG1VIDEO, "mpeg1video"},
-                                                                           {Video::CODEC_ID_MPEG2VIDEO, "mpeg2video"},
-                                                                           {Video::CODEC_ID_MPEG4, "mpeg4"},
-                                                                           {Video::CODEC_ID_H263, "h263"},
-                                                                           {Video::CODEC_ID_WMV2, "wmv2"},
-                                                                           {Video::CODEC_ID_VP8, "libvpx"},
-                                                                           {Video::CODEC_ID_VP9, "libvpx-vp9"},
-                                                                           {Video::CODEC_ID_THEORA, "libtheora"}}};
+    static std::array<std::pair<char const*, char const*>, 10> const NAMES{{{Video::CODEC_ID_H264, "libx264"},
+                                                                            {Video::CODEC_ID_H265, "libx265"},
+                                                                            {Video::CODEC_ID_MPEG1VIDEO, "mpeg1video"},
+                                                                            {Video::CODEC_ID_MPEG2VIDEO, "mpeg2video"},
+                                                                            {Video::CODEC_ID_MPEG4, "mpeg4"},
+                                                                            {Video::CODEC_ID_H263, "h263"},
+                                                                            {Video::CODEC_ID_WMV2, "wmv2"},
+                                                                            {Video::CODEC_ID_VP8, "libvpx"},
+                                                                            {Video::CODEC_ID_VP9, "libvpx-vp9"},
+                                                                            {Video::CODEC_ID_THEORA, "libtheora"}}};
     // The five picture sizes of H.263 (table 5/H.263); others need the extended picture type.
     static constexpr std::array<std::pair<int, int>, 5> H263_SIZES{
         {{128, 96}, {176, 144}, {352, 288}, {704, 576}, {1408, 1152}}};
@@ -353,8 +390,11 @@ CodecContextPtr OpenVideoEncoder(Conf::IFormatCodecVideo const& format, Core::Pr
                                  VideoEncoderOptions const& options, LibavLogWatch& watch) {
     std::string const codecId = options.codecId.empty() ? format.GetCodecID() : options.codecId;
     Setup setup{format, properties, options, codecId, nullptr, nullptr, nullptr};
-    setup.codec = FindVideoEncoder(codecId, format.GetWidth(), format.GetHeight());
+    auto const find = setup.IsRecoding() ? FindRecodeEncoder : FindVideoEncoder;
+    setup.codec = find(codecId, format.GetWidth(), format.GetHeight());
     if (!setup.codec) TARSEL_THROW(Proc::EncoderException, "There is no encoder for " + codecId);
+    if (std::string const refusal = options.quality ? WhyNoQuality(codecId, *options.quality) : ""; !refusal.empty())
+        TARSEL_THROW(Proc::EncoderException, refusal);
     setup.context.reset(avcodec_alloc_context3(setup.codec));
     if (!setup.context)
         TARSEL_THROW(Proc::EncoderException, std::string("Can't allocate encoder ") + setup.codec->name);

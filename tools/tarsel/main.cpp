@@ -63,6 +63,8 @@ int Main(int count, char** arguments) {
     AddFiltersCommand(program, chosen);
     AddProbeCommand(program, chosen);
     AddRemuxCommand(program, chosen);
+    AddRunCommand(program, chosen);
+    AddTimelineCommands(program, chosen);
     if (count > 1 && arguments[1][0] != '-' && !HasCommand(program, arguments[1])) {
         std::fprintf(stderr, "tarsel: there is no command \"%s\"; see tarsel --help\n", arguments[1]);
         return EXIT_USAGE;

@@ -1,62 +1,122 @@
 #include "Proc/Filters/Filters/FilterRegistrator.h"
 
 #include "Proc/Filters/Filters/FilterCutController.h"
+#include "Proc/Filters/Filters/FilterDurationTrimmerAudio.h"
+#include "Proc/Filters/Filters/FilterDurationTrimmerSubtitle.h"
+#include "Proc/Filters/Filters/FilterDurationTrimmerVideo.h"
 #include "Proc/Filters/Filters/FilterFrameRate.h"
 #include "Proc/Filters/Filters/FilterFrameRateAdjust.h"
+#include "Proc/Filters/Filters/FilterIntroLoopOutroVideo.h"
+#include "Proc/Filters/Filters/FilterLoop.h"
 #include "Proc/Filters/Filters/FilterLosslessDetect.h"
+#include "Proc/Filters/Filters/FilterRepeatController.h"
+#include "Proc/Filters/Filters/FilterReverseAudio.h"
+#include "Proc/Filters/Filters/FilterReverseVideo.h"
+#include "Proc/Filters/Filters/FilterSeekController.h"
 #include "Proc/Filters/Filters/FilterSpeedUpAudio.h"
 #include "Proc/Filters/Filters/FilterSpeedUpVideo.h"
 #include "Proc/Filters/Filters/FilterStreamMetadataUpdater.h"
+#include "Proc/Filters/Filters/TFilterJoin.h"
+#include "Proc/Filters/Filters/TFilterRepeat.h"
 #include "contracts/Proc/FilterBitStream.h"
 #include "contracts/Proc/ImplNames.h"
+#include "contracts/Proc/SettingsFilterDurationTrimmer.h"
+#include "contracts/Proc/SettingsFilterFrameRate.h"
+#include "contracts/Proc/SettingsFilterIntroLoopOutro.h"
+#include "contracts/Proc/SettingsFilterLoop.h"
+#include "contracts/Proc/SettingsFilterRepeat.h"
+#include "contracts/Proc/SettingsFilterReverse.h"
+#include "contracts/Proc/SettingsFilterSpeedUp.h"
 #include "contracts/Proc/SettingsStreamMetadataUpdater.h"
 
 namespace Tarsel::Proc {
 
 namespace {
 
+using Audio = iptr<IStreamAudio>;
+using Video = iptr<IStreamVideo>;
+using Subtitle = iptr<IStreamSubtitle>;
+using Effects = iptr<IEffectFactory const>;
+using Filters = iptr<IFilterFactory const>;
+
+// Factories of filters with settings, over a source alone or with one of the host's factories beside it.
+
+template <class Filter>
+iptr<IStreamAudioEx> MakeAudio(Audio const& source, Settings const& settings) {
+    return Details::MakeInitialized<IStreamAudioEx, Filter>(settings, source);
+}
+template <class Filter>
+iptr<IStreamAudioEx> MakeAudioWithEffects(Audio const& source, Effects const& effects, Settings const& settings) {
+    return Details::MakeInitialized<IStreamAudioEx, Filter>(settings, source, effects);
+}
+template <class Filter>
+iptr<IStreamVideoEx> MakeVideo(Video const& source, Settings const& settings) {
+    return Details::MakeInitialized<IStreamVideoEx, Filter>(settings, source);
+}
+template <class Filter>
+iptr<IStreamVideoEx> MakeVideoWithFilters(Video const& source, Filters const& filters, Settings const& settings) {
+    return Details::MakeInitialized<IStreamVideoEx, Filter>(settings, source, filters);
+}
+template <class Filter>
+iptr<IStreamSubtitleEx> MakeSubtitle(Subtitle const& source, Settings const& settings) {
+    return Details::MakeInitialized<IStreamSubtitleEx, Filter>(settings, source);
+}
+
+// The constructor of this one takes the settings, too.
+iptr<IStreamAudioEx> MakeAudioUpdater(Audio const& source, Settings const& settings) {
+    return Details::MakeInitialized<IStreamAudioEx, FilterStreamMetadataUpdater<IStreamAudio>>(settings, source,
+                                                                                               settings);
+}
+iptr<IStreamVideoEx> MakeVideoUpdater(Video const& source, Settings const& settings) {
+    return Details::MakeInitialized<IStreamVideoEx, FilterStreamMetadataUpdater<IStreamVideo>>(settings, source,
+                                                                                               settings);
+}
+
 /// Filters with an interface of their own, in slot order, all under `ImplNames::TARSEL`.
 void RegisterDedicated(IFilterFactoryRegistrator& registrator) {
     registrator.RegisterFilterFrameRate(ImplNames::TARSEL, FilterFrameRate::Create);
     registrator.RegisterFilterCutController(ImplNames::TARSEL, FilterCutController::Create);
+    registrator.RegisterFilterRepeatController(ImplNames::TARSEL, FilterRepeatController::Create);
+    registrator.RegisterFilterSeekController(ImplNames::TARSEL, FilterSeekController::Create);
+    registrator.RegisterFilterJoinVideo(ImplNames::TARSEL, FilterJoinVideo::Create);
+    registrator.RegisterFilterJoinAudio(ImplNames::TARSEL, FilterJoinAudio::Create);
+    registrator.RegisterFilterJoinRaw(ImplNames::TARSEL, FilterJoinRaw::Create);
+    registrator.RegisterFilterRepeatVideo(ImplNames::TARSEL, FilterRepeatVideo::Create);
+    registrator.RegisterFilterRepeatAudio(ImplNames::TARSEL, FilterRepeatAudio::Create);
     registrator.RegisterFilterLosslessDetect(ImplNames::TARSEL, FilterLosslessDetect::Create);
 }
 
 /// Filters that take their settings as an object: audio, video, subtitle, raw.
 void RegisterWithSettings(IFilterFactoryRegistrator& registrator) {
-    registrator.RegisterFilterAudioEx(
-        SettingsFilterSpeedUp::CLASS_ID, ImplNames::TARSEL,
-        [](iptr<IStreamAudio> const& source, iptr<IEffectFactory const> const& effects, Settings const& settings) {
-            return Details::MakeInitialized<IStreamAudioEx, FilterSpeedUpAudio>(settings, source, effects);
-        });
-    registrator.RegisterFilterAudioEx(
-        SettingsStreamMetadataUpdater::CLASS_ID, ImplNames::TARSEL,
-        [](iptr<IStreamAudio> const& source, Settings const& settings) {
-            return Details::MakeInitialized<IStreamAudioEx, FilterStreamMetadataUpdater<IStreamAudio>>(settings, source,
-                                                                                                       settings);
-        });
+    registrator.RegisterFilterAudioEx(SettingsFilterSpeedUp::CLASS_ID, ImplNames::TARSEL,
+                                      MakeAudioWithEffects<FilterSpeedUpAudio>);
+    registrator.RegisterFilterAudioEx(SettingsFilterDurationTrimmer::CLASS_ID, ImplNames::TARSEL,
+                                      MakeAudio<FilterDurationTrimmerAudio>);
+    registrator.RegisterFilterAudioEx(SettingsFilterReverse::CLASS_ID, ImplNames::TARSEL, MakeFilterReverseAudio);
+    registrator.RegisterFilterAudioEx(SettingsFilterRepeat::CLASS_ID, ImplNames::TARSEL,
+                                      FilterRepeatAudio::CreateInitialized);
+    registrator.RegisterFilterAudioEx(SettingsStreamMetadataUpdater::CLASS_ID, ImplNames::TARSEL, MakeAudioUpdater);
+    registrator.RegisterFilterAudioEx(SettingsFilterLoop::CLASS_ID, ImplNames::TARSEL, MakeAudio<FilterLoopAudio>);
 
     registrator.RegisterFilterVideoEx(SettingsFilterSpeedUp::CLASS_ID, ImplNames::TARSEL,
-                                      [](iptr<IStreamVideo> const& source, Settings const& settings) {
-                                          return Details::MakeInitialized<IStreamVideoEx, FilterSpeedUpVideo>(settings,
-                                                                                                              source);
-                                      });
+                                      MakeVideo<FilterSpeedUpVideo>);
     registrator.RegisterFilterVideoEx(SettingsFilterFrameRate::CLASS_ID, SettingsFilterFrameRate::IMPL_DEFAULT,
-                                      [](iptr<IStreamVideo> const& source, Settings const& settings) {
-                                          return Details::MakeInitialized<IStreamVideoEx, FilterFrameRate>(
-                                              settings, source, settings);
-                                      });
+                                      MakeVideo<FilterFrameRate>);
     registrator.RegisterFilterVideoEx(SettingsFilterFrameRate::CLASS_ID, SettingsFilterFrameRate::IMPL_ADJUST,
-                                      [](iptr<IStreamVideo> const& source, Settings const& settings) {
-                                          return Details::MakeInitialized<IStreamVideoEx, FilterFrameRateAdjust>(
-                                              settings, source, settings);
-                                      });
-    registrator.RegisterFilterVideoEx(
-        SettingsStreamMetadataUpdater::CLASS_ID, ImplNames::TARSEL,
-        [](iptr<IStreamVideo> const& source, Settings const& settings) {
-            return Details::MakeInitialized<IStreamVideoEx, FilterStreamMetadataUpdater<IStreamVideo>>(settings, source,
-                                                                                                       settings);
-        });
+                                      MakeVideo<FilterFrameRateAdjust>);
+    registrator.RegisterFilterVideoEx(SettingsFilterDurationTrimmer::CLASS_ID, ImplNames::TARSEL,
+                                      MakeVideo<FilterDurationTrimmerVideo>);
+    registrator.RegisterFilterVideoEx(SettingsFilterReverse::CLASS_ID, ImplNames::TARSEL,
+                                      MakeVideo<FilterReverse<IStreamVideo, IStreamVideoEx>>);
+    registrator.RegisterFilterVideoEx(SettingsFilterRepeat::CLASS_ID, ImplNames::TARSEL,
+                                      FilterRepeatVideo::CreateInitialized);
+    registrator.RegisterFilterVideoEx(SettingsFilterLoop::CLASS_ID, ImplNames::TARSEL, MakeVideo<FilterLoopVideo>);
+    registrator.RegisterFilterVideoEx(SettingsFilterIntroLoopOutro::CLASS_ID, ImplNames::TARSEL,
+                                      MakeVideoWithFilters<FilterIntroLoopOutroVideo>);
+    registrator.RegisterFilterVideoEx(SettingsStreamMetadataUpdater::CLASS_ID, ImplNames::TARSEL, MakeVideoUpdater);
+
+    registrator.RegisterFilterSubtitleEx(SettingsFilterDurationTrimmer::CLASS_ID, ImplNames::TARSEL,
+                                         MakeSubtitle<FilterDurationTrimmerSubtitle>);
 
     registrator.RegisterFilterRawEx(SettingsFilterBitStream::CLASS_ID, ImplNames::TARSEL, FilterBitStream::Create);
 }

@@ -11,10 +11,13 @@
 #include "contracts/Proc/FilterRegistrator.h"
 #include "contracts/Proc/IFactories.h"
 #include "contracts/Proc/IFilterLosslessDetect.h"
+#include "contracts/Proc/IFilterSeekController.h"
 #include "contracts/Proc/IStream.h"
 #include "contracts/Proc/ImplNames.h"
 #include "contracts/Proc/Settings.h"
+#include "contracts/Proc/SettingsFilterDurationTrimmer.h"
 #include "contracts/Proc/SettingsStreamMetadataUpdater.h"
+#include "contracts/Proc/TIFilterJoin.h"
 #include "tests/support/Builders.h"
 #include "tests/support/Matchers.h"
 #include "tests/support/ScriptedStream.h"
@@ -169,12 +172,36 @@ TEST(FilterRegistry, SecondRegistrationOfARowSilentlyTakesItsPlace) {
 
 TEST(FilterRegistrator, EntersItsRowsInTheOrderOfTheTables) {
     // Dedicated filters come first, in the order of their slots, then audio, video, subtitle, raw.
-    EXPECT_THAT(Listing(*MakeFilterRegistry()),
-                ElementsAre("dedicated - FilterFrameRate Tarsel", "dedicated - FilterCutController Tarsel",
-                            "dedicated - FilterLosslessDetect Tarsel", "audio c SettingsFilterSpeedUp Tarsel",
-                            "audio b SettingsStreamMetadataUpdater Tarsel", "video a SettingsFilterSpeedUp Tarsel",
-                            "video a SettingsFilterFrameRate Default", "video a SettingsFilterFrameRate Adjust",
-                            "video a SettingsStreamMetadataUpdater Tarsel", "raw a SettingsFilterBitStream Tarsel"));
+    std::vector<std::string> const rows{
+        "dedicated - FilterFrameRate Tarsel",
+        "dedicated - FilterCutController Tarsel",
+        "dedicated - FilterRepeatController Tarsel",
+        "dedicated - FilterSeekController Tarsel",
+        "dedicated - FilterJoinVideo Tarsel",
+        "dedicated - FilterJoinAudio Tarsel",
+        "dedicated - FilterJoinRaw Tarsel",
+        "dedicated - FilterRepeatVideo Tarsel",
+        "dedicated - FilterRepeatAudio Tarsel",
+        "dedicated - FilterLosslessDetect Tarsel",
+        "audio c SettingsFilterSpeedUp Tarsel",
+        "audio b SettingsFilterDurationTrimmer Tarsel",
+        "audio c SettingsFilterReverse Tarsel",
+        "audio b SettingsFilterRepeat Tarsel",
+        "audio b SettingsStreamMetadataUpdater Tarsel",
+        "audio b SettingsFilterLoop Tarsel",
+        "video a SettingsFilterSpeedUp Tarsel",
+        "video a SettingsFilterFrameRate Default",
+        "video a SettingsFilterFrameRate Adjust",
+        "video a SettingsFilterDurationTrimmer Tarsel",
+        "video a SettingsFilterReverse Tarsel",
+        "video a SettingsFilterRepeat Tarsel",
+        "video a SettingsFilterLoop Tarsel",
+        "video c SettingsFilterIntroLoopOutro Tarsel",
+        "video a SettingsStreamMetadataUpdater Tarsel",
+        "subtitle a SettingsFilterDurationTrimmer Tarsel",
+        "raw a SettingsFilterBitStream Tarsel",
+    };
+    EXPECT_EQ(Listing(*MakeFilterRegistry()), rows);
 }
 
 /// A source of packets that the registry's filters are made on.
@@ -207,6 +234,47 @@ TEST(FilterRegistrator, BitStreamFilterIsMadeThroughTheSharedLibraryAndThroughIt
     auto const source = MakeSource();
     EXPECT_THROW(make(source, SettingsLosslessDetect()), std::bad_cast);
     EXPECT_EQ(source->GetRefCountImpl(), 1U);
+}
+
+/// A trimmer from its row, and what a row does with settings of another class: the half-built filter is let go.
+template <class Factory, class Source>
+void ExpectTrimmer(FilterRegistry const& registry, FilterKind kind, iptr<Source> const& source, char const* name) {
+    auto const* const row = registry.Find(kind, SettingsFilterDurationTrimmer::CLASS_ID, ImplNames::TARSEL);
+    ASSERT_NE(row, nullptr) << name;
+    auto const& make = std::get<Factory>(std::get<ExFactory>(row->factory));
+    unsigned const owners = source->GetRefCountImpl();
+    {
+        auto const filter = make(source, SettingsFilterDurationTrimmer(1234));
+        EXPECT_EQ(filter->GetDuration(), 1234);
+        EXPECT_EQ(filter->GetStatistic().Children().back().Name(),
+                  "Tarsel::Proc::" + std::string(name) + "::GetStatistic");
+    }
+    EXPECT_THROW(make(source, SettingsFilterBitStream()), std::bad_cast);
+    EXPECT_EQ(source->GetRefCountImpl(), owners);
+}
+
+TEST(FilterRegistrator, DurationTrimmersAreMadeThroughTheSharedLibrary) {
+    auto const registry = MakeFilterRegistry();
+    auto const video = Tarsel::Test::ScriptedVideo::Create({});
+    video->format->SetFrameRate(25, 1);
+    ExpectTrimmer<AudioExFactoryB>(*registry, FilterKind::Audio,
+                                   iptr<IStreamAudio>(Tarsel::Test::ScriptedAudio::Create({})),
+                                   "FilterDurationTrimmerAudio");
+    ExpectTrimmer<VideoExFactoryA>(*registry, FilterKind::Video, iptr<IStreamVideo>(video),
+                                   "FilterDurationTrimmerVideo");
+    ExpectTrimmer<SubtitleExFactory>(*registry, FilterKind::Subtitle,
+                                     iptr<IStreamSubtitle>(Tarsel::Test::ScriptedSubtitle::Create({})),
+                                     "FilterDurationTrimmerSubtitle");
+}
+
+TEST(FilterRegistrator, JoinsAndTheSeekControllerAreMadeThroughTheSharedLibrary) {
+    auto const registry = MakeFilterRegistry();
+    EXPECT_EQ(registry->Find(FilterSlots::JOIN_VIDEO, ImplNames::TARSEL)()->GetSettings().Name(), "FilterJoinVideo");
+    EXPECT_EQ(registry->Find(FilterSlots::JOIN_AUDIO, ImplNames::TARSEL)()->GetSettings().Name(), "FilterJoinAudio");
+    EXPECT_EQ(registry->Find(FilterSlots::JOIN_RAW, ImplNames::TARSEL)()->GetSettings().Name(), "FilterJoinRaw");
+    auto const controller = registry->Find(FilterSlots::SEEK_CONTROLLER, ImplNames::TARSEL)();
+    EXPECT_NE(controller->AddStream(iptr<IStreamRaw>(MakeSource())), nullptr);
+    EXPECT_EQ(controller->AddStream(iptr<IStreamSubtitle>(Tarsel::Test::ScriptedSubtitle::Create({}))), nullptr);
 }
 
 TEST(FilterRegistrator, EveryNameResolvesToExactlyOneFactoryThroughTheSharedLibrary) {

@@ -1,0 +1,327 @@
+#include "host/graph/GraphBuilder.h"
+
+#include <algorithm>
+#include <deque>
+#include <functional>
+#include <set>
+#include <utility>
+
+#include "contracts/Core/Exception.h"
+#include "contracts/Proc/IFilterCutController.h"
+#include "contracts/Proc/IFilterFrameRate.h"
+#include "contracts/Proc/IFilterLosslessDetect.h"
+#include "contracts/Proc/IFilterRepeatController.h"
+#include "contracts/Proc/SettingsFilterRepeat.h"
+#include "contracts/Proc/TIFilterJoin.h"
+#include "contracts/Proc/TIFilterRepeat.h"
+#include "host/cut/CutCodecs.h"
+#include "host/graph/Factories.h"
+#include "host/graph/GraphChecks.h"
+#include "host/graph/GraphErrors.h"
+#include "host/graph/NodeMeter.h"
+#include "host/media/AudioDecoder.h"
+#include "host/media/SubtitleDecoder.h"
+#include "host/media/VideoDecoder.h"
+
+namespace Tarsel::Host {
+
+using namespace Proc;
+namespace Slots = FilterSlots;
+
+namespace {
+
+/// More decoders than that get one thread each.
+constexpr std::size_t MAX_THREADED_DECODERS = 4;
+constexpr char COUNT[] = "Count";
+
+/// A node that waits for its inputs: a filter, or a stream of a controller.
+struct NodePlan {
+    GraphFilter const* filter = nullptr;
+    GraphController const* controller = nullptr;
+    std::size_t number = 0;  // of the controller's stream
+
+    NodeId GetId() const { return filter ? filter->id : controller->streams[number].id; }
+    std::vector<NodeId> GetInputs() const {
+        return filter ? filter->inputs : std::vector<NodeId>{controller->streams[number].input};
+    }
+};
+
+template <class T>
+GraphStream Metered(iptr<T> stream, iptr<NodeRecord> record, int64 limit) {
+    return iptr<T>(MakeShared<NodeMeter<T>>(std::move(stream), std::move(record), limit));
+}
+
+/// The same values under another name.
+Core::Property Renamed(Core::Property const& property, char const* name) {
+    Core::Property root;
+    root.SetChild(name, property);
+    return root[name];
+}
+
+}  // namespace
+
+IStream& BuiltNode::GetStream() const {
+    return std::visit([](auto const& typed) -> IStream& { return *typed; }, stream);
+}
+
+std::vector<NodeId> BuiltGraph::GetOutputs() const {
+    std::vector<NodeId> outputs;
+    for (GraphOutput::Stream const& stream : document.output.streams) outputs.push_back(stream.input);
+    if (!outputs.empty()) return outputs;
+    std::set<NodeId> read;
+    for (BuiltNode const& node : nodes) read.insert(node.inputs.begin(), node.inputs.end());
+    for (BuiltNode const& node : nodes)
+        if (read.count(node.id) == 0) outputs.push_back(node.id);
+    return outputs;
+}
+
+class GraphBuilder {
+  public:
+    GraphBuilder(BuiltGraph& graph, int64 stallLimit)
+        : graph(graph), document(graph.GetDocument()), stallLimit(stallLimit), factory(MakeFilterFactory()) {}
+
+    void Build() {
+        for (GraphSource const& source : document.sources) BuildSource(source);
+        std::deque<NodePlan> plans = MakePlans();
+        // A plan whose inputs aren't there yet waits for its first missing one.
+        std::map<NodeId, std::vector<NodePlan>> waiting;
+        while (!plans.empty()) {
+            NodePlan const plan = plans.front();
+            plans.pop_front();
+            std::vector<NodeId> const inputs = plan.GetInputs();
+            auto const missing = std::find_if(inputs.begin(), inputs.end(),
+                                              [&](NodeId input) { return graph.places.count(input) == 0; });
+            if (missing != inputs.end()) {
+                waiting[*missing].push_back(plan);
+                continue;
+            }
+            BuildNode(plan);
+            auto const ready = waiting.extract(plan.GetId());
+            if (!ready.empty()) plans.insert(plans.end(), ready.mapped().begin(), ready.mapped().end());
+        }
+    }
+
+  private:
+    std::deque<NodePlan> MakePlans() const {
+        std::deque<NodePlan> plans;
+        for (GraphFilter const& filter : document.filters) plans.push_back({&filter, nullptr, 0});
+        for (GraphController const& controller : document.controllers)
+            for (std::size_t i = 0; i < controller.streams.size(); ++i) plans.push_back({nullptr, &controller, i});
+        return plans;
+    }
+
+    /// Runs `make` under the node's name and enters what comes of it.
+    void Enter(BuiltNode node, std::function<GraphStream()> const& make) {
+        node.record = MakeShared<NodeRecord>(node.id, node.pointer);
+        try {
+            GraphStream stream = make();
+            // Seeks of a seek controller don't pass through its wrappers.
+            int64 const limit = node.seeker ? 0 : stallLimit;
+            node.stream = std::visit(
+                [&](auto& typed) {
+                    if (!typed) TARSEL_THROW(FilterException, node.classId + " has no use for this kind of stream");
+                    return Metered(typed, node.record, limit);
+                },
+                stream);
+        } catch (std::exception const&) {
+            node.record->Rethrow();
+        }
+        graph.places[node.id] = graph.nodes.size();
+        graph.nodes.push_back(std::move(node));
+    }
+
+    void BuildSource(GraphSource const& source) {
+        BuiltNode node;
+        node.id = source.id;
+        node.classId = "source";
+        node.pointer = source.pointer;
+        node.origin = graph.sources.Find(source);
+        GraphOrigin const origin = node.origin;
+        Enter(std::move(node), [&] { return OpenSource(source, origin); });
+    }
+
+    GraphStream OpenSource(GraphSource const& source, GraphOrigin const& origin) const {
+        iptr<IStreamRaw> const packets = origin.file->OpenStream(origin.info->index);
+        if (source.packets) return packets;
+        DecoderOptions options;
+        if (document.sources.size() > MAX_THREADED_DECODERS)
+            options.threadCount = 1;
+        else
+            options.threading = DecoderOptions::Threading::Frames;
+        switch (origin.info->kind) {
+            case StreamKind::Video:
+                return iptr<IStreamVideo>(VideoDecoder::Create(packets, "", options));
+            case StreamKind::Audio:
+                return iptr<IStreamAudio>(AudioDecoder::Create(packets, "", options));
+            default:
+                return iptr<IStreamSubtitle>(SubtitleDecoder::Create(packets, "", options));
+        }
+    }
+
+    void BuildNode(NodePlan const& plan) {
+        BuiltNode node;
+        node.id = plan.GetId();
+        node.inputs = plan.GetInputs();
+        if (!node.inputs.empty()) node.origin = graph.GetNode(node.inputs.front()).origin;
+        if (plan.filter) {
+            node.pointer = plan.filter->pointer;
+            node.classId = plan.filter->classId;
+            return Enter(std::move(node), [&] { return MakeFilter(*plan.filter); });
+        }
+        node.pointer = plan.controller->pointer + "/streams/" + std::to_string(plan.number);
+        node.classId = plan.controller->classId;
+        node.controller = plan.controller;
+        iptr<IStreamController> const controller = GetController(*plan.controller);
+        node.seeker = iptr<IFilterSeekController>(dynamic_cast<IFilterSeekController*>(controller.get()));
+        NodeId const input = node.inputs.front();
+        Enter(std::move(node), [&] { return MakeControlled(*controller, input); });
+    }
+
+    // Inputs.
+
+    template <class T>
+    iptr<T> Input(NodeId id) const {
+        if (auto const* const stream = std::get_if<iptr<T>>(&graph.GetNode(id).stream)) return *stream;
+        TARSEL_THROW(FilterException, "node " + std::to_string(id) + " gives " +
+                                          std::string(KindName(graph.GetNode(id).GetKind())) +
+                                          ", which can't go in here");
+    }
+    template <class T>
+    iptr<T> OnlyInput(GraphFilter const& filter) const {
+        if (filter.inputs.size() != 1) TARSEL_THROW(FilterException, filter.classId + " takes one input");
+        return Input<T>(filter.inputs.front());
+    }
+
+    // Filters.
+
+    GraphStream MakeFilter(GraphFilter const& filter) const {
+        CatalogEntry const* const entry = FindInCatalog(filter.classId);
+        if (!entry || entry->isController)
+            TARSEL_THROW(FilterException, "there is no filter " + filter.classId + " that a graph can name");
+        return entry->isDedicated ? MakeDedicated(filter) : MakeBySettings(filter);
+    }
+
+    GraphStream MakeBySettings(GraphFilter const& filter) const {
+        auto const settings = MakeSettings(filter.classId, filter.settings);
+        if (filter.inputs.empty())
+            return iptr<IStreamAudio>(factory->CreateAudio(filter.classId, filter.implName, *settings));
+        switch (graph.GetNode(filter.inputs.front()).GetKind()) {
+            case GraphKind::Video:
+                return Counted<IStreamVideo>(
+                    factory->CreateVideo(filter.classId, filter.implName, OnlyInput<IStreamVideo>(filter), *settings),
+                    *settings);
+            case GraphKind::Audio:
+                return Counted<IStreamAudio>(
+                    factory->CreateAudio(filter.classId, filter.implName, OnlyInput<IStreamAudio>(filter), *settings),
+                    *settings);
+            case GraphKind::Subtitle:
+                return iptr<IStreamSubtitle>(factory->CreateSubtitle(filter.classId, filter.implName,
+                                                                     OnlyInput<IStreamSubtitle>(filter), *settings));
+            default:
+                return iptr<IStreamRaw>(
+                    factory->CreateRaw(filter.classId, filter.implName, OnlyInput<IStreamRaw>(filter), *settings));
+        }
+    }
+
+    /// A repeat doesn't read the count of its settings: its builder gives it.
+    template <class T, class U>
+    iptr<T> Counted(iptr<U> const& stream, Settings const& settings) const {
+        auto* const repeat = dynamic_cast<TIFilterRepeat<U, T>*>(stream.get());
+        auto const* const wanted = dynamic_cast<SettingsFilterRepeat const*>(&settings);
+        if (repeat && wanted) repeat->SetRepeatCount(wanted->GetCount());
+        return stream;
+    }
+
+    template <class Function>
+    auto Slot(FilterSlot<Function> const& slot, std::string const& implName) const {
+        return factory->Dedicated(slot, implName);
+    }
+
+    GraphStream MakeDedicated(GraphFilter const& filter) const {
+        std::string const& name = filter.classId;
+        if (name == Slots::JOIN_VIDEO.name)
+            return Join<IStreamVideo>(filter, Slot(Slots::JOIN_VIDEO, filter.implName)());
+        if (name == Slots::JOIN_AUDIO.name)
+            return Join<IStreamAudio>(filter, Slot(Slots::JOIN_AUDIO, filter.implName)());
+        if (name == Slots::JOIN_RAW.name) return Join<IStreamRaw>(filter, Slot(Slots::JOIN_RAW, filter.implName)());
+        if (name == Slots::REPEAT_VIDEO.name)
+            return Repeat<IStreamVideo>(filter, Slot(Slots::REPEAT_VIDEO, filter.implName));
+        if (name == Slots::REPEAT_AUDIO.name)
+            return Repeat<IStreamAudio>(filter, Slot(Slots::REPEAT_AUDIO, filter.implName));
+        if (name == Slots::FRAME_RATE.name) {
+            auto const rate = Slot(Slots::FRAME_RATE, filter.implName)(OnlyInput<IStreamVideo>(filter));
+            rate->Initialize(Renamed(filter.settings, IFilterFrameRate::CLASS_ID));
+            return iptr<IStreamVideo>(rate);
+        }
+        if (name == Slots::LOSSLESS_DETECT.name)
+            return iptr<IStreamRaw>(Slot(Slots::LOSSLESS_DETECT, filter.implName)(
+                OnlyInput<IStreamRaw>(filter), *MakeSettings(name, filter.settings)));
+        TARSEL_THROW(FilterException, "there is no filter " + name + " that a graph can name");
+    }
+
+    template <class T>
+    iptr<T> Join(GraphFilter const& filter, iptr<TIFilterJoin<T>> const& join) const {
+        for (NodeId const input : filter.inputs) join->AddStream(Input<T>(input), graph.GetNode(input).seeker);
+        return join;
+    }
+
+    template <class T, class Make>
+    iptr<T> Repeat(GraphFilter const& filter, Make make) const {
+        auto const repeat = make(OnlyInput<T>(filter));
+        if (filter.settings.ChildExists(COUNT)) repeat->SetRepeatCount(filter.settings[COUNT].GetInt64());
+        return repeat;
+    }
+
+    // Controllers.
+
+    iptr<IStreamController> GetController(GraphController const& description) {
+        auto& controller = graph.controllers[description.id];
+        if (controller) return controller;
+        auto const record = MakeShared<NodeRecord>(description.id, description.pointer);
+        try {
+            controller = MakeController(description);
+        } catch (std::exception const&) {
+            record->Rethrow();
+        }
+        return controller;
+    }
+
+    iptr<IStreamController> MakeController(GraphController const& description) const {
+        std::string const& name = description.classId;
+        if (name == Slots::CUT_CONTROLLER.name)
+            return Slot(Slots::CUT_CONTROLLER, description.implName)(*MakeSettings(name, description.settings),
+                                                                     nullptr);
+        if (name == Slots::SEEK_CONTROLLER.name) return Slot(Slots::SEEK_CONTROLLER, description.implName)();
+        if (name == Slots::REPEAT_CONTROLLER.name) {
+            auto const repeat = Slot(Slots::REPEAT_CONTROLLER, description.implName)();
+            repeat->Initialize(Renamed(description.settings, IFilterRepeatController::CLASS_ID));
+            return repeat;
+        }
+        TARSEL_THROW(FilterException, "there is no controller " + name + " that a graph can name");
+    }
+
+    GraphStream MakeControlled(IStreamController& controller, NodeId inputId) const {
+        BuiltNode const& input = graph.GetNode(inputId);
+        auto* const cutter = dynamic_cast<IFilterCutController*>(&controller);
+        if (cutter && input.GetKind() == GraphKind::Packets && input.origin.info) {
+            std::string refusal;
+            StreamInfo const& info = *input.origin.info;
+            cutter->SetCodecFacory(ChooseCutCodecs(info, input.origin.file->GetIndex(info.index), refusal));
+        }
+        return std::visit([&](auto const& typed) -> GraphStream { return controller.AddStream(typed); }, input.stream);
+    }
+
+    BuiltGraph& graph;
+    GraphDocument const& document;
+    int64 const stallLimit;
+    iptr<FilterFactory const> const factory;
+};
+
+std::unique_ptr<BuiltGraph> BuildGraph(GraphDocument const& document, int64 stallLimit) {
+    CheckGraph(document);
+    auto graph = std::make_unique<BuiltGraph>(document);
+    GraphBuilder(*graph, stallLimit).Build();
+    return graph;
+}
+
+}  // namespace Tarsel::Host

@@ -1,0 +1,239 @@
+#include "host/graph/GraphJob.h"
+
+#include <algorithm>
+#include <chrono>
+#include <set>
+#include <utility>
+
+#include "contracts/Core/Exception.h"
+#include "contracts/Proc/IFilterFactoryRegistrator.h"
+#include "host/cut/PacketPump.h"
+#include "host/graph/GraphBuilder.h"
+#include "host/graph/GraphDrawing.h"
+#include "host/graph/GraphErrors.h"
+#include "host/graph/GraphOutput.h"
+#include "host/media/MediaWriter.h"
+#include "host/media/StepReader.h"
+
+namespace Tarsel::Host {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/// A stream that is read to its end: an output's packets, or in a dry run what the node itself gives.
+struct Lane {
+    BuiltNode const* node = nullptr;
+    iptr<Proc::IStream> stream;
+    std::string pointer;
+    int slot = MediaWriter::NO_SLOT;
+    int64 items = 0;
+    int64 begin = NO_VALUE;
+    int64 end = NO_VALUE;
+
+    void Note(Proc::IData const& item) {
+        ++items;
+        int64 const time = item.GetTime();
+        int64 const last = AddTime(time, item.GetDuration());
+        if (HasValue(time) && (!HasValue(begin) || time < begin)) begin = time;
+        end = std::max(end, HasValue(last) ? last : time);
+    }
+};
+
+bool IsCutPackets(BuiltNode const& node) {
+    return node.controller && node.controller->classId == Proc::FilterSlots::CUT_CONTROLLER.name &&
+           node.GetKind() == GraphKind::Packets && node.origin.info;
+}
+
+/// Packets may begin ahead of time 0 (priming), and a cut counts from the place that it is told. Everybody else takes
+/// 0 for the start.
+int64 FindStart(std::vector<Lane> const& lanes) {
+    int64 start = 0;
+    for (Lane const& lane : lanes)
+        if (IsCutPackets(*lane.node)) {
+            GraphOrigin const& origin = lane.node->origin;
+            int64 const first = origin.file->GetIndex(origin.info->index).GetStartTime();
+            if (HasValue(first)) start = std::min(start, first);
+        }
+    return start;
+}
+
+/// Brings all streams to the start. A seek controller does it for its own.
+void SeekToStart(std::vector<Lane> const& lanes) {
+    int64 const cutStart = FindStart(lanes);
+    std::set<Proc::IFilterSeekController*> seekers;
+    for (Lane const& lane : lanes) {
+        if (lane.node->seeker) {
+            if (seekers.insert(lane.node->seeker.get()).second) lane.node->seeker->Seek(0);
+            continue;
+        }
+        bool const cut =
+            lane.node->controller && lane.node->controller->classId == Proc::FilterSlots::CUT_CONTROLLER.name;
+        lane.stream->RequestSeek(cut ? cutStart : 0, nullptr);
+    }
+    for (Lane const& lane : lanes)
+        if (!lane.node->seeker) lane.stream->DoSeek();
+    for (Lane const& lane : lanes)
+        if (!lane.node->seeker) lane.stream->FinishSeek();
+}
+
+/// Names the stream in what an encoder has to say; the nodes below name themselves.
+template <class Call>
+auto AtOutput(Lane const& lane, Call call) {
+    try {
+        return call();
+    } catch (GraphException const&) {
+        throw;
+    } catch (std::bad_alloc const&) {
+        throw;
+    } catch (std::exception const& failure) {
+        FailAtNode(lane.node->id, lane.pointer, failure.what());
+    }
+}
+
+using Sink = std::function<void(Lane const&, iptr<Proc::IData>)>;
+
+void ReadInStep(std::vector<Lane>& lanes, ProgressCallback const& progress, Sink const& sink) {
+    int64 total = 0;
+    for (Lane const& lane : lanes) total = std::max(total, lane.stream->GetDuration());
+    if (!lanes.empty()) AtOutput(lanes.front(), [&] { SeekToStart(lanes); });
+    BasicStepReader<Proc::IData> reader(lanes.size(), [&](std::size_t number) {
+        return AtOutput(lanes[number], [&] { return lanes[number].stream->Read(); });
+    });
+    std::size_t number = 0;
+    while (iptr<Proc::IData> item = reader.Read(number)) {
+        Lane& lane = lanes[number];
+        lane.Note(*item);
+        if (progress && HasValue(item->GetTime())) progress(item->GetTime(), total);
+        sink(lane, std::move(item));
+    }
+}
+
+std::vector<Chapter> CutChapters(std::vector<Chapter> const& chapters, int64 until) {
+    std::vector<Chapter> kept;
+    for (Chapter const& chapter : chapters)
+        if (chapter.begin < until) kept.push_back({chapter.begin, std::min(chapter.end, until), chapter.metadata});
+    return kept;
+}
+
+/// What has no place in time, of the first file.
+void Describe(MediaWriter& writer, BuiltGraph const& graph, GraphRunOptions const& options) {
+    if (graph.GetSources().GetFiles().empty()) return;
+    MediaFile const& file = *graph.GetSources().GetFiles().front();
+    writer.SetMetadata(file.GetMetadata());
+    if (options.chaptersUntil) writer.SetChapters(CutChapters(file.GetChapters(), *options.chaptersUntil));
+    if (!options.attachments) return;
+    for (StreamInfo const& info : file.GetStreams())
+        if (info.kind == StreamKind::Attachment || info.kind == StreamKind::AttachedPicture) writer.AddAttachment(info);
+}
+
+void FillReport(GraphReport& report, BuiltGraph const& graph, std::vector<Lane> const& lanes) {
+    for (BuiltNode const& node : graph.GetNodes()) {
+        GraphReport::Node entry;
+        entry.id = node.id;
+        entry.classId = node.classId;
+        entry.kind = KindName(node.GetKind());
+        entry.items = static_cast<int64>(node.record->items);
+        entry.durationUs = node.GetStream().GetDuration();
+        entry.inclusiveUs = node.record->inclusive / 1000;
+        entry.exclusiveUs = node.record->exclusive / 1000;
+        report.nodes.push_back(std::move(entry));
+    }
+    for (Lane const& lane : lanes) {
+        GraphReport::Stream entry;
+        entry.input = lane.node->id;
+        entry.kind = KindName(lane.node->GetKind());
+        entry.items = lane.items;
+        entry.beginUs = lane.begin;
+        entry.endUs = lane.end;
+        entry.statistics = lane.stream->GetStatistic();
+        bool const packets = dynamic_cast<Proc::IStreamRaw const*>(lane.stream.get()) != nullptr;
+        auto const format = packets ? lane.stream->GetFormatCodecBase() : nullptr;
+        if (format) entry.codec = format->GetCodecID();
+        if (lane.items == 0)
+            report.warnings.push_back("node " + std::to_string(lane.node->id) + ": its stream is empty");
+        report.streams.push_back(std::move(entry));
+    }
+}
+
+void ReadOnly(GraphReport& report, BuiltGraph const& graph, ProgressCallback const& progress) {
+    std::vector<Lane> lanes;
+    for (NodeId const id : graph.GetOutputs()) {
+        BuiltNode const& node = graph.GetNode(id);
+        Lane lane;
+        lane.node = &node;
+        lane.stream = iptr<Proc::IStream>(&node.GetStream());
+        lane.pointer = node.pointer;
+        lanes.push_back(std::move(lane));
+    }
+    ReadInStep(lanes, progress, [](Lane const&, iptr<Proc::IData> const&) {});
+    FillReport(report, graph, lanes);
+}
+
+void Write(GraphReport& report, BuiltGraph const& graph, GraphRunOptions const& options,
+           ProgressCallback const& progress) {
+    GraphOutput const& output = graph.GetDocument().output;
+    MediaWriter::Options writing{options.force, {}, output.container};
+    for (auto const& file : graph.GetSources().GetFiles()) writing.inputs.push_back(file->GetPath());
+    iptr<MediaWriter> const writer = MediaWriter::Create(output.file, writing);
+    std::vector<OutputTrack> const tracks = MakeOutputTracks(graph, *writer);
+    std::vector<Lane> lanes;
+    for (OutputTrack const& track : tracks) {
+        Lane lane;
+        lane.node = track.node;
+        lane.stream = track.packets;
+        lane.pointer = output.pointer + "/streams/" + std::to_string(lanes.size());
+        lane.slot = writer->AddStream(*track.packets->GetFormatCodec(), track.kind, track.node->origin.info);
+        lanes.push_back(std::move(lane));
+    }
+    Describe(*writer, graph, options);
+    writer->Begin();
+    PacketPump pump([&](int slot, Proc::IDataPacket& packet) { writer->Write(slot, packet); });
+    ReadInStep(lanes, progress, [&](Lane const& lane, iptr<Proc::IData> const& item) {
+        pump.Push(lane.slot, iptr<Proc::IDataPacket>(&dynamic_cast<Proc::IDataPacket&>(*item)));
+    });
+    pump.Finish();
+    bool const empty = std::all_of(lanes.begin(), lanes.end(), [](Lane const& lane) { return lane.items == 0; });
+    if (empty) FailAtPlace(output.pointer, "nothing came out of the graph");
+    writer->Finish();
+    report.output = output.file;
+    report.container = writer->GetContainer();
+    FillReport(report, graph, lanes);
+    for (std::string& warning : WarningsOf(tracks)) report.warnings.push_back(std::move(warning));
+    report.warnings.insert(report.warnings.end(), writer->GetWarnings().begin(), writer->GetWarnings().end());
+}
+
+/// Puts the graph's name in front of what is wrong with it.
+template <class Call>
+auto UnderName(GraphRunOptions const& options, Call call) {
+    try {
+        return call();
+    } catch (GraphException const& failure) {
+        if (options.name.empty()) throw;
+        TARSEL_THROW(GraphException, options.name + ": " + failure.what());
+    }
+}
+
+}  // namespace
+
+GraphReport RunGraph(GraphDocument const& document, GraphRunOptions const& options, ProgressCallback const& progress) {
+    return UnderName(options, [&] {
+        auto const start = Clock::now();
+        auto const graph = BuildGraph(document, options.stallLimit);
+        GraphReport report;
+        for (auto const& file : graph->GetSources().GetFiles())
+            report.warnings.insert(report.warnings.end(), file->GetWarnings().begin(), file->GetWarnings().end());
+        if (options.dryRun || document.output.IsDry())
+            ReadOnly(report, *graph, progress);
+        else
+            Write(report, *graph, options, progress);
+        report.wallSeconds = std::chrono::duration<double>(Clock::now() - start).count();
+        return report;
+    });
+}
+
+std::string DrawGraph(GraphDocument const& document, GraphRunOptions const& options) {
+    return UnderName(options, [&] { return DrawGraph(*BuildGraph(document, options.stallLimit)); });
+}
+
+}  // namespace Tarsel::Host

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "contracts/Proc/IStream.h"
+#include "host/graph/GraphDocument.h"
+#include "host/media/MediaFile.h"
+
+namespace Tarsel::Host {
+
+/// Where the packets of a stream come from.
+struct GraphOrigin {
+    iptr<MediaFile> file;
+    StreamInfo const* info = nullptr;  // the file's
+};
+
+/// The media files of a graph, each opened once, and their streams. One thread.
+class GraphSources {
+  public:
+    /// The stream of the file that a source names. Throws `GraphException` for a file that can't be read, a stream that
+    /// isn't there, one without packets, and one that can't be decoded though packets aren't asked for.
+    GraphOrigin Find(GraphSource const& source);
+    /// All files in the order in which they were opened.
+    std::vector<iptr<MediaFile>> const& GetFiles() const { return files; }
+
+  private:
+    iptr<MediaFile> Open(GraphSource const& source);
+
+    std::map<std::string, iptr<MediaFile>> byPath;
+    std::vector<iptr<MediaFile>> files;
+};
+
+}  // namespace Tarsel::Host

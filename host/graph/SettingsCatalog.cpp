@@ -1,0 +1,303 @@
+#include "host/graph/SettingsCatalog.h"
+
+#include <algorithm>
+#include <limits>
+#include <stdexcept>
+#include <utility>
+
+#include "contracts/Core/Exception.h"
+#include "contracts/Core/Time.h"
+#include "contracts/Proc/IFilterFactoryRegistrator.h"
+#include "contracts/Proc/IFilterRepeatController.h"
+#include "contracts/Proc/ImplNames.h"
+#include "contracts/Proc/SettingsFilterBitStream.h"
+#include "contracts/Proc/SettingsFilterCutController.h"
+#include "contracts/Proc/SettingsFilterDurationTrimmer.h"
+#include "contracts/Proc/SettingsFilterFrameRate.h"
+#include "contracts/Proc/SettingsFilterIntroLoopOutro.h"
+#include "contracts/Proc/SettingsFilterLoop.h"
+#include "contracts/Proc/SettingsFilterRepeat.h"
+#include "contracts/Proc/SettingsFilterReverse.h"
+#include "contracts/Proc/SettingsFilterSpeedUp.h"
+#include "contracts/Proc/SettingsLosslessDetect.h"
+#include "contracts/Proc/SettingsStreamMetadataUpdater.h"
+
+namespace Tarsel::Host {
+
+using namespace Proc;
+
+namespace {
+
+constexpr char MICROSECOND[] = "us";
+/// Slower or faster than this no picture or sound can be told any more.
+constexpr double SLOWEST = 0.01;
+constexpr double FASTEST = 100;
+/// Below this a picture of any size overshoots the limit.
+constexpr int64 LARGEST_BUFFER = int64{1} << 40;
+
+SettingField Integer(char const* key, int64 minimum, int64 maximum, char const* unit, char const* defaultValue,
+                     char const* description) {
+    SettingField field;
+    field.key = key;
+    field.minimum = minimum;
+    field.maximum = maximum;
+    field.unit = unit;
+    field.defaultValue = defaultValue;
+    field.description = description;
+    return field;
+}
+
+SettingField Duration(char const* key, char const* description) {
+    return Integer(key, 1, MAX_DURATION, MICROSECOND, "", description);
+}
+
+SettingField Number(char const* key, double lowest, double highest, char const* defaultValue, char const* description) {
+    SettingField field;
+    field.key = key;
+    field.type = SettingType::Number;
+    field.lowest = lowest;
+    field.highest = highest;
+    field.defaultValue = defaultValue;
+    field.description = description;
+    return field;
+}
+
+SettingField Boolean(char const* key, char const* defaultValue, char const* description) {
+    SettingField field;
+    field.key = key;
+    field.type = SettingType::Boolean;
+    field.defaultValue = defaultValue;
+    field.description = description;
+    return field;
+}
+
+SettingField Rate(char const* description) {
+    SettingField field;
+    field.key = "FrameRate";
+    field.type = SettingType::Ratio;
+    field.unit = "frames/s";
+    field.defaultValue = "0/1";
+    field.description = description;
+    return field;
+}
+
+SettingField OneOf(char const* key, std::vector<SettingField::Choice> choices, char const* defaultValue,
+                   char const* description) {
+    SettingField field;
+    field.key = key;
+    field.type = SettingType::Choice;
+    field.choices = std::move(choices);
+    field.defaultValue = defaultValue;
+    field.description = description;
+    return field;
+}
+
+/// Makes the settings object by the conversion of its class.
+template <auto Convert>
+std::unique_ptr<Settings> Make(Core::Property const& property) {
+    auto settings = Convert(property);
+    return std::make_unique<decltype(settings)>(std::move(settings));
+}
+
+/// A class that is registered by the identifier of its settings.
+CatalogEntry WithSettings(char const* classId, std::vector<GraphKind> kinds, std::vector<SettingField> fields,
+                          std::unique_ptr<Settings> (*make)(Core::Property const&), char const* description) {
+    CatalogEntry entry;
+    entry.classId = classId;
+    entry.settingsId = classId;
+    entry.implementations = {ImplNames::TARSEL};
+    entry.kinds = std::move(kinds);
+    entry.fields = std::move(fields);
+    entry.make = make;
+    entry.description = description;
+    return entry;
+}
+
+/// A filter with an interface of its own.
+CatalogEntry Dedicated(char const* name, std::vector<GraphKind> kinds, std::vector<SettingField> fields,
+                       char const* description) {
+    CatalogEntry entry = WithSettings(name, std::move(kinds), std::move(fields), nullptr, description);
+    entry.isDedicated = true;
+    return entry;
+}
+
+CatalogEntry Join(char const* name, GraphKind kind, char const* description) {
+    CatalogEntry entry = Dedicated(name, {kind}, {}, description);
+    entry.maxInputs = MAX_GRAPH_INPUTS;
+    return entry;
+}
+
+CatalogEntry Controller(char const* name, std::vector<GraphKind> kinds, std::vector<SettingField> fields,
+                        char const* description) {
+    CatalogEntry entry = Dedicated(name, std::move(kinds), std::move(fields), description);
+    entry.isController = true;
+    entry.maxInputs = MAX_GRAPH_INPUTS;
+    return entry;
+}
+
+SettingField RepeatCount() {
+    return Integer("Count", -1, std::numeric_limits<int64>::max(), "", "-1",
+                   "Items to hand out; -1 and 0 never end, which the guard of the runner stops");
+}
+
+void AddTimelineFilters(std::vector<CatalogEntry>& catalog) {
+    using enum GraphKind;
+    catalog.push_back(
+        WithSettings(SettingsFilterDurationTrimmer::CLASS_ID, {Video, Audio, Subtitle},
+                     {Duration("Duration", "The length that the stream gets"),
+                      Boolean("UseOriginalDuration", "0",
+                              "Whether the search for a last picture trusts the length that the container states")},
+                     Make<Property2SettingsFilterDurationTrimmer>,
+                     "Makes a stream exactly as long as told: cuts it, or repeats its last picture, or adds silence"));
+    catalog.push_back(
+        WithSettings(SettingsFilterLoop::CLASS_ID, {Video, Audio}, {Duration("Duration", "The length that is filled")},
+                     Make<Property2SettingsFilterLoop>, "Repeats a stream from its start until a length is filled"));
+    catalog.push_back(WithSettings(
+        SettingsFilterIntroLoopOutro::CLASS_ID, {Video},
+        {Duration("Duration", "The length of the whole"),
+         Integer("IntroLength", 0, MAX_DURATION, MICROSECOND, "0", "Length of the start, which plays once"),
+         Integer("OutroLength", 0, MAX_DURATION, MICROSECOND, "0", "Length of the end, which plays once"),
+         Integer("MinLoopCount", 0, 1000000, "", "0", "How often the middle plays at least; 0: it plays once")},
+        Make<Property2SettingsFilterIntroLoopOutro>,
+        "Plays the start once, repeats the middle, plays the end once, so that the whole has the wanted length"));
+    catalog.push_back(WithSettings(SettingsFilterRepeat::CLASS_ID, {Video, Audio}, {RepeatCount()},
+                                   Make<Property2SettingsFilterRepeat>,
+                                   "Hands the first item of a stream out again and again, always at the same time"));
+    catalog.push_back(WithSettings(SettingsFilterSpeedUp::CLASS_ID, {Video, Audio},
+                                   {Number("SpeedUp", SLOWEST, FASTEST, "1", "The factor; above 1 plays faster")},
+                                   Make<Property2SettingsFilterSpeedUp>,
+                                   "Plays a stream faster or slower; the pitch of sound stays"));
+    static std::string const defaultBuffer = std::to_string(SettingsFilterReverse::DEFAULT_MAX_BUFFER_SIZE);
+    catalog.push_back(
+        WithSettings(SettingsFilterReverse::CLASS_ID, {Video, Audio},
+                     {Boolean("Reverse", "1", "False hands the stream through"),
+                      Integer("MaxBufferSize", 1, LARGEST_BUFFER, "bytes", defaultBuffer.c_str(),
+                              "Limit of the pictures that wait, for all reversed pictures of the process together")},
+                     Make<Property2SettingsFilterReverse>, "Plays a stream backwards"));
+    catalog.push_back(
+        WithSettings(SettingsFilterFrameRate::CLASS_ID, {Video}, {Rate("The regular rate; 0/1 is the source's own")},
+                     Make<Property2SettingsFilterFrameRate>,
+                     "Gives pictures a regular rate: \"Default\" lays them on a grid, \"Adjust\" keeps them "
+                     "all and moves the times of those that share a place in it"));
+    catalog.back().implementations = {SettingsFilterFrameRate::IMPL_DEFAULT, SettingsFilterFrameRate::IMPL_ADJUST};
+
+    catalog.push_back(Dedicated(FilterSlots::FRAME_RATE.name, {Video},
+                                {Rate("The regular rate; 0/1 is the source's own")},
+                                "The frame rate by a grid, made through its own interface"));
+    catalog.back().fields.front().isOwnValue = true;
+    catalog.push_back(Join(FilterSlots::JOIN_VIDEO.name, Video, "Plays streams of pictures one after another"));
+    catalog.push_back(Join(FilterSlots::JOIN_AUDIO.name, Audio, "Plays streams of sound one after another"));
+    catalog.push_back(Join(FilterSlots::JOIN_RAW.name, Packets, "Puts streams of packets of one format end to end"));
+    catalog.push_back(Dedicated(FilterSlots::REPEAT_VIDEO.name, {Video}, {RepeatCount()},
+                                "The repeat of a picture, made through its own interface"));
+    catalog.push_back(Dedicated(FilterSlots::REPEAT_AUDIO.name, {Audio}, {RepeatCount()},
+                                "The repeat of a block of sound, made through its own interface"));
+}
+
+void AddPacketFilters(std::vector<CatalogEntry>& catalog) {
+    using enum GraphKind;
+    catalog.push_back(WithSettings(
+        SettingsFilterBitStream::CLASS_ID, {Packets},
+        {OneOf("StreamFormat", {{"AnnexB", "0"}, {"MP4", "1"}, {"RawAAC", "2"}, {"ADTS", "3"}, {"Any", "4"}}, "4",
+               "The framing that comes out; Any: as it comes")},
+        Make<Property2SettingsFilterBitStream>, "Changes the framing of H.264, HEVC and AAC packets"));
+    catalog.push_back(WithSettings(SettingsStreamMetadataUpdater::CLASS_ID, {Video, Audio}, {},
+                                   Make<Property2SettingsStreamMetadataUpdater>,
+                                   "Gives a stream metadata: keys of its own choice, texts as values"));
+    catalog.back().isFreeTree = true;
+
+    catalog.push_back(Dedicated(FilterSlots::LOSSLESS_DETECT.name, {Packets},
+                                {Integer("MaxBadPtsInRow", 0, std::numeric_limits<u32>::max(), "", "16",
+                                         "Packets in a row without a presentation time that are tolerated")},
+                                "Hands packets through and finds out whether their stream can be cut without loss"));
+    catalog.back().settingsId = SettingsLosslessDetect::CLASS_ID;
+    catalog.back().make = Make<Property2SettingsLosslessDetect>;
+}
+
+SettingField RemovedRanges() {
+    SettingField field;
+    field.key = "Interval";
+    field.type = SettingType::List;
+    field.description = "The ranges of source time that are removed";
+    field.fields = {Integer("Start", 0, MAX_DURATION, MICROSECOND, "", "Where the range begins"),
+                    Integer("End", 0, std::numeric_limits<int64>::max(), MICROSECOND, "",
+                            "Where it ends: the first time that is kept")};
+    return field;
+}
+
+void AddControllers(std::vector<CatalogEntry>& catalog) {
+    using enum GraphKind;
+    catalog.push_back(Controller(FilterSlots::CUT_CONTROLLER.name, {Video, Audio, Subtitle, Packets}, {RemovedRanges()},
+                                 "Removes ranges of time from several streams of one source at once"));
+    catalog.back().settingsId = SettingsFilterCutController::CLASS_ID;
+    catalog.back().make = Make<Property2SettingsCutController>;
+    catalog.push_back(
+        Controller(FilterSlots::REPEAT_CONTROLLER.name, {Video, Audio, Subtitle},
+                   {Duration(IFilterRepeatController::REDEFINE_DURATION, "The length that each stream gets"),
+                    OneOf(IFilterRepeatController::REPEAT_MODE,
+                          {{IFilterRepeatController::REPEAT_MODE_LAST, IFilterRepeatController::REPEAT_MODE_LAST}},
+                          IFilterRepeatController::REPEAT_MODE_LAST, "What is repeated")},
+                   "Stretches the first item of each of its streams to one length"));
+    catalog.push_back(Controller(FilterSlots::SEEK_CONTROLLER.name, {Video, Audio, Subtitle, Packets}, {},
+                                 "Keeps parallel streams at one position; only joins and the output read its streams"));
+}
+
+}  // namespace
+
+std::string_view KindName(GraphKind kind) {
+    switch (kind) {
+        case GraphKind::Video:
+            return "video";
+        case GraphKind::Audio:
+            return "audio";
+        case GraphKind::Subtitle:
+            return "subtitle";
+        case GraphKind::Packets:
+            return "packets";
+    }
+    TARSEL_THROW(std::invalid_argument, "No such kind of stream: " + std::to_string(static_cast<int>(kind)));
+}
+
+bool CatalogEntry::WorksOn(GraphKind kind) const {
+    return std::find(kinds.begin(), kinds.end(), kind) != kinds.end();
+}
+
+std::vector<CatalogEntry> const& GetSettingsCatalog() {
+    static std::vector<CatalogEntry> const catalog = [] {
+        std::vector<CatalogEntry> entries;
+        AddTimelineFilters(entries);
+        AddPacketFilters(entries);
+        AddControllers(entries);
+        return entries;
+    }();
+    return catalog;
+}
+
+CatalogEntry const* FindInCatalog(std::string const& classId) {
+    auto const& catalog = GetSettingsCatalog();
+    auto const found = std::find_if(catalog.begin(), catalog.end(),
+                                    [&](CatalogEntry const& entry) { return entry.classId == classId; });
+    return found == catalog.end() ? nullptr : &*found;
+}
+
+Core::Property MakeDefaultProperty(CatalogEntry const& entry) {
+    Core::Property property(entry.settingsId);
+    if (entry.isFreeTree) return property.Add(Core::Property("Metadata"));
+    for (SettingField const& field : entry.fields) {
+        if (field.defaultValue.empty()) continue;
+        if (field.isOwnValue)
+            property.SetValue(field.defaultValue);
+        else
+            property.SetChild(field.key, field.defaultValue);
+    }
+    return property;
+}
+
+std::unique_ptr<Settings> MakeSettings(std::string const& classId, Core::Property const& property) {
+    CatalogEntry const* const entry = FindInCatalog(classId);
+    if (!entry) TARSEL_THROW(FilterException, "There is no class " + classId + " that a graph can name");
+    if (!entry->make) TARSEL_THROW(FilterException, classId + " takes no settings object");
+    return entry->make(property);
+}
+
+}  // namespace Tarsel::Host

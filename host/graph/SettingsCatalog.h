@@ -1,0 +1,119 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "contracts/Core/Export.h"
+#include "contracts/Core/Property.h"
+#include "contracts/Core/Types.h"
+#include "contracts/Proc/Settings.h"
+
+namespace Tarsel::Host {
+
+/// What runs from node to node in a graph.
+enum class GraphKind { Video, Audio, Subtitle, Packets };
+
+/// "video", "audio", "subtitle", "packets".
+TARSEL_HOST_EXPORT std::string_view KindName(GraphKind kind);
+
+/// What a field of settings holds.
+enum class SettingType {
+    Integer,
+    /// A number with a fraction.
+    Number,
+    Boolean,
+    /// "N/D", frames a second; 0/1 where the field says so.
+    Ratio,
+    /// One of a list of names.
+    Choice,
+    /// A list of objects, each with fields of its own.
+    List,
+};
+
+/// One field of a class's settings.
+struct SettingField {
+    /// A name that a choice has in a graph file, and what the property holds for it.
+    struct Choice {
+        std::string name;
+        std::string value;
+    };
+
+    std::string key;
+    SettingType type = SettingType::Integer;
+    /// Bounds of an integer, both allowed.
+    int64 minimum = 0;
+    int64 maximum = 0;
+    /// Bounds of a number, both allowed.
+    double lowest = 0;
+    double highest = 0;
+    /// "us", "bytes", "frames/s", or empty.
+    std::string unit;
+    /// The value that stands when the graph gives none, as the property holds it. A field without one must be given; a
+    /// list without one is empty.
+    std::string defaultValue;
+    /// Whether the property itself holds the value, instead of a child under the key.
+    bool isOwnValue = false;
+    std::vector<Choice> choices;
+    /// What each entry of a list holds.
+    std::vector<SettingField> fields;
+    /// One line.
+    std::string description;
+
+    bool IsRequired() const { return defaultValue.empty() && type != SettingType::List; }
+};
+
+/// A class that a graph may name.
+struct CatalogEntry {
+    /// As it is registered.
+    std::string classId;
+    /// Name of its property: the class identifier of the settings object; the class's own where there is none.
+    std::string settingsId;
+    /// Whether it stands among the controllers of a graph.
+    bool isController = false;
+    /// Whether it is registered by the filter's name, as one with an interface of its own.
+    bool isDedicated = false;
+    /// Names of its implementations in the order of their registration. "Default" is understood besides.
+    std::vector<std::string> implementations;
+    /// What it works on. All inputs of a filter are of one kind, and so is what comes out. A controller takes any
+    /// mixture and gives each stream back as the kind that it was.
+    std::vector<GraphKind> kinds;
+    /// Inputs of a filter, streams of a controller.
+    std::size_t minInputs = 1;
+    std::size_t maxInputs = 1;
+    std::vector<SettingField> fields;
+    /// Whether the settings are a tree of the writer's own keys instead of fields.
+    bool isFreeTree = false;
+    /// One line.
+    std::string description;
+    /// Makes the settings object of the property; null for a class that takes the property itself, or nothing.
+    std::unique_ptr<Proc::Settings> (*make)(Core::Property const& property) = nullptr;
+
+    TARSEL_HOST_EXPORT bool WorksOn(GraphKind kind) const;
+};
+
+/// The most inputs that a node may have.
+inline constexpr std::size_t MAX_GRAPH_INPUTS = 100000;
+
+/// The highest frame rate; above it the times of two pictures may fall together.
+inline constexpr int64 MAX_FRAME_RATE = 100000;
+/// The largest numerator and denominator of a rate, which FFmpeg holds in 32 bits.
+inline constexpr int64 MAX_FRAME_RATE_PART = 2147483647;
+
+/// Every class that a graph may name, filters first. One entry is all that a class needs to be read, checked, described
+/// by the schema and listed in the documentation.
+TARSEL_HOST_EXPORT std::vector<CatalogEntry> const& GetSettingsCatalog();
+
+/// Null when there is no such class.
+TARSEL_HOST_EXPORT CatalogEntry const* FindInCatalog(std::string const& classId);
+
+/// The property of a class whose fields all have their defaults; fields without one are left out.
+TARSEL_HOST_EXPORT Core::Property MakeDefaultProperty(CatalogEntry const& entry);
+
+/// The settings object that a class of the catalog is made with. Throws `FilterException` "There is no class CLASS that
+/// a graph can name", "CLASS takes no settings object", and whatever the conversion from the property throws.
+TARSEL_HOST_EXPORT std::unique_ptr<Proc::Settings> MakeSettings(std::string const& classId,
+                                                                Core::Property const& property);
+
+}  // namespace Tarsel::Host

@@ -1,0 +1,171 @@
+#include "host/graph/SettingsCatalog.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <set>
+#include <string>
+
+#include "contracts/Core/Exception.h"
+#include "contracts/Proc/IFilterFrameRate.h"
+#include "contracts/Proc/IFilterRepeatController.h"
+#include "contracts/Proc/SettingsFilterBitStream.h"
+#include "contracts/Proc/SettingsFilterCutController.h"
+#include "contracts/Proc/SettingsFilterDurationTrimmer.h"
+#include "contracts/Proc/SettingsFilterFrameRate.h"
+#include "contracts/Proc/SettingsFilterIntroLoopOutro.h"
+#include "contracts/Proc/SettingsFilterLoop.h"
+#include "contracts/Proc/SettingsFilterRepeat.h"
+#include "contracts/Proc/SettingsFilterReverse.h"
+#include "contracts/Proc/SettingsFilterSpeedUp.h"
+#include "contracts/Proc/SettingsLosslessDetect.h"
+#include "contracts/Proc/SettingsStreamMetadataUpdater.h"
+#include "host/graph/FilterRegistry.h"
+#include "tests/support/ExpectThrow.h"
+
+namespace Tarsel::Host {
+namespace {
+
+using namespace Proc;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using TestSupport::MessageOf;
+
+GraphKind ToGraphKind(FilterKind kind) {
+    switch (kind) {
+        case FilterKind::Audio:
+            return GraphKind::Audio;
+        case FilterKind::Video:
+            return GraphKind::Video;
+        case FilterKind::Subtitle:
+            return GraphKind::Subtitle;
+        default:
+            return GraphKind::Packets;
+    }
+}
+
+TEST(SettingsCatalog, KnowsEveryRowThatIsRegistered) {
+    std::vector<std::string> missing;
+    auto const registry = MakeFilterRegistry();
+    for (auto const& row : registry->GetRows()) {
+        CatalogEntry const* const entry = FindInCatalog(row.classId);
+        bool const known = entry &&
+                           std::find(entry->implementations.begin(), entry->implementations.end(), row.implName) !=
+                               entry->implementations.end() &&
+                           entry->isDedicated == (row.kind == FilterKind::Dedicated) &&
+                           (entry->isDedicated || entry->WorksOn(ToGraphKind(row.kind)));
+        if (!known) missing.push_back(std::string(KindName(row.kind)) + " " + row.classId + " " + row.implName);
+    }
+    EXPECT_THAT(missing, IsEmpty());
+}
+
+TEST(SettingsCatalog, ListsTheImplementationsOfARegisteredClassInTheirOrder) {
+    auto const registry = MakeFilterRegistry();
+    for (CatalogEntry const& entry : GetSettingsCatalog()) {
+        std::vector<FilterKind> kinds{FilterKind::Dedicated};
+        if (!entry.isDedicated) kinds = {FilterKind::Audio, FilterKind::Video, FilterKind::Subtitle, FilterKind::Raw};
+        for (FilterKind const kind : kinds) {
+            auto const registered = registry->GetImplementations(kind, entry.classId);
+            if (registered.empty()) continue;
+            EXPECT_EQ(registered, entry.implementations) << entry.classId;
+        }
+    }
+}
+
+TEST(SettingsCatalog, EntriesAreWhole) {
+    std::set<std::string> names;
+    for (CatalogEntry const& entry : GetSettingsCatalog()) {
+        EXPECT_TRUE(names.insert(entry.classId).second) << entry.classId;
+        EXPECT_EQ(FindInCatalog(entry.classId), &entry);
+        EXPECT_FALSE(entry.implementations.empty()) << entry.classId;
+        EXPECT_FALSE(entry.kinds.empty()) << entry.classId;
+        EXPECT_FALSE(entry.description.empty()) << entry.classId;
+        EXPECT_LE(entry.minInputs, entry.maxInputs) << entry.classId;
+        for (SettingField const& field : entry.fields) {
+            EXPECT_FALSE(field.description.empty()) << entry.classId << " " << field.key;
+            EXPECT_LE(field.minimum, field.maximum) << entry.classId << " " << field.key;
+            EXPECT_LE(field.lowest, field.highest) << entry.classId << " " << field.key;
+        }
+    }
+    EXPECT_EQ(FindInCatalog("SettingsFilterLop"), nullptr);
+}
+
+TEST(SettingsCatalog, NamesItsKinds) {
+    EXPECT_EQ(KindName(GraphKind::Video), "video");
+    EXPECT_EQ(KindName(GraphKind::Audio), "audio");
+    EXPECT_EQ(KindName(GraphKind::Subtitle), "subtitle");
+    EXPECT_EQ(KindName(GraphKind::Packets), "packets");
+}
+
+/// The property of a class's defaults, the fields that must be given put in.
+Core::Property Filled(std::string const& classId, std::vector<std::pair<std::string, std::string>> const& given = {}) {
+    CatalogEntry const* const entry = FindInCatalog(classId);
+    EXPECT_NE(entry, nullptr) << classId;
+    Core::Property const defaults = MakeDefaultProperty(*entry);
+    Core::Property property(defaults.Name());
+    for (SettingField const& field : entry->fields) {
+        auto const found =
+            std::find_if(given.begin(), given.end(), [&](auto const& pair) { return pair.first == field.key; });
+        if (found != given.end())
+            property.SetChild(field.key, found->second);
+        else if (defaults.ChildExists(field.key))
+            property.SetChild(field.key, defaults[field.key]);
+    }
+    return property;
+}
+
+TEST(SettingsCatalog, ItsDefaultsAreThoseOfTheSettingsClasses) {
+    EXPECT_EQ(Filled(SettingsFilterDurationTrimmer::CLASS_ID, {{"Duration", "7"}}),
+              Settings2Property(SettingsFilterDurationTrimmer(7)));
+    EXPECT_EQ(Filled(SettingsFilterLoop::CLASS_ID, {{"Duration", "7"}}), Settings2Property(SettingsFilterLoop(7)));
+    EXPECT_EQ(Filled(SettingsFilterIntroLoopOutro::CLASS_ID, {{"Duration", "7"}}),
+              Settings2Property(SettingsFilterIntroLoopOutro(7)));
+    EXPECT_EQ(Filled(SettingsFilterRepeat::CLASS_ID), Settings2Property(SettingsFilterRepeat()));
+    EXPECT_EQ(Filled(SettingsFilterSpeedUp::CLASS_ID), Settings2Property(SettingsFilterSpeedUp()));
+    EXPECT_EQ(Filled(SettingsFilterReverse::CLASS_ID), Settings2Property(SettingsFilterReverse()));
+    EXPECT_EQ(Filled(SettingsFilterFrameRate::CLASS_ID), Settings2Property(SettingsFilterFrameRate()));
+    EXPECT_EQ(Filled(SettingsFilterBitStream::CLASS_ID), Settings2Property(SettingsFilterBitStream()));
+    EXPECT_EQ(Filled("FilterLosslessDetect"), Settings2Property(SettingsLosslessDetect()));
+    EXPECT_EQ(MakeDefaultProperty(*FindInCatalog("FilterCutController")),
+              Settings2Property(SettingsFilterCutController()));
+    EXPECT_EQ(MakeDefaultProperty(*FindInCatalog(SettingsStreamMetadataUpdater::CLASS_ID)),
+              Settings2Property(SettingsStreamMetadataUpdater(Core::Property("Metadata"))));
+    EXPECT_EQ(MakeDefaultProperty(*FindInCatalog("FilterFrameRate")),
+              IFilterFrameRate::MakeSettings(SettingsFilterFrameRate::MARK_USE_ORIGINAL_FRAMERATE));
+}
+
+TEST(SettingsCatalog, TheRepeatControllersPropertyHasItsNameAndKeys) {
+    auto const property = Filled("FilterRepeatController", {{IFilterRepeatController::REDEFINE_DURATION, "5"}});
+    EXPECT_EQ(property.Name(), IFilterRepeatController::CLASS_ID);
+    EXPECT_EQ(property[IFilterRepeatController::REDEFINE_DURATION].GetInt64(), 5);
+    EXPECT_EQ(property[IFilterRepeatController::REPEAT_MODE].GetString(), IFilterRepeatController::REPEAT_MODE_LAST);
+}
+
+TEST(SettingsCatalog, MakesTheSettingsObjectOfEachClassThatHasOne) {
+    std::vector<std::string> made;
+    for (CatalogEntry const& entry : GetSettingsCatalog()) {
+        if (!entry.make) continue;
+        auto const settings = MakeSettings(entry.classId, MakeDefaultProperty(entry));
+        EXPECT_EQ(settings->GetClassId(), entry.settingsId);
+        made.push_back(entry.classId);
+    }
+    EXPECT_THAT(made, ElementsAre("SettingsFilterDurationTrimmer", "SettingsFilterLoop", "SettingsFilterIntroLoopOutro",
+                                  "SettingsFilterRepeat", "SettingsFilterSpeedUp", "SettingsFilterReverse",
+                                  "SettingsFilterFrameRate", "SettingsFilterBitStream", "SettingsStreamMetadataUpdater",
+                                  "FilterLosslessDetect", "FilterCutController"));
+    auto const trimmer =
+        MakeSettings("SettingsFilterDurationTrimmer", Settings2Property(SettingsFilterDurationTrimmer(9)));
+    EXPECT_EQ(dynamic_cast<SettingsFilterDurationTrimmer const&>(*trimmer), SettingsFilterDurationTrimmer(9));
+}
+
+TEST(SettingsCatalog, RefusesToMakeWhatHasNoSettingsObject) {
+    EXPECT_EQ(MessageOf<FilterException>([] { MakeSettings("Nothing", {}); }),
+              "There is no class Nothing that a graph can name");
+    EXPECT_EQ(MessageOf<FilterException>([] { MakeSettings("FilterJoinVideo", {}); }),
+              "FilterJoinVideo takes no settings object");
+    EXPECT_EQ(MessageOf<FilterException>([] { MakeSettings("SettingsFilterLoop", Core::Property("Other")); }),
+              "Object was initialized with incorrect class (Other)!");
+}
+
+}  // namespace
+}  // namespace Tarsel::Host
