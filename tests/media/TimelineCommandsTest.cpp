@@ -191,7 +191,9 @@ TEST_F(Timeline, EveryContainerIsWrittenWithWhatItCanHold) {
         auto const result = RunTarsel({"trim", Clip(), "-o", path, "--duration", "1", "--json"});
         ASSERT_EQ(0, result.exitCode) << row.ending << ": " << result.errors;
         bool const both = row.video && row.audio;
-        EXPECT_EQ(both ? 0U : 1U, ParseOutput(result).at("warnings").size()) << row.ending << ": " << result.errors;
+        // AVI also tells that its sound begins a little early.
+        bool const leftOut = result.errors.find(" is left out: ") != std::string::npos;
+        EXPECT_EQ(!both, leftOut) << row.ending << ": " << result.errors;
         auto const file = InspectFile(path);
         ASSERT_EQ(both ? 2U : 1U, file.streams.size()) << row.ending;
         if (row.video) {
