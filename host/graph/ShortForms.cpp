@@ -5,6 +5,7 @@
 #include <charconv>
 #include <utility>
 
+#include "contracts/Conf/IFormatCodec.h"
 #include "contracts/Proc/IFilterFactoryRegistrator.h"
 #include "contracts/Proc/ImplNames.h"
 #include "contracts/Proc/SettingsFilterDurationTrimmer.h"
@@ -93,6 +94,8 @@ class Maker {
         line.top = AddFilter(classId, implName, std::move(settings), {line.top});
     }
     void AddOutput(Line const& line);
+    /// Tells of pictures that come faster than `rate`: where all of them are kept, they fall behind the sound.
+    void WarnOfFasterPictures(Ratio const& rate);
     ShortFormGraph Finish();
 
   private:
@@ -221,6 +224,16 @@ void Maker::AddOutput(Line const& line) {
     result.document.output.streams.push_back(std::move(stream));
 }
 
+void Maker::WarnOfFasterPictures(Ratio const& rate) {
+    for (StreamInfo const& info : file->GetStreams()) {
+        auto const* const format = dynamic_cast<Conf::IFormatCodecVideo const*>(info.format.get());
+        if (info.kind != StreamKind::Video || !format || format->GetFrameRate() <= rate) continue;
+        auto const text = [](Ratio const& value) { return Core::Property().SetValue(value).GetString(); };
+        result.warnings.push_back(file->GetPath() + ": " + StreamName(info) + " has " + text(format->GetFrameRate()) +
+                                  " frames/s, all of which are kept: at " + text(rate) + " they fall behind the sound");
+    }
+}
+
 ShortFormGraph Maker::Finish() {
     CheckGraph(result.document);
     return std::move(result);
@@ -329,6 +342,7 @@ ShortFormGraph MakeFrameRateGraph(std::string const& input, Ratio const& rate, b
     auto lines = maker.AddFile(input);
     if (CountOf(lines, StreamKind::Video) == 0)
         FailAtPlace("", input + ": there is no video in it that could get a frame rate");
+    if (adjust) maker.WarnOfFasterPictures(rate);
     for (Maker::Line& line : lines) {
         if (line.kind == StreamKind::Video)
             maker.Put(line, SettingsFilterFrameRate::CLASS_ID,

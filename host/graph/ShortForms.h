@@ -56,7 +56,8 @@ TARSEL_HOST_EXPORT ShortFormGraph MakeSpeedGraph(std::string const& input, doubl
 TARSEL_HOST_EXPORT ShortFormGraph MakeLoopGraph(std::string const& input, int64 duration,
                                                 ShortFormOptions const& options);
 /// Gives the pictures a regular frame rate, by a grid that they are laid on or, with `adjust`, by moving only the times
-/// that don't fit. Sound passes through.
+/// that don't fit: a rate below the file's own then makes the pictures last longer, which is told as a warning. Sound
+/// passes through.
 TARSEL_HOST_EXPORT ShortFormGraph MakeFrameRateGraph(std::string const& input, Ratio const& rate, bool adjust,
                                                      ShortFormOptions const& options);
 

@@ -168,6 +168,14 @@ TEST(ShortForms, FrameRatePassesSoundThrough) {
               Sound() + ": there is no video in it that could get a frame rate");
 }
 
+TEST(ShortForms, AdjustWarnsOfPicturesThatFallBehindTheSound) {
+    EXPECT_THAT(MakeFrameRateGraph(Pictures(), Ratio(12), true, {}).warnings,
+                ElementsAre(Pictures() + ": stream #0 (video, h264) has 25/1 frames/s, all of which are kept: at 12/1 "
+                                         "they fall behind the sound"));
+    EXPECT_THAT(MakeFrameRateGraph(Pictures(), Ratio(25), true, {}).warnings, IsEmpty());
+    EXPECT_THAT(MakeFrameRateGraph(Pictures(), Ratio(12), false, {}).warnings, IsEmpty());
+}
+
 TEST(ShortForms, ThePlayersChoiceOfCodecsGoesToEachStream) {
     ShortFormOptions options;
     options.output = "out";
