@@ -78,7 +78,7 @@ TEST(ReverseAudio, CountsBlocksAndTheLargestBuffer) {
     auto const tree = filter->GetStatistic();
     ASSERT_EQ(tree.Children().size(), 2U);
     auto const& own = tree.Children()[1];
-    EXPECT_EQ(own.Name(), "Tarsel::Proc::`anonymous-namespace'::FilterReverseAudio::GetStatistic");
+    EXPECT_EQ(own.Name(), "Tarsel::Proc::FilterReverseAudio::GetStatistic");
     Core::Property expected = Core::MakeStatistics(own.Name(), 0, 8);
     expected.SetChild("Max buffer size", int64{4} * RATE);
     expected.SetChild("Thread Time", own["Thread Time"].GetInt64());

@@ -96,9 +96,7 @@ void ReverseSamples(IDataAudio& block) {
 class FilterReverseAudio final : public ReverseStream<IStreamAudio, IStreamAudioEx, ReverseBufferAudio> {
   public:
     explicit FilterReverseAudio(iptr<IStreamAudio> source)
-        : ReverseStream(std::move(source), "FilterReverseAudio",
-                        // The name that reports have always had, spelled out: no compiler here writes it so.
-                        "Tarsel::Proc::`anonymous-namespace'::FilterReverseAudio::GetStatistic") {}
+        : ReverseStream(std::move(source), "FilterReverseAudio", "Tarsel::Proc::FilterReverseAudio::GetStatistic") {}
     ~FilterReverseAudio() override { StopThread(); }
 
   protected:
