@@ -78,12 +78,15 @@ StreamKind KindOf(BuiltNode const& node) {
     return node.origin.info ? node.origin.info->kind : StreamKind::Unknown;
 }
 
-void EncodeVideo(OutputTrack& track, iptr<Proc::IStreamVideo> const& pictures, EncodingChoice const& choice) {
+void EncodeVideo(OutputTrack& track, iptr<Proc::IStreamVideo> const& pictures, EncodingChoice const& choice,
+                 std::string const& container) {
     track.fitted = FittedVideo::Create(pictures);
     VideoEncoderOptions options;
     options.purpose = VideoEncoderOptions::Purpose::Encode;
     options.codecId = choice.codec;
     options.quality = choice.quality;
+    // AVI's ticks are pictures: finer ones would be filled with empty packets.
+    options.ticksOfRate = container == "avi";
     track.packets = VideoEncoder::Create(track.fitted, Core::Property(), options, nullptr);
 }
 
@@ -95,25 +98,31 @@ void EncodeAudio(OutputTrack& track, iptr<Proc::IStreamAudio> const& samples, En
     track.packets = AudioEncoder::Create(track.continuous, options);
 }
 
-void Reframe(OutputTrack& track, iptr<Proc::IStreamRaw> const& packets, GraphOutput::Stream const& asked,
-             std::string const& container) {
-    if (!asked.codec.empty() || asked.quality || asked.bitRate != 0)
-        TARSEL_THROW(std::invalid_argument, "packets go out as they are: they take no codec, quality or bit rate");
+void Reframe(OutputTrack& track, iptr<Proc::IStreamRaw> const& packets, std::string const& container) {
     GraphOrigin const& origin = track.node->origin;
     track.reframed = ReframedStream::Create(packets, *origin.file, *origin.info, container);
     track.packets = track.reframed;
 }
 
+void TakePackets(OutputTrack& track, iptr<Proc::IStreamRaw> const& packets, GraphOutput::Stream const& asked,
+                 std::string const& container) {
+    if (!asked.codec.empty() || asked.quality || asked.bitRate != 0)
+        TARSEL_THROW(std::invalid_argument, "packets go out as they are: they take no codec, quality or bit rate");
+    Reframe(track, packets, container);
+}
+
 void MakePackets(OutputTrack& track, GraphOutput::Stream const& asked, std::string const& container) {
     GraphStream const& stream = track.node->stream;
     if (track.node->GetKind() == GraphKind::Packets)
-        return Reframe(track, std::get<iptr<Proc::IStreamRaw>>(stream), asked, container);
+        return TakePackets(track, std::get<iptr<Proc::IStreamRaw>>(stream), asked, container);
     EncodingChoice const choice = ChooseEncoding(asked, track.kind, container);
     if (auto const* const pictures = std::get_if<iptr<Proc::IStreamVideo>>(&stream))
-        return EncodeVideo(track, *pictures, choice);
-    if (auto const* const samples = std::get_if<iptr<Proc::IStreamAudio>>(&stream))
-        return EncodeAudio(track, *samples, choice);
-    track.packets = SubtitleEncoder::Create(std::get<iptr<Proc::IStreamSubtitle>>(stream), choice.codec);
+        EncodeVideo(track, *pictures, choice, container);
+    else if (auto const* const samples = std::get_if<iptr<Proc::IStreamAudio>>(&stream))
+        EncodeAudio(track, *samples, choice);
+    else
+        track.packets = SubtitleEncoder::Create(std::get<iptr<Proc::IStreamSubtitle>>(stream), choice.codec);
+    if (track.node->origin.file) Reframe(track, track.packets, container);
 }
 
 }  // namespace

@@ -16,6 +16,7 @@
 #include "host/graph/GraphChecks.h"
 #include "host/graph/GraphErrors.h"
 #include "host/graph/SettingsCatalog.h"
+#include "host/media/CodecFactory.h"
 #include "host/media/Containers.h"
 #include "host/media/MediaFile.h"
 
@@ -116,6 +117,15 @@ bool Maker::TakesPart(StreamInfo const& info, bool withSubtitles, std::vector<Li
         if (container && !HoldsKind(*container, info.kind)) {
             why = std::string(container->name) + " holds no " + std::string(KindName(info.kind));
             return false;
+        }
+        // An M4A file could hold pictures, but nobody who asks for one wants them.
+        bool const video = info.kind == StreamKind::Video;
+        if (container && (video ? options.videoCodec : options.audioCodec).empty()) {
+            ContainerCodecs const codecs = DefaultEncoders(container->name);
+            if ((video ? codecs.video : codecs.audio).empty()) {
+                why = std::string(container->name) + " is written with no " + std::string(KindName(info.kind));
+                return false;
+            }
         }
         bool const another =
             std::any_of(taken.begin(), taken.end(), [&](Line const& line) { return line.kind == info.kind; });

@@ -46,6 +46,7 @@ iptr<Conf::IFormatCodecVideo const> VideoEncoder::MakeFormat() const {
         native->realFrameRate = context->framerate;
         native->timeBase = context->time_base;
     }
+    if (options.ticksOfRate) native->timeBase = context->time_base;
     if (int const code = avcodec_parameters_from_context(native->parameters.get(), context.get()); code < 0) Fail(code);
     iptr<IBlob> extradata;
     if (context->extradata_size > 0)

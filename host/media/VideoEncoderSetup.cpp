@@ -407,7 +407,8 @@ CodecContextPtr OpenVideoEncoder(Conf::IFormatCodecVideo const& format, Core::Pr
     SetRate(setup);
     context.flags |= AV_CODEC_FLAG_GLOBAL_HEADER | AV_CODEC_FLAG_BITEXACT;
     context.thread_count = 1;
-    context.max_b_frames = setup.IsRecoding() ? 0 : options.bFrames;
+    bool const noBPictures = codecId == Video::CODEC_ID_H263 || codecId == Video::CODEC_ID_WMV2;
+    context.max_b_frames = setup.IsRecoding() || noBPictures ? 0 : options.bFrames;
     context.gop_size = setup.IsRecoding() ? UNLIMITED_GROUP : options.groupSize;
     // Beside a constant quantiser the rate is only told in headers.
     if (properties.ChildExists(Conf::TAG_BITRATE) && codecId != Video::CODEC_ID_H264)

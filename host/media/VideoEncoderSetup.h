@@ -33,6 +33,8 @@ struct VideoEncoderOptions {
     bool fixedGroups = false;
     /// Constant quality on the codec's own scale, see `QualityScaleOf`. Not set: the scale's standard.
     std::optional<int> quality;
+    /// Whether the stream's ticks are pictures of its rate, instead of the source's.
+    bool ticksOfRate = false;
 };
 
 /// The numbers by which an encoder's constant quality is told.

@@ -24,7 +24,8 @@ namespace {
 /// Beyond these nothing can be told of picture or sound any more.
 constexpr double SLOWEST = 0.01;
 constexpr double FASTEST = 100;
-constexpr int64 HIGHEST_RATE = 1000000;
+constexpr int64 HIGHEST_RATE = 100000;
+constexpr int64 LARGEST_TERM = 1000000;
 
 struct TimelineOptions {
     std::vector<std::string> inputs;
@@ -64,7 +65,7 @@ void ReadFactor(TimelineOptions& options) {
 bool ReadCount(std::string const& text, int64& value) {
     char const* const end = text.data() + text.size();
     auto const result = std::from_chars(text.data(), end, value);
-    return result.ec == std::errc() && result.ptr == end && value > 0 && value <= HIGHEST_RATE;
+    return result.ec == std::errc() && result.ptr == end && value > 0 && value <= LARGEST_TERM;
 }
 
 void ReadRate(TimelineOptions& options) {
@@ -73,7 +74,10 @@ void ReadRate(TimelineOptions& options) {
     int64 denominator = 1;
     bool valid = ReadCount(options.rate.substr(0, slash), numerator);
     if (slash != std::string::npos) valid = valid && ReadCount(options.rate.substr(slash + 1), denominator);
-    if (!valid) RefuseUsage("--rate: \"" + options.rate + "\" is not N or N/D, both from 1 to 1000000");
+    valid = valid && numerator <= HIGHEST_RATE * denominator;
+    if (!valid)
+        RefuseUsage("--rate: \"" + options.rate +
+                    "\" is not N or N/D, both from 1 to 1000000, at most 100000 together");
     options.frameRate = Ratio(numerator, denominator);
 }
 

@@ -62,14 +62,15 @@ iptr<IStreamSubtitleEx> MakeSubtitle(Subtitle const& source, Settings const& set
     return Details::MakeInitialized<IStreamSubtitleEx, Filter>(settings, source);
 }
 
-// The constructor of this one takes the settings, too.
-iptr<IStreamAudioEx> MakeAudioUpdater(Audio const& source, Settings const& settings) {
-    return Details::MakeInitialized<IStreamAudioEx, FilterStreamMetadataUpdater<IStreamAudio>>(settings, source,
-                                                                                               settings);
+// The same for filters whose constructors want the settings, too.
+
+template <class Filter>
+iptr<IStreamAudioEx> MakeSetUpAudio(Audio const& source, Settings const& settings) {
+    return Details::MakeInitialized<IStreamAudioEx, Filter>(settings, source, settings);
 }
-iptr<IStreamVideoEx> MakeVideoUpdater(Video const& source, Settings const& settings) {
-    return Details::MakeInitialized<IStreamVideoEx, FilterStreamMetadataUpdater<IStreamVideo>>(settings, source,
-                                                                                               settings);
+template <class Filter>
+iptr<IStreamVideoEx> MakeSetUpVideo(Video const& source, Settings const& settings) {
+    return Details::MakeInitialized<IStreamVideoEx, Filter>(settings, source, settings);
 }
 
 /// Filters with an interface of their own, in slot order, all under `ImplNames::TARSEL`.
@@ -95,15 +96,16 @@ void RegisterWithSettings(IFilterFactoryRegistrator& registrator) {
     registrator.RegisterFilterAudioEx(SettingsFilterReverse::CLASS_ID, ImplNames::TARSEL, MakeFilterReverseAudio);
     registrator.RegisterFilterAudioEx(SettingsFilterRepeat::CLASS_ID, ImplNames::TARSEL,
                                       FilterRepeatAudio::CreateInitialized);
-    registrator.RegisterFilterAudioEx(SettingsStreamMetadataUpdater::CLASS_ID, ImplNames::TARSEL, MakeAudioUpdater);
+    registrator.RegisterFilterAudioEx(SettingsStreamMetadataUpdater::CLASS_ID, ImplNames::TARSEL,
+                                      MakeSetUpAudio<FilterStreamMetadataUpdater<IStreamAudio>>);
     registrator.RegisterFilterAudioEx(SettingsFilterLoop::CLASS_ID, ImplNames::TARSEL, MakeAudio<FilterLoopAudio>);
 
     registrator.RegisterFilterVideoEx(SettingsFilterSpeedUp::CLASS_ID, ImplNames::TARSEL,
                                       MakeVideo<FilterSpeedUpVideo>);
     registrator.RegisterFilterVideoEx(SettingsFilterFrameRate::CLASS_ID, SettingsFilterFrameRate::IMPL_DEFAULT,
-                                      MakeVideo<FilterFrameRate>);
+                                      MakeSetUpVideo<FilterFrameRate>);
     registrator.RegisterFilterVideoEx(SettingsFilterFrameRate::CLASS_ID, SettingsFilterFrameRate::IMPL_ADJUST,
-                                      MakeVideo<FilterFrameRateAdjust>);
+                                      MakeSetUpVideo<FilterFrameRateAdjust>);
     registrator.RegisterFilterVideoEx(SettingsFilterDurationTrimmer::CLASS_ID, ImplNames::TARSEL,
                                       MakeVideo<FilterDurationTrimmerVideo>);
     registrator.RegisterFilterVideoEx(SettingsFilterReverse::CLASS_ID, ImplNames::TARSEL,
@@ -113,7 +115,8 @@ void RegisterWithSettings(IFilterFactoryRegistrator& registrator) {
     registrator.RegisterFilterVideoEx(SettingsFilterLoop::CLASS_ID, ImplNames::TARSEL, MakeVideo<FilterLoopVideo>);
     registrator.RegisterFilterVideoEx(SettingsFilterIntroLoopOutro::CLASS_ID, ImplNames::TARSEL,
                                       MakeVideoWithFilters<FilterIntroLoopOutroVideo>);
-    registrator.RegisterFilterVideoEx(SettingsStreamMetadataUpdater::CLASS_ID, ImplNames::TARSEL, MakeVideoUpdater);
+    registrator.RegisterFilterVideoEx(SettingsStreamMetadataUpdater::CLASS_ID, ImplNames::TARSEL,
+                                      MakeSetUpVideo<FilterStreamMetadataUpdater<IStreamVideo>>);
 
     registrator.RegisterFilterSubtitleEx(SettingsFilterDurationTrimmer::CLASS_ID, ImplNames::TARSEL,
                                          MakeSubtitle<FilterDurationTrimmerSubtitle>);

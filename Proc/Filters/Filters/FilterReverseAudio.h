@@ -13,8 +13,8 @@ namespace Tarsel::Proc {
 /// before the stream's duration begins as much later. Seek: to the sample of the position. End: null, again and again.
 /// Threads: see `ReverseStream`.
 ///
-/// The source throws `std::invalid_argument` when it is null, `FilterException` "Incorrect duration in source stream"
-/// when its length is unknown; settings of another class throw `std::bad_cast`.
+/// Throws `std::invalid_argument` for a null source, `FilterException` "Incorrect duration in source stream"
+/// for one of unknown length, `std::bad_cast` for settings of another class.
 iptr<IStreamAudioEx> MakeFilterReverseAudio(iptr<IStreamAudio> const& source, iptr<IEffectFactory const> const& effects,
                                             Settings const& settings);
 

@@ -41,7 +41,7 @@ IStreamSeekController::StreamLock SeekControllerStreamImpl<T>::LockStream() {
 template <class T>
 void SeekControllerStreamImpl<T>::ResetForSeek() {
     struct Enabled {
-        explicit Enabled(bool& disabled) : disabled(disabled) { disabled = false; }
+        explicit Enabled(bool& flag) : disabled(flag) { disabled = false; }
         ~Enabled() { disabled = true; }
         bool& disabled;
     };

@@ -440,7 +440,30 @@ TEST(CodecFactory, KnowsWhatAContainerIsFilledWith) {
     EXPECT_EQ(DefaultEncoders("avi").video, "mpeg4");
     EXPECT_EQ(DefaultEncoders("wav").audio, "pcm_s16le");
     EXPECT_EQ(DefaultEncoders("m4a").video, "");
+    EXPECT_EQ(DefaultEncoders("asf").video, "wmv2");
+    EXPECT_EQ(DefaultEncoders("flv").audio, "aac");
+    EXPECT_EQ(DefaultEncoders("hevc").video, "hevc");
     EXPECT_THROW(DefaultEncoders("txt"), Proc::CodecFactoryException);
+}
+
+TEST(VideoQuality, EachCodecHasItsOwnScale) {
+    EXPECT_EQ(QualityScaleOf("h264")->standard, 18);
+    EXPECT_EQ(QualityScaleOf("hevc")->worst, 51);
+    EXPECT_EQ(QualityScaleOf("vp9")->worst, 63);
+    EXPECT_EQ(QualityScaleOf("mpeg4")->best, 1);
+    EXPECT_EQ(QualityScaleOf("mpeg2video")->worst, 31);
+    EXPECT_FALSE(QualityScaleOf("aac"));
+    EXPECT_EQ(WhyNoQuality("h264", 0), "");
+    EXPECT_EQ(WhyNoQuality("h264", 51), "");
+    EXPECT_EQ(WhyNoQuality("h264", -1), "quality -1 is out of the range of h264: 0 (best) to 51");
+    EXPECT_EQ(WhyNoQuality("mpeg4", 0), "quality 0 is out of the range of mpeg4: 1 (best) to 31");
+    EXPECT_EQ(WhyNoQuality("theora", 11), "quality 11 is out of the range of theora: 10 (best) to 0");
+    EXPECT_EQ(WhyNoQuality("aac", 5), "aac has no scale of quality");
+}
+
+TEST(VideoQuality, GroupsBetweenCopiedOnesAreNeverHevc) {
+    EXPECT_THAT(CodecFactory::Create()->GetEncoderNames("hevc"), ::testing::IsEmpty());
+    EXPECT_TRUE(QualityScaleOf("hevc"));
 }
 
 TEST(SampleClip, PicturesCarryTheirNumberThroughTheEncoder) {
