@@ -55,9 +55,9 @@ class Extremes {
         source->format->SetFrameRate(Rate());
         return source;
     }
-    iptr<SeekingAudio> Audio() {
+    iptr<SeekingAudio> Audio(int highestRate = std::numeric_limits<int>::max()) {
         std::vector<iptr<IDataAudio>> blocks;
-        Conf::SampleInfo const info(Conf::SAMPLE_FORMAT_U8, Pick<int>({1, 7, 44100, std::numeric_limits<int>::max()}),
+        Conf::SampleInfo const info(Conf::SAMPLE_FORMAT_U8, Pick<int>({1, 7, 44100, highestRate}),
                                     Conf::CHANNEL_LAYOUT_MONO);
         for (int i = Pick<int>({0, 1, 2, 6}); i > 0; --i) {
             blocks.push_back(DataAudioFF::CreateBySampleCount(info, Pick<int>({0, 1, 1, 7, 4410})));
@@ -121,9 +121,9 @@ TEST_F(TimelineExtremes, TrimmersStandThem) {
         for (int reads = 0; reads < 30 && video->Read(); ++reads) continue;
     });
     ForSeeds([](Extremes& extremes) {
-        auto const audio = MakeShared<FilterDurationTrimmerAudio>(extremes.Audio());
-        // Silence is made in tenths of a second, which are many samples at the highest rate.
-        audio->Initialize(SettingsFilterDurationTrimmer(extremes.Pick<int64>({NO_VALUE, 0, 1, 1000})));
+        // A tenth of a second of silence is a lot of memory at the highest rate of all.
+        auto const audio = MakeShared<FilterDurationTrimmerAudio>(extremes.Audio(192000));
+        audio->Initialize(SettingsFilterDurationTrimmer(extremes.Time()));
         extremes.Drive(*audio);
     });
 }
