@@ -392,5 +392,31 @@ TEST(SeekControllerStreamImpl, LockIsHeldUntilItIsGivenUp) {
     EXPECT_TRUE(lockable.LockStream()->owns_lock());
 }
 
+/// Fails behind its seek, once, when told to.
+class FailingBehindSeek final : public ScriptedVideo {
+  public:
+    FailingBehindSeek() : ScriptedVideo({Step(MakeVideo(0, 40000)), Step(MakeVideo(40000, 40000))}) {
+        duration = 80000;
+    }
+    void DoSeek() override {
+        ScriptedVideo::DoSeek();
+        if (std::exchange(fails, false)) TARSEL_THROW(FilterException, "broken");
+    }
+    bool fails = false;
+};
+
+TEST(FilterSeekController, FailureOfTheSecondPhaseLeavesTheLastPositionSoThatTheSeekIsCarriedOutAgain) {
+    auto const source = MakeShared<FailingBehindSeek>();
+    auto const controller = FilterSeekController::Create();
+    auto const wrapper = controller->AddStream(iptr<IStreamVideo>(source));
+    controller->Seek(0);
+    source->fails = true;
+    EXPECT_EQ(MessageOf<FilterException>([&] { controller->Seek(40000); }), "broken");
+    EXPECT_EQ(wrapper->GetPosition(), 40000);
+    source->log.Take();
+    controller->Seek(40000);
+    EXPECT_THAT(source->log.Take(), ElementsAre("RequestSeek(40000)", "DoSeek"));
+}
+
 }  // namespace
 }  // namespace Tarsel::Proc

@@ -184,5 +184,17 @@ TEST(LinkedJoins, ClipWithoutAControllerWhoseWrapperRefusesMakesTheJoinFail) {
               "Seek is disabled for this stream. You have to use FilterSeekController.");
 }
 
+TEST(LinkedJoins, ClipThatOneJoinHasReadAlreadyIsStartedAgainAfterASeekBackInFrontOfIt) {
+    LinkedJoins const joins({LinkedClip(2, 0), LinkedClip(3, 0)});
+    Seek(*joins.video, 0);
+    Seek(*joins.sound, 0);
+    // The pictures go on to the second clip, whose sound still stands at its beginning.
+    EXPECT_EQ(ReadAll(*joins.video).size(), 5U);
+    Seek(*joins.video, 40000);
+    Seek(*joins.sound, 40000);
+    EXPECT_THAT(Times(ReadAll(*joins.video)), ElementsAre(40000, 80000, 120000, 160000));
+    EXPECT_THAT(Times(ReadAll(*joins.sound)), ElementsAre(40000, 60000, 80000, 100000, 120000, 140000, 160000, 180000));
+}
+
 }  // namespace
 }  // namespace Tarsel::Proc

@@ -8,6 +8,7 @@
 #include "Proc/Filters/Filters/FilterDurationTrimmerVideo.h"
 #include "Proc/Filters/Filters/FilterFrameRateAdjust.h"
 #include "Proc/Filters/Filters/FilterLoop.h"
+#include "Proc/Filters/Filters/FilterSeekController.h"
 #include "Proc/Filters/Filters/FilterSpeedUpVideo.h"
 #include "Proc/Filters/Filters/TFilterJoin.h"
 #include "tests/Proc/ReverseSupport.h"
@@ -39,14 +40,19 @@ class Builder {
         if (OneIn(7)) return MakeReverse();
         return MakeFilter(MakeStack(depth - 1));
     }
-    Pair MakeTrimmer(Pair source) {
-        int64 const duration = Number(1, 500000);
+    Pair MakeTrimmer(Pair source) { return MakeTrimmer(std::move(source), Number(1, 500000)); }
+    Pair MakeTrimmer(Pair source, int64 duration) {
         Ratio const rate = source.stream->GetFormatCodec()->GetFrameRate();
         int64 const frame = std::max<int64>(1, AvRescale(SECOND, rate.denominator(), rate.numerator()));
         auto const stream = MakeShared<FilterDurationTrimmerVideo>(source.stream);
         stream->Initialize(SettingsFilterDurationTrimmer(duration));
         return {stream, std::make_shared<Model::Trimmer>(source.model, duration, frame),
                 "trim " + std::to_string(duration) + " (" + source.name + ")"};
+    }
+    /// Something short above a tidy source, trimmed to a duration.
+    Pair MakeClip(int64 duration) {
+        Pair const source = MakeSource(true, OneIn(2));
+        return MakeTrimmer(OneIn(3) ? source : MakeFilter(source), duration);
     }
     /// `tidy`: positive lengths, no overlap, nothing without a time; not so: anything.
     Pair MakeSource(bool tidy, bool gapless, bool unknown = false) {
@@ -207,6 +213,61 @@ TEST_F(TimelineModel, TrimmersOverItemsWithoutTimesOrDurationsGiveWhatTheirModel
         SCOPED_TRACE("seed " + std::to_string(seed) + ": " + pair.name);
         ASSERT_NO_FATAL_FAILURE(Drive(random, pair));
     }
+}
+
+/// Two joins whose clips are linked in pairs, each clip of a pair with something else below.
+struct LinkedJoins {
+    explicit LinkedJoins(Builder& random) {
+        std::vector<Model::StreamPtr> models[2];
+        for (int64 clips = random.Number(1, 3); clips > 0; --clips) {
+            auto const controller = FilterSeekController::Create();
+            int64 const duration = random.Number(50000, 300000);
+            for (std::size_t i = 0; i < 2; ++i) {
+                Pair const clip = random.MakeClip(duration);
+                clip.model->Seek(0);
+                Model::Maybe const first = clip.model->Read();
+                beginAtZero = beginAtZero && first && first->time == 0;
+                joins[i]->AddStream(controller->AddStream(clip.stream), controller);
+                models[i].push_back(clip.model);
+                name += "(" + clip.name + ") ";
+            }
+        }
+        for (std::size_t i = 0; i < 2; ++i) expected[i] = std::make_shared<Model::Join>(models[i]);
+    }
+
+    iptr<TIFilterJoin<IStreamVideo>> joins[2] = {FilterJoinVideo::Create(), FilterJoinVideo::Create()};
+    Model::StreamPtr expected[2];
+    std::string name;
+    bool beginAtZero = true;
+};
+
+TEST_F(TimelineModel, LinkedJoinsGiveWhatEachWouldGiveAlone) {
+    int checked = 0;
+    for (unsigned seed = 1; seed <= 600; ++seed) {
+        Builder random(seed);
+        LinkedJoins const linked(random);
+        // Streams that begin later are started again for both: meant so.
+        if (!linked.beginAtZero) continue;
+        ++checked;
+        std::string calls;
+        SCOPED_TRACE("seed " + std::to_string(seed) + ": " + linked.name);
+        for (int64 phase = 0; phase < 8; ++phase) {
+            // A place where no seek has gone before, for one that is repeated may do nothing.
+            int64 const target = random.Number(0, linked.joins[0]->GetDuration() / 100) * 100 + phase;
+            calls += "\nseek " + std::to_string(target);
+            for (std::size_t i = 0; i < 2; ++i) {
+                Seek(*linked.joins[i], target);
+                linked.expected[i]->Seek(target);
+            }
+            for (int64 reads = random.Number(0, 40); reads > 0; --reads) {
+                auto const i = static_cast<std::size_t>(random.OneIn(phase % 2 == 0 ? 2 : 8) ? 1 : 0);
+                std::string const given = Text(Describe(linked.joins[i]->Read()));
+                calls += " " + std::to_string(i) + ": " + given;
+                ASSERT_EQ(given, Text(linked.expected[i]->Read())) << calls;
+            }
+        }
+    }
+    EXPECT_GT(checked, 100);
 }
 
 }  // namespace

@@ -109,11 +109,11 @@ template <class T, class TEx>
 bool FilterReverse<T, TEx>::LandedInsideAPicture(Filling const& filling) const {
     auto const& frames = filling.chunk.frames;
     if (frames.empty() || filling.start == 0 || frames.front()->start != filling.start) return false;
-    auto const lengthOf = [](BufferData const& data) { return data.end - data.start; };
+    auto const lengthOf = [](BufferData const& data) { return SubTime(data.end, data.start); };
     int64 const usual = frames.size() > 1           ? lengthOf(*frames[1])
                         : frameRate.numerator() > 0 ? AvRescale(SECOND, frameRate.denominator(), frameRate.numerator())
                                                     : 0;
-    return lengthOf(*frames.front()) < usual - 1;
+    return lengthOf(*frames.front()) < SubTime(usual, 1);
 }
 
 template <class T, class TEx>

@@ -95,7 +95,10 @@ void FilterSeekController::Seek(int64 position) {
     StreamLocks held;
     for (Entry const& entry : entries) held.locks.push_back(entry.wrapper->LockStream());
     // Meant: one stream that still stands there is enough, even where the others have been read on.
-    if (position == lastSeekPosition && StandsAt(position)) return;
+    if (position == lastSeekPosition && StandsAt(position)) {
+        for (Entry const& entry : entries) entry.wrapper->ReturnAfterRelease(position);
+        return;
+    }
     for (Entry const& entry : entries) {
         entry.wrapper->ResetForSeek();
         entry.source->RequestSeek(position, nullptr);

@@ -12,9 +12,10 @@ namespace Tarsel::Proc {
 ///
 /// Goes in: streams, by `AddStream`; comes out: for each a wrapper that reads it and refuses to be sought. Subtitles
 /// are not taken: their wrapper is null. `Seek` moves all sources together, and does nothing when it is the last one
-/// again and a wrapper still stands at its position. A failure leaves the last position as it was; seek again before
-/// reading. Threads: any thread may seek, while none of the wrappers is being read. Order of locks: `mutex`, then the
-/// streams' locks in their order. Both are held while the sources are sought.
+/// again and a wrapper still stands at its position; a stream that was read and then released comes back there with its
+/// next read. A failure leaves the last position as it was; seek again before reading. Threads: any thread may seek,
+/// while none of the wrappers is being read. Order of locks: `mutex`, then the streams' locks in their order. Both are
+/// held while the sources are sought.
 class FilterSeekController final : public IFilterSeekController, public RefCounted {
   public:
     static iptr<IFilterSeekController> Create();

@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include "contracts/Core/Mutex.h"
+#include "contracts/Core/Types.h"
 
 namespace Tarsel::Proc {
 
@@ -17,6 +18,9 @@ class IStreamSeekController {
     virtual StreamLock LockStream() = 0;
     /// Forgets what was read ahead and where reading stood: the source is about to be moved.
     virtual void ResetForSeek() = 0;
+    /// A seek to where the streams stand has been asked for: one that was read and then released comes back there with
+    /// its next read. Others stay as they are.
+    virtual void ReturnAfterRelease(int64 position) = 0;
 };
 
 }  // namespace Tarsel::Proc

@@ -47,8 +47,26 @@ void SeekControllerStreamImpl<T>::ResetForSeek() {
     };
     Core::RecursiveMutexLock const api(this->apiLock);
     Enabled const enabled(seekDisabled);
+    sourceRead = releasedBehindRead = false;
+    returnPosition = NO_VALUE;
     // The base forgets its own state; the position means nothing here.
     this->RequestSeek(0, nullptr);
+}
+
+template <class T>
+void SeekControllerStreamImpl<T>::ReturnAfterRelease(int64 position) {
+    Core::RecursiveMutexLock const api(this->apiLock);
+    if (!releasedBehindRead) return;
+    ResetForSeek();
+    returnPosition = position;
+}
+
+template <class T>
+void SeekControllerStreamImpl<T>::ReleaseInternalData() {
+    Core::RecursiveMutexLock const api(this->apiLock);
+    // A source that was only sought goes on from there.
+    releasedBehindRead = releasedBehindRead || sourceRead;
+    Details::SeekControllerStreamBase<T>::ReleaseInternalData();
 }
 
 template <class T>
@@ -58,6 +76,12 @@ void SeekControllerStreamImpl<T>::AcceptInternal(IStreamVisitor& visitor) {
 
 template <class T>
 iptr<typename SeekControllerStreamImpl<T>::DataType> SeekControllerStreamImpl<T>::ReadInternal() {
+    if (HasValue(returnPosition)) {
+        this->parentStream->RequestSeek(returnPosition, nullptr);
+        this->parentStream->DoSeek();
+        returnPosition = NO_VALUE;
+    }
+    sourceRead = true;
     iptr<DataType> item = this->parentStream->Read();
     if (item) ++itemsRead;
     return item;

@@ -47,8 +47,11 @@ class SeekControllerStreamImpl final : public IStreamSeekController, public Deta
     Core::Property GetStatistic() override;
     iptr<FormatType const> GetFormatCodec() const override { return this->parentStream->GetFormatCodec(); }
 
+    void ReleaseInternalData() override;
+
     StreamLock LockStream() override;
     void ResetForSeek() override;
+    void ReturnAfterRelease(int64 position) override;
 
   protected:
     void AcceptInternal(IStreamVisitor& visitor) override;
@@ -62,7 +65,11 @@ class SeekControllerStreamImpl final : public IStreamSeekController, public Deta
 
     /// False only inside `ResetForSeek`, on its thread, under `apiLock`.
     bool seekDisabled = true;
-    Core::Mutex streamMutex;  // taken by `LockStream` alone
+    // Under `apiLock`.
+    bool sourceRead = false;          // since the last seek
+    bool releasedBehindRead = false;  // so the source doesn't stand where it was sought to
+    int64 returnPosition = NO_VALUE;  // where the next read begins, if it has a value
+    Core::Mutex streamMutex;          // taken by `LockStream` alone
     int64 const statTime = 0;
     std::atomic<unsigned> itemsRead{0};
 };
