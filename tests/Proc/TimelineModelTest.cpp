@@ -5,6 +5,7 @@
 #include <random>
 #include <string>
 
+#include "Proc/Filters/Filters/FilterDurationTrimmerAudio.h"
 #include "Proc/Filters/Filters/FilterDurationTrimmerVideo.h"
 #include "Proc/Filters/Filters/FilterFrameRateAdjust.h"
 #include "Proc/Filters/Filters/FilterLoop.h"
@@ -268,6 +269,92 @@ TEST_F(TimelineModel, LinkedJoinsGiveWhatEachWouldGiveAlone) {
         }
     }
     EXPECT_GT(checked, 100);
+}
+
+/// A block of sound: where it lies and what it holds.
+struct Sound {
+    int64 time;
+    int64 duration;
+    std::vector<std::int32_t> samples;
+};
+
+/// What a trimmer makes of the blocks that it reads behind a seek, step by step.
+std::vector<Sound> TrimSound(std::vector<Sound> const& blocks, int64 start, int64 duration, int rate) {
+    std::vector<Sound> result;
+    int64 counted = 0;
+    auto const place = [&] { return start + SampleCount2Duration(counted, rate); };
+    auto const give = [&](Sound const& block) {
+        counted += static_cast<int64>(block.samples.size());
+        result.push_back(block);
+    };
+    auto next = blocks.begin();
+    while (duration > 0) {
+        bool behind = next == blocks.end();
+        if (!behind) {
+            Sound block = *next++;
+            int64 const end = block.time + block.duration;
+            int64 const left = std::max<int64>(place() - block.time, 0);
+            int64 const right = std::max<int64>(end - duration, 0);
+            if (end <= place()) continue;
+            behind = block.time > duration || left + right >= block.duration;
+            if (!behind) {
+                auto const size = static_cast<int64>(block.samples.size());
+                auto const front = std::min(size, Duration2SampleCount(left, rate));
+                block.samples.erase(block.samples.begin(), block.samples.begin() + front);
+                auto const rear = std::min(size - front, Duration2SampleCount(right, rate));
+                block.samples.resize(static_cast<std::size_t>(size - front - rear));
+                block.time += left;
+                block.duration -= left + right;
+                give(block);
+                continue;
+            }
+        }
+        int64 count = duration > place() ? Duration2SampleCount(duration - place(), rate) : 0;
+        if (count >= rate / 5) count = rate / 10;
+        if (count == 0) break;
+        give({place(), SampleCount2Duration(count, rate), std::vector<std::int32_t>(static_cast<std::size_t>(count))});
+    }
+    return result;
+}
+
+TEST_F(TimelineModel, TrimmedSoundIsWhatItsModelGives) {
+    for (unsigned seed = 1; seed <= 300; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        Builder random(seed);
+        int const rate = std::vector<int>{8000, 44100, 11025, 50}.at(static_cast<std::size_t>(random.Number(0, 3)));
+        std::vector<iptr<IDataAudio>> blocks;
+        std::vector<Sound> sounds;
+        int64 time = random.OneIn(3) ? random.Number(-30000, 90000) : 0;
+        for (int64 i = random.Number(0, 8); i > 0; --i) {
+            int const count = static_cast<int>(random.OneIn(6) ? random.Number(1, 3) : random.Number(1, rate / 10));
+            auto const block = MakeCounted(1000 * i, count, rate);
+            block->SetTime(time);
+            blocks.push_back(block);
+            sounds.push_back({time, block->GetDuration(), SamplesIn({block})});
+            // Times that are rounded, holes, and blocks that overlap.
+            time += block->GetDuration() + (random.OneIn(3) ? random.Number(-3000, 60000) : 0);
+            if (random.OneIn(2)) time = time / 1000 * 1000;
+        }
+        auto const source = MakeShared<SeekingAudio>(blocks);
+        source->format->SetSampleInfo({Conf::SAMPLE_FORMAT_S32, rate, Conf::CHANNEL_LAYOUT_MONO});
+        auto const filter = MakeShared<FilterDurationTrimmerAudio>(source);
+        int64 const duration = random.Number(1, 900000);
+        filter->Initialize(SettingsFilterDurationTrimmer(duration));
+        for (int seek = 0; seek < 5; ++seek) {
+            int64 const target = std::min(seek == 0 ? 0 : random.Number(0, 1000000), duration);
+            Seek(*filter, target);
+            auto const landing = std::find_if(sounds.begin(), sounds.end(),
+                                              [&](Sound const& sound) { return sound.time + sound.duration > target; });
+            auto const expected = TrimSound({landing, sounds.end()}, target, duration, rate);
+            auto const given = ReadAll(*filter);
+            ASSERT_EQ(given.size(), expected.size()) << "seek " << target << " of " << duration;
+            for (std::size_t i = 0; i < given.size(); ++i) {
+                ASSERT_EQ(given[i]->GetTime(), expected[i].time);
+                ASSERT_EQ(given[i]->GetDuration(), expected[i].duration);
+                ASSERT_EQ(SamplesIn({given[i]}), expected[i].samples);
+            }
+        }
+    }
 }
 
 }  // namespace
