@@ -525,5 +525,54 @@ TEST_F(ReverseVideoTest, AccountReturnsToZeroAfterSeeksReleasesFailuresAndDestru
     }
 }
 
+/// How far the first chunk reaches back when so much of the limit is in use.
+int64 FirstStep(int64 used, int64 limit, Ratio const& rate) {
+    auto const source = MakePictures(1000);
+    source->format->SetFrameRate(rate);
+    ReverseMemory::Share const others(used * PICTURE_BYTES);
+    auto const filter = ReverseOf(source, limit * PICTURE_BYTES);
+    Seek(*filter, 0);
+    filter->Read();
+    auto const calls = source->log.Take();
+    return source->duration - std::stoll(calls.at(0).substr(std::string("RequestSeek(").size()));
+}
+
+TEST_F(ReverseVideoTest, TheFullerTheMemoryTheShorterTheStepBack) {
+    std::vector<std::pair<int64, int64>> const steps{{0, SECOND},    {6999, SECOND}, {7000, 800000}, {7500, 600000},
+                                                     {8000, 400000}, {8500, 200000}, {8999, 200000}, {9000, 100000}};
+    for (auto const& [used, step] : steps) EXPECT_EQ(FirstStep(used, 10000, Ratio(25, 1)), step) << used;
+}
+
+TEST_F(ReverseVideoTest, AStepBackFitsIntoAShareOfTheFreeMemory) {
+    EXPECT_EQ(FirstStep(50, 100, Ratio(25, 1)), 50 * 40000 * 8 / 10 / 3);
+    EXPECT_EQ(FirstStep(72, 100, Ratio(25, 1)), 28 * 40000 * 8 / 10 / 2);
+    EXPECT_EQ(FirstStep(86, 100, Ratio(250, 1)), 14 * 4000 * 8 / 10);
+}
+
+TEST_F(ReverseVideoTest, StepsBackShrinkWhileMostPicturesAreReadForNothing) {
+    // Pictures of two seconds, with three that nobody can place ahead of each, then a second of ordinary ones.
+    std::vector<iptr<IDataVideo>> frames;
+    for (int64 i = 0; i < 8; ++i) {
+        for (int n = 0; n < 3; ++n) frames.push_back(MakeVideo(NO_VALUE, NO_VALUE));
+        frames.push_back(MakeVideo(i * 2 * SECOND, 2 * SECOND));
+    }
+    for (int64 i = 0; i < 25; ++i) frames.push_back(MakeVideo(16 * SECOND + i * 40000, 40000));
+    auto const source = MakeShared<SeekingVideo>(frames, Landing::Early);
+    source->format->SetFrameRate(25, 1);
+    auto const filter = ReverseOf(source);
+    Seek(*filter, 0);
+    ReadAll(*filter);
+    std::vector<std::string> expected;
+    int64 end = source->duration;
+    for (int64 const step : {100, 200, 180, 160, 140, 120, 100, 100}) {
+        expected.push_back("RequestSeek(" + std::to_string(end - step * 10000) + ")");
+        // The first chunk lands ahead of its place and takes the picture there with it.
+        end = end == source->duration ? 14 * SECOND : end - 2 * SECOND;
+    }
+    auto calls = source->log.Take();
+    calls.resize(std::min(calls.size(), expected.size()));
+    EXPECT_EQ(calls, expected);
+}
+
 }  // namespace
 }  // namespace Tarsel::Proc
