@@ -74,8 +74,8 @@ AudioDecoder::AudioDecoder(iptr<Proc::IStreamRaw> const& packets, iptr<Conf::IFo
                            std::string const& implName, DecoderOptions const& options)
     : CodecStream(packets),
       core(*audioFormat, AVMEDIA_TYPE_AUDIO, implName, options),
-      info(InfoOf(*audioFormat, core.GetContext())),
-      preroll(PrerollOf(core.GetContext().codec_id)),
+      info(InfoOf(*audioFormat, *core.Probe())),
+      preroll(PrerollOf(core.GetCodecId())),
       converter(info) {
     audioFormat->SetSampleInfo(info);
     NativeParameters const* const native = FindNativeParameters(*audioFormat);
