@@ -185,6 +185,10 @@ iptr<Proc::IDataAudio> AudioDecoder::ReadNext() {
     return Give(block, block->GetSampleCount());
 }
 
+void AudioDecoder::CloseCodec() {
+    core.Close();
+}
+
 void AudioDecoder::Restart(int64 target) {
     core.Reopen(target);
     converter.Reset();

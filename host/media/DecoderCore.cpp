@@ -83,9 +83,8 @@ void DecoderCore::NoteDamage(int code) {
 void DecoderCore::CheckStrictness() const {
     if (strictness == DecoderOptions::Strictness::Lenient) return;
     LibavLogWatch const& watch = decoder.GetWatch();
-    bool const failed =
-        watch.GetErrorCount() > errorsBefore ||
-        (strictness == DecoderOptions::Strictness::Warnings && watch.GetWarningCount() > warningsBefore);
+    bool const failed = watch.GetErrorCount() > errorsBefore || (strictness == DecoderOptions::Strictness::Warnings &&
+                                                                 watch.GetWarningCount() > warningsBefore);
     if (failed)
         TARSEL_THROW(Proc::ProcException,
                      "Decoder failed, " + GetName() + " at " + Proc::T2S(lastPacketTime) + ": " + watch.GetLastText());

@@ -176,6 +176,10 @@ iptr<Proc::IDataSubtitle> SubtitleDecoder::ReadNext() {
     }
 }
 
+void SubtitleDecoder::CloseCodec() {
+    decoder.Close();
+}
+
 void SubtitleDecoder::Restart(int64 position) {
     if (AVCodecContext* const context = decoder.Get()) avcodec_flush_buffers(context);
     held = nullptr;

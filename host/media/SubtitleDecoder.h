@@ -15,8 +15,8 @@ namespace Tarsel::Host {
 class TARSEL_HOST_EXPORT SubtitleDecoder : public CodecStream<Proc::IStreamRaw, Proc::IStreamSubtitle>,
                                            public virtual Proc::IDecoder {
   public:
-    /// Finds the decoder for the source's format, and has a look whether it opens; nothing is read. Throws `CodecFactoryException` when there is no
-    /// such decoder, `std::invalid_argument` for a null source.
+    /// Finds the decoder for the source's format, and has a look whether it opens; nothing is read. Throws
+    /// `CodecFactoryException` when there is no such decoder, `std::invalid_argument` for a null source.
     static iptr<SubtitleDecoder> Create(iptr<Proc::IStreamRaw> const& source, std::string const& implName,
                                         DecoderOptions const& options);
 
@@ -31,7 +31,7 @@ class TARSEL_HOST_EXPORT SubtitleDecoder : public CodecStream<Proc::IStreamRaw, 
     void Enter(Proc::IStreamVisitor& visitor) override;
     iptr<Proc::IDataSubtitle> ReadNext() override;
     void Restart(int64 target) override;
-    void CloseCodec() override { decoder.Close(); }
+    void CloseCodec() override;
     void AddStatistics(Core::Property& node) const override;
 
   private:

@@ -129,6 +129,10 @@ void VideoDecoder::WarnOfMissingFrames() {
                  << core.GetPacketsOfRun() << " packets";
 }
 
+void VideoDecoder::CloseCodec() {
+    core.Close();
+}
+
 void VideoDecoder::Restart(int64 position) {
     core.Flush(position);
     held = nullptr;

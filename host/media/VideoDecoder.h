@@ -16,8 +16,8 @@ namespace Tarsel::Host {
 class TARSEL_HOST_EXPORT VideoDecoder : public CodecStream<Proc::IStreamRaw, Proc::IStreamVideo>,
                                         public virtual Proc::IDecoder {
   public:
-    /// Finds the decoder for the source's format, and has a look whether it opens; nothing is read. Throws `CodecFactoryException` when there is no
-    /// such decoder, `std::invalid_argument` for a null source.
+    /// Finds the decoder for the source's format, and has a look whether it opens; nothing is read. Throws
+    /// `CodecFactoryException` when there is no such decoder, `std::invalid_argument` for a null source.
     static iptr<VideoDecoder> Create(iptr<Proc::IStreamRaw> const& source, std::string const& implName,
                                      DecoderOptions const& options);
 
@@ -34,7 +34,7 @@ class TARSEL_HOST_EXPORT VideoDecoder : public CodecStream<Proc::IStreamRaw, Pro
     void Enter(Proc::IStreamVisitor& visitor) override;
     iptr<Proc::IDataVideo> ReadNext() override;
     void Restart(int64 target) override;
-    void CloseCodec() override { core.Close(); }
+    void CloseCodec() override;
     void AddStatistics(Core::Property& node) const override { core.AddStatistics(node); }
 
   private:
