@@ -67,7 +67,7 @@ TEST(SubtitleDecoder, HoldsACodecFromTheFirstPacketUntilItIsReleased) {
     EXPECT_TRUE(decoder->IsOpen());
     decoder->ReleaseInternalData();
     EXPECT_FALSE(decoder->IsOpen());
-    EXPECT_EQ(decoder->GetImplName(), "subrip");
+    EXPECT_EQ(decoder->GetImplName(), "srt");
     EXPECT_THAT(decoder->GetFormatCodec()->GetSubtitleHeader(), HasSubstr("[V4+ Styles]"));
     SeekTo(*decoder, 0);
     EXPECT_EQ(ReadAll(decoder).size(), 3U);
