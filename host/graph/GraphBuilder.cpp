@@ -77,8 +77,10 @@ std::vector<NodeId> BuiltGraph::GetOutputs() const {
 
 class GraphBuilder {
   public:
-    GraphBuilder(BuiltGraph& graph, int64 stallLimit)
-        : graph(graph), document(graph.GetDocument()), stallLimit(stallLimit), factory(MakeFilterFactory()) {}
+    GraphBuilder(BuiltGraph& graph, int64 stallLimit, std::vector<iptr<MediaFile>> const& opened)
+        : graph(graph), document(graph.GetDocument()), stallLimit(stallLimit), factory(MakeFilterFactory()) {
+        graph.sources.Offer(opened);
+    }
 
     void Build() {
         for (GraphSource const& source : document.sources) BuildSource(source);
@@ -317,10 +319,11 @@ class GraphBuilder {
     iptr<FilterFactory const> const factory;
 };
 
-std::unique_ptr<BuiltGraph> BuildGraph(GraphDocument const& document, int64 stallLimit) {
+std::unique_ptr<BuiltGraph> BuildGraph(GraphDocument const& document, int64 stallLimit,
+                                       std::vector<iptr<MediaFile>> const& opened) {
     CheckGraph(document);
     auto graph = std::make_unique<BuiltGraph>(document);
-    GraphBuilder(*graph, stallLimit).Build();
+    GraphBuilder(*graph, stallLimit, opened).Build();
     return graph;
 }
 

@@ -66,8 +66,9 @@ class TARSEL_HOST_EXPORT BuiltGraph {
 
 /// Opens the media and makes the streams of a document. Nothing is read but what opening needs, and nothing sought.
 /// What is wrong throws `GraphException` that names the node and its place in the document. `stallLimit`: items without
-/// progress in time after which a node fails.
+/// progress in time after which a node fails. `opened`: files of the document that are open already.
 TARSEL_HOST_EXPORT std::unique_ptr<BuiltGraph> BuildGraph(GraphDocument const& document,
-                                                          int64 stallLimit = DEFAULT_STALL_LIMIT);
+                                                          int64 stallLimit = DEFAULT_STALL_LIMIT,
+                                                          std::vector<iptr<MediaFile>> const& opened = {});
 
 }  // namespace Tarsel::Host

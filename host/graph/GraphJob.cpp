@@ -219,7 +219,7 @@ auto UnderName(GraphRunOptions const& options, Call call) {
 GraphReport RunGraph(GraphDocument const& document, GraphRunOptions const& options, ProgressCallback const& progress) {
     return UnderName(options, [&] {
         auto const start = Clock::now();
-        auto const graph = BuildGraph(document, options.stallLimit);
+        auto const graph = BuildGraph(document, options.stallLimit, options.opened);
         GraphReport report;
         for (auto const& file : graph->GetSources().GetFiles())
             report.warnings.insert(report.warnings.end(), file->GetWarnings().begin(), file->GetWarnings().end());
@@ -233,7 +233,7 @@ GraphReport RunGraph(GraphDocument const& document, GraphRunOptions const& optio
 }
 
 std::string DrawGraph(GraphDocument const& document, GraphRunOptions const& options) {
-    return UnderName(options, [&] { return DrawGraph(*BuildGraph(document, options.stallLimit)); });
+    return UnderName(options, [&] { return DrawGraph(*BuildGraph(document, options.stallLimit, options.opened)); });
 }
 
 }  // namespace Tarsel::Host

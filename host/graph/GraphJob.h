@@ -3,12 +3,14 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "contracts/Core/Export.h"
 #include "host/cut/CutRequest.h"
 #include "host/graph/GraphDocument.h"
 #include "host/graph/GraphReport.h"
 #include "host/graph/NodeRecord.h"
+#include "host/media/MediaFile.h"
 
 namespace Tarsel::Host {
 
@@ -25,6 +27,8 @@ struct GraphRunOptions {
     bool attachments = false;
     /// The chapters of the first file, up to that time; not set: none.
     std::optional<int64> chaptersUntil;
+    /// Files of the graph that are open already: reading through each of them a second time can be spared.
+    std::vector<iptr<MediaFile>> opened;
 };
 
 /// Builds a graph and reads its output's streams in step to their ends, into a file or into nothing. The output appears

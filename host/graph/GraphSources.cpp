@@ -33,7 +33,8 @@ iptr<MediaFile> GraphSources::Open(GraphSource const& source) {
     auto const known = byPath.find(source.file);
     if (known != byPath.end()) return known->second;
     try {
-        iptr<MediaFile> file = MediaFile::Open(source.file);
+        auto const ready = offered.find(source.file);
+        iptr<MediaFile> file = ready != offered.end() ? ready->second : MediaFile::Open(source.file);
         file->GetDuration();  // the pass over the file: what is wrong with it shows here
         byPath[source.file] = file;
         files.push_back(file);
@@ -41,6 +42,10 @@ iptr<MediaFile> GraphSources::Open(GraphSource const& source) {
     } catch (Core::IOException const& failure) {
         FailAtNode(source.id, source.pointer + "/file", failure.what());
     }
+}
+
+void GraphSources::Offer(std::vector<iptr<MediaFile>> const& opened) {
+    for (iptr<MediaFile> const& file : opened) offered.emplace(file->GetPath(), file);
 }
 
 GraphOrigin GraphSources::Find(GraphSource const& source) {

@@ -22,12 +22,15 @@ class GraphSources {
     /// The stream of the file that a source names. Throws `GraphException` for a file that can't be read, a stream that
     /// isn't there, one without packets, and one that can't be decoded though packets aren't asked for.
     GraphOrigin Find(GraphSource const& source);
+    /// Files that are open already; those that a source names aren't opened again.
+    void Offer(std::vector<iptr<MediaFile>> const& opened);
     /// All files in the order in which they were opened.
     std::vector<iptr<MediaFile>> const& GetFiles() const { return files; }
 
   private:
     iptr<MediaFile> Open(GraphSource const& source);
 
+    std::map<std::string, iptr<MediaFile>> offered;
     std::map<std::string, iptr<MediaFile>> byPath;
     std::vector<iptr<MediaFile>> files;
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <map>
 #include <utility>
 
 #include "contracts/Conf/IFormatCodec.h"
@@ -18,7 +19,6 @@
 #include "host/graph/SettingsCatalog.h"
 #include "host/media/CodecFactory.h"
 #include "host/media/Containers.h"
-#include "host/media/MediaFile.h"
 
 extern "C" {
 #include <libavcodec/codec_desc.h>
@@ -105,6 +105,7 @@ class Maker {
     ShortFormOptions const& options;
     AVOutputFormat const* const container;
     iptr<MediaFile> file;
+    std::map<std::string, iptr<MediaFile>> files;
     ShortFormGraph result;
     /// The codecs of subtitle sources, by their ids.
     std::vector<std::pair<NodeId, std::string>> subtitleCodecs;
@@ -154,7 +155,12 @@ void Maker::Warn(StreamInfo const& info, std::string const& why) {
 }
 
 std::vector<Maker::Line> Maker::AddFile(std::string const& path, bool withSubtitles) {
-    file = MediaFile::Open(path);
+    auto& known = files[path];
+    if (!known) {
+        known = MediaFile::Open(path);
+        result.files.push_back(known);
+    }
+    file = known;
     std::vector<Line> lines;
     std::array<int, 3> ordinals{};
     for (StreamInfo const& info : file->GetStreams()) {

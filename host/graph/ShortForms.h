@@ -7,6 +7,7 @@
 #include "contracts/Core/Export.h"
 #include "contracts/Core/Time.h"
 #include "host/graph/GraphDocument.h"
+#include "host/media/MediaFile.h"
 
 namespace Tarsel::Host {
 
@@ -31,6 +32,8 @@ struct ShortFormOptions {
 struct ShortFormGraph {
     GraphDocument document;
     std::vector<std::string> warnings;
+    /// The media files of its sources, open, for who runs the graph.
+    std::vector<iptr<MediaFile>> files;
 };
 
 // Each maker opens its files and takes all their video streams (no cover pictures) and all their audio streams through

@@ -74,8 +74,8 @@ AudioDecoder::AudioDecoder(iptr<Proc::IStreamRaw> const& packets, iptr<Conf::IFo
                            std::string const& implName, DecoderOptions const& options)
     : CodecStream(packets),
       core(*audioFormat, AVMEDIA_TYPE_AUDIO, implName, options),
-      info(InfoOf(*audioFormat, core.GetContext())),
-      preroll(PrerollOf(core.GetContext().codec_id)),
+      info(InfoOf(*audioFormat, *core.Probe())),
+      preroll(PrerollOf(core.GetCodecId())),
       converter(info) {
     audioFormat->SetSampleInfo(info);
     NativeParameters const* const native = FindNativeParameters(*audioFormat);
@@ -183,6 +183,10 @@ iptr<Proc::IDataAudio> AudioDecoder::ReadNext() {
     iptr<Proc::IDataAudio> const block = Proc::DataAudioFF::CreateFromFrame(frame.get(), NO_VALUE);
     if (skip > 0) block->CutSamplesBegin(skip);
     return Give(block, block->GetSampleCount());
+}
+
+void AudioDecoder::CloseCodec() {
+    core.Close();
 }
 
 void AudioDecoder::Restart(int64 target) {

@@ -19,8 +19,9 @@ namespace Tarsel::Host {
 class TARSEL_HOST_EXPORT AudioDecoder : public CodecStream<Proc::IStreamRaw, Proc::IStreamAudio>,
                                         public virtual Proc::IDecoder {
   public:
-    /// Opens the decoder from the source's format; nothing is read. Throws `CodecFactoryException` when there is no
-    /// such decoder or the format lacks rate or channels, `std::invalid_argument` for a null source.
+    /// Finds the decoder for the source's format, and has a look whether it opens; nothing is read. Throws
+    /// `CodecFactoryException` when there is no such decoder or the format lacks rate or channels,
+    /// `std::invalid_argument` for a null source.
     static iptr<AudioDecoder> Create(iptr<Proc::IStreamRaw> const& source, std::string const& implName,
                                      DecoderOptions const& options);
 
@@ -28,12 +29,15 @@ class TARSEL_HOST_EXPORT AudioDecoder : public CodecStream<Proc::IStreamRaw, Pro
     std::string GetImplName() const override;
     /// From any thread.
     DecoderReport GetReport() const;
+    /// Whether a codec is held: from the first packet until `ReleaseInternalData`. The consumer's thread.
+    bool IsOpen() const { return core.IsOpen(); }
 
   protected:
     std::string GetClassName() const override { return "Tarsel::Host::AudioDecoder"; }
     void Enter(Proc::IStreamVisitor& visitor) override;
     iptr<Proc::IDataAudio> ReadNext() override;
     void Restart(int64 target) override;
+    void CloseCodec() override;
     int64 SourcePosition(int64 target) const override { return SubTime(target, preroll); }
     void AddStatistics(Core::Property& node) const override { core.AddStatistics(node); }
 

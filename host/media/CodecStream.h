@@ -87,6 +87,7 @@ class CodecStream : public virtual U, public RefCounted {
         if (HasValue(reached)) seekTarget = reached;
         peeked = nullptr;
         released = true;
+        CloseCodec();
         Restart(NO_VALUE);
         source->ReleaseInternalData();
     }
@@ -109,6 +110,8 @@ class CodecStream : public virtual U, public RefCounted {
     virtual iptr<DataType> ReadNext() = 0;
     /// Forgets everything decoded or encoded so far. `target` is where the consumer wants to go on, or no value.
     virtual void Restart(int64 target) = 0;
+    /// Gives back what the codec holds while it works; the next item opens it again.
+    virtual void CloseCodec() {}
     /// Where the source has to go for items at `target`.
     virtual int64 SourcePosition(int64 target) const { return target; }
     virtual void AddStatistics(Core::Property&) const {}

@@ -3,28 +3,11 @@
 #include <atomic>
 #include <string>
 
-#include "contracts/Conf/IFormatCodec.h"
 #include "contracts/Core/Property.h"
 #include "contracts/Proc/IStream.h"
-#include "host/media/FFmpeg.h"
-#include "host/media/LibavLog.h"
-#include "host/media/NativeParameters.h"
+#include "host/media/DecoderContext.h"
 
 namespace Tarsel::Host {
-
-/// How decoders work. The output is the same whatever is chosen here.
-struct DecoderOptions {
-    /// Frame threads work on several pictures at once, which pays in a long run only: a decoder over a single group of
-    /// pictures takes slices.
-    enum class Threading { Slices, Frames };
-    /// What makes a decoder throw instead of going on.
-    enum class Strictness { Lenient, Errors, Warnings };
-
-    Threading threading = Threading::Slices;
-    /// 0: as many as the machine has, at most 4.
-    int threadCount = 0;
-    Strictness strictness = Strictness::Lenient;
-};
 
 /// What went through a decoder, and what it had to say.
 struct DecoderReport {
@@ -36,19 +19,16 @@ struct DecoderReport {
     std::string firstError;
 };
 
-/// The stream's own description, or null when there is none: what the demuxer attached to the format.
-NativeParameters const* FindNativeParameters(Conf::IFormatCodec const& format);
-
-/// Parameters to open a codec with: the container's, with the format's codec and header bytes put over them. Throws
-/// `CodecFactoryException` for a codec that the library doesn't know.
-ParametersPtr MakeParameters(Conf::IFormatCodec const& format, AVMediaType type);
-
-/// A codec context and the loop that feeds it from a stream of packets. Times go in and come out in microseconds.
+/// A decoder and the loop that feeds it from a stream of packets. Times go in and come out in microseconds. The decoder
+/// is open from the first packet that goes in until `Close`.
 class DecoderCore {
   public:
-    /// Opens the decoder for `format`, the one of that name when a name is given. Throws `CodecFactoryException`.
+    /// Finds the decoder for `format`, the one of that name when a name is given. Throws `CodecFactoryException`.
     DecoderCore(Conf::IFormatCodec const& format, AVMediaType type, std::string const& implName,
                 DecoderOptions const& options);
+
+    /// See `DecoderContext::Probe`.
+    CodecContextPtr Probe() { return decoder.Probe(); }
 
     /// The next frame, or null when the source has ended and the decoder is empty, again and again. A damaged packet is
     /// skipped with a warning; a strict decoder throws `ProcException` with the decoder's text and the packet's time.
@@ -59,9 +39,12 @@ class DecoderCore {
     void Flush(int64 wanted);
     /// The same with a new decoder: some keep a trace of what they decoded before.
     void Reopen(int64 wanted);
+    /// Gives the decoder back, with all that it holds; the next packet opens a new one. Counts stay.
+    void Close() { Reopen(NO_VALUE); }
+    bool IsOpen() const { return decoder.IsOpen(); }
 
-    AVCodecContext const& GetContext() const { return *context; }
-    std::string GetName() const { return codec->name; }
+    AVCodecID GetCodecId() const { return decoder.GetCodec().id; }
+    std::string GetName() const { return decoder.GetCodec().name; }
     /// Packets given to the decoder since the last `Flush`, and frames that came out.
     uint64 GetPacketsOfRun() const { return packetsOfRun; }
     uint64 GetFramesOfRun() const { return framesOfRun; }
@@ -70,19 +53,13 @@ class DecoderCore {
     void AddStatistics(Core::Property& node) const;
 
   private:
-    void Open();
     void Feed(Proc::IStreamRaw& source);
     void NoteDamage(int code);
     void CheckStrictness() const;
     void SetQuiet(bool value);
 
-    // Settings, constant after construction.
-    DecoderOptions const options;
-    ParametersPtr const parameters;
-    AVCodec const* const codec;
-
-    LibavLogWatch watch;  // outlives the context
-    CodecContextPtr context;
+    DecoderOptions::Strictness const strictness;
+    DecoderContext decoder;
 
     // State of the consumer's thread.
     int64 lastPacketTime = NO_VALUE;

@@ -9,7 +9,6 @@
 
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/DataSubtitleFF.h"
-#include "contracts/Proc/ImplNames.h"
 #include "contracts/Proc/Time.h"
 #include "host/media/SubtitleLines.h"
 
@@ -35,30 +34,9 @@ iptr<Conf::IFormatCodecSubtitle> FormatOf(iptr<Proc::IStreamRaw> const& source) 
     return own;
 }
 
-CodecContextPtr OpenDecoder(Conf::IFormatCodec const& format, std::string const& implName, LibavLogWatch& watch) {
-    ParametersPtr const parameters = MakeParameters(format, AVMEDIA_TYPE_SUBTITLE);
-    bool const any = implName.empty() || implName == Proc::ImplNames::FFMPEG || implName == Proc::ImplNames::DEFAULT ||
-                     implName == Proc::ImplNames::TARSEL;
-    AVCodec const* const codec =
-        any ? avcodec_find_decoder(parameters->codec_id) : avcodec_find_decoder_by_name(implName.c_str());
-    if (!codec || codec->id != parameters->codec_id)
-        TARSEL_THROW(Proc::CodecFactoryException,
-                     "There is no decoder" + (any ? "" : " '" + implName + "'") + " for " + format.GetCodecID());
-    CodecContextPtr context(avcodec_alloc_context3(codec));
-    int code = context ? avcodec_parameters_to_context(context.get(), parameters.get()) : AVERROR(ENOMEM);
-    if (code >= 0) {
-        watch.Attach(*context);
-        context->pkt_timebase = MICROSECONDS;
-        code = avcodec_open2(context.get(), codec, nullptr);
-    }
-    if (code < 0)
-        TARSEL_THROW(Proc::CodecFactoryException,
-                     std::string("Can't open decoder ") + codec->name + ": " + ErrorText(code));
-    return context;
-}
-
-bool IsPictureCodec(AVCodecContext const& context) {
-    return context.codec_descriptor && (context.codec_descriptor->props & AV_CODEC_PROP_BITMAP_SUB) != 0;
+bool IsPictureCodec(AVCodec const& codec) {
+    AVCodecDescriptor const* const descriptor = avcodec_descriptor_get(codec.id);
+    return descriptor && (descriptor->props & AV_CODEC_PROP_BITMAP_SUB) != 0;
 }
 
 /// The library's palettes are native words of A, R, G, B.
@@ -104,17 +82,14 @@ SubtitleDecoder::SubtitleDecoder(iptr<Proc::IStreamRaw> const& packetStream,
                                  iptr<Conf::IFormatCodecSubtitle> subtitleFormat, std::string const& implName,
                                  DecoderOptions const& options)
     : CodecStream(packetStream),
-      options(options),
-      context(OpenDecoder(*subtitleFormat, implName, watch)),
-      endedByNext(IsPictureCodec(*context)) {
+      strictness(options.strictness),
+      decoder(*subtitleFormat, AVMEDIA_TYPE_SUBTITLE, implName, options),
+      endedByNext(IsPictureCodec(decoder.GetCodec())) {
+    CodecContextPtr const context = decoder.Probe();
     if (context->subtitle_header)
         subtitleFormat->SetSubtitleHeader(std::string(reinterpret_cast<char const*>(context->subtitle_header),
                                                       static_cast<std::size_t>(context->subtitle_header_size)));
     format = std::move(subtitleFormat);
-}
-
-std::string SubtitleDecoder::GetImplName() const {
-    return context->codec->name;
 }
 
 void SubtitleDecoder::Enter(Proc::IStreamVisitor& visitor) {
@@ -123,7 +98,7 @@ void SubtitleDecoder::Enter(Proc::IStreamVisitor& visitor) {
 
 void SubtitleDecoder::NoteDamage(std::string const& what) {
     ++damagedPackets;
-    if (options.strictness != DecoderOptions::Strictness::Lenient) TARSEL_THROW(Proc::ProcException, what);
+    if (strictness != DecoderOptions::Strictness::Lenient) TARSEL_THROW(Proc::ProcException, what);
     LOG(WARNING) << what;
 }
 
@@ -140,7 +115,7 @@ bool SubtitleDecoder::Decode(iptr<Proc::IDataSubtitle>& event, int64& begin) {
         packet->duration = HasValue(item->GetDuration()) ? item->GetDuration() : 0;
         SubtitleGuard subtitle;
         int complete = 0;
-        int const code = avcodec_decode_subtitle2(context.get(), &subtitle.value, &complete, packet.get());
+        int const code = avcodec_decode_subtitle2(&decoder.Open(), &subtitle.value, &complete, packet.get());
         if (code < 0) {
             NoteDamage("Damaged packet is skipped, " + GetImplName() + " at " + Proc::T2S(item->GetTime()) + ": " +
                        ErrorText(code));
@@ -201,8 +176,12 @@ iptr<Proc::IDataSubtitle> SubtitleDecoder::ReadNext() {
     }
 }
 
+void SubtitleDecoder::CloseCodec() {
+    decoder.Close();
+}
+
 void SubtitleDecoder::Restart(int64 position) {
-    avcodec_flush_buffers(context.get());
+    if (AVCodecContext* const context = decoder.Get()) avcodec_flush_buffers(context);
     held = nullptr;
     target = position;
 }
@@ -210,8 +189,8 @@ void SubtitleDecoder::Restart(int64 position) {
 void SubtitleDecoder::AddStatistics(Core::Property& node) const {
     node.SetChild("Packets", packets.load());
     node.SetChild("Damaged packets", damagedPackets.load());
-    node.SetChild("Decoder errors", static_cast<int64>(watch.GetErrorCount()));
-    node.SetChild("Decoder warnings", static_cast<int64>(watch.GetWarningCount()));
+    node.SetChild("Decoder errors", static_cast<int64>(decoder.GetWatch().GetErrorCount()));
+    node.SetChild("Decoder warnings", static_cast<int64>(decoder.GetWatch().GetWarningCount()));
 }
 
 }  // namespace Tarsel::Host

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "host/media/CodecStream.h"
-#include "host/media/DecoderCore.h"
+#include "host/media/DecoderContext.h"
 
 namespace Tarsel::Host {
 
@@ -15,20 +15,23 @@ namespace Tarsel::Host {
 class TARSEL_HOST_EXPORT SubtitleDecoder : public CodecStream<Proc::IStreamRaw, Proc::IStreamSubtitle>,
                                            public virtual Proc::IDecoder {
   public:
-    /// Opens the decoder from the source's format; nothing is read. Throws `CodecFactoryException` when there is no
-    /// such decoder, `std::invalid_argument` for a null source.
+    /// Finds the decoder for the source's format, and has a look whether it opens; nothing is read. Throws
+    /// `CodecFactoryException` when there is no such decoder, `std::invalid_argument` for a null source.
     static iptr<SubtitleDecoder> Create(iptr<Proc::IStreamRaw> const& source, std::string const& implName,
                                         DecoderOptions const& options);
 
     /// The source's format with the script header of the texts.
     iptr<Conf::IFormatCodecSubtitle const> GetFormatCodec() const override { return format; }
-    std::string GetImplName() const override;
+    std::string GetImplName() const override { return decoder.GetCodec().name; }
+    /// Whether a codec is held: from the first packet until `ReleaseInternalData`. The consumer's thread.
+    bool IsOpen() const { return decoder.IsOpen(); }
 
   protected:
     std::string GetClassName() const override { return "Tarsel::Host::SubtitleDecoder"; }
     void Enter(Proc::IStreamVisitor& visitor) override;
     iptr<Proc::IDataSubtitle> ReadNext() override;
     void Restart(int64 target) override;
+    void CloseCodec() override;
     void AddStatistics(Core::Property& node) const override;
 
   private:
@@ -40,9 +43,8 @@ class TARSEL_HOST_EXPORT SubtitleDecoder : public CodecStream<Proc::IStreamRaw, 
     iptr<Proc::IDataSubtitle> Finish(iptr<Proc::IDataSubtitle> event, int64 nextBegin) const;
     bool IsWanted(iptr<Proc::IDataSubtitle> const& event) const;
 
-    DecoderOptions const options;
-    LibavLogWatch watch;  // outlives the context
-    CodecContextPtr context;
+    DecoderOptions::Strictness const strictness;
+    DecoderContext decoder;
     iptr<Conf::IFormatCodecSubtitle const> format;
     bool const endedByNext;  // pictures
 

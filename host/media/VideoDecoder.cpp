@@ -68,7 +68,7 @@ iptr<VideoDecoder> VideoDecoder::Create(iptr<Proc::IStreamRaw> const& source, st
 VideoDecoder::VideoDecoder(iptr<Proc::IStreamRaw> const& source, iptr<Conf::IFormatCodecVideo> videoFormat,
                            std::string const& implName, DecoderOptions const& options)
     : CodecStream(source), core(*videoFormat, AVMEDIA_TYPE_VIDEO, implName, options) {
-    AVPixelFormat const pixelFormat = core.GetContext().pix_fmt;
+    AVPixelFormat const pixelFormat = core.Probe()->pix_fmt;
     if (videoFormat->GetPixelFormat() == PIX_FMT_NONE && pixelFormat != AV_PIX_FMT_NONE)
         videoFormat->SetPixelFormat(static_cast<PixFmt>(static_cast<int>(pixelFormat)));
     Ratio const rate = videoFormat->GetFrameRate();
@@ -127,6 +127,10 @@ void VideoDecoder::WarnOfMissingFrames() {
     if (core.GetFramesOfRun() >= core.GetPacketsOfRun()) return;
     LOG(WARNING) << "Decoder " << core.GetName() << " gave " << core.GetFramesOfRun() << " pictures of "
                  << core.GetPacketsOfRun() << " packets";
+}
+
+void VideoDecoder::CloseCodec() {
+    core.Close();
 }
 
 void VideoDecoder::Restart(int64 position) {

@@ -16,8 +16,8 @@ namespace Tarsel::Host {
 class TARSEL_HOST_EXPORT VideoDecoder : public CodecStream<Proc::IStreamRaw, Proc::IStreamVideo>,
                                         public virtual Proc::IDecoder {
   public:
-    /// Opens the decoder from the source's format; nothing is read. Throws `CodecFactoryException` when there is no
-    /// such decoder, `std::invalid_argument` for a null source.
+    /// Finds the decoder for the source's format, and has a look whether it opens; nothing is read. Throws
+    /// `CodecFactoryException` when there is no such decoder, `std::invalid_argument` for a null source.
     static iptr<VideoDecoder> Create(iptr<Proc::IStreamRaw> const& source, std::string const& implName,
                                      DecoderOptions const& options);
 
@@ -26,12 +26,15 @@ class TARSEL_HOST_EXPORT VideoDecoder : public CodecStream<Proc::IStreamRaw, Pro
     std::string GetImplName() const override { return core.GetName(); }
     /// From any thread.
     DecoderReport GetReport() const;
+    /// Whether a codec is held: from the first packet until `ReleaseInternalData`. The consumer's thread.
+    bool IsOpen() const { return core.IsOpen(); }
 
   protected:
     std::string GetClassName() const override { return "Tarsel::Host::VideoDecoder"; }
     void Enter(Proc::IStreamVisitor& visitor) override;
     iptr<Proc::IDataVideo> ReadNext() override;
     void Restart(int64 target) override;
+    void CloseCodec() override;
     void AddStatistics(Core::Property& node) const override { core.AddStatistics(node); }
 
   private:

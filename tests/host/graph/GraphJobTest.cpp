@@ -3,11 +3,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+
+#include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <numeric>
 
 #include "host/graph/GraphErrors.h"
+#include "host/graph/ShortForms.h"
 #include "tests/support/ExpectThrow.h"
 #include "tests/support/GraphClips.h"
 #include "tests/support/MediaInspector.h"
@@ -168,6 +172,46 @@ TEST(GraphJob, TwoShapesJoinInTheFirstOnesFrameWithAWarning) {
     EXPECT_EQ(320, file.streams[0].width);
     EXPECT_EQ(180, file.streams[0].height);
     EXPECT_EQ(std::size_t{PICTURES + 25}, file.streams[0].packets.size());
+}
+
+/// Lets the process have so many files open at a time.
+class FileLimit {
+  public:
+    explicit FileLimit(rlim_t count) {
+        EXPECT_EQ(0, getrlimit(RLIMIT_NOFILE, &before));
+        rlimit const lower{std::min(count, before.rlim_max), before.rlim_max};
+        EXPECT_EQ(0, setrlimit(RLIMIT_NOFILE, &lower));
+    }
+    ~FileLimit() { setrlimit(RLIMIT_NOFILE, &before); }
+
+  private:
+    rlimit before{};
+};
+
+TEST(GraphJob, AJoinOfManyClipsHoldsFewFilesOpen) {
+    constexpr int CLIPS = 300;
+    ScratchFolder const folder;
+    std::string const first = folder / "0.mp4";
+    Support::RunFFmpeg({"-f", "lavfi", "-i", "testsrc2=s=64x48:r=25:d=0.08", "-f", "lavfi", "-i", "sine=r=48000:d=0.08",
+                        "-pix_fmt", "yuv420p", "-c:v", "libx264", "-c:a", "aac", first});
+    std::vector<std::string> clips{first};
+    for (int i = 1; i < CLIPS; ++i) {
+        clips.push_back(folder / (std::to_string(i) + ".mp4"));
+        std::filesystem::copy_file(first, clips.back());
+    }
+    auto const graph = MakeJoinGraph(clips, {});
+    GraphRunOptions options;
+    options.opened = graph.files;
+    FileLimit const limit(64);
+    auto const report = RunGraph(graph.document, options, nullptr);
+    int64 const length = graph.files.front()->GetDuration();
+    ASSERT_EQ(2U, report.streams.size());
+    EXPECT_EQ("video", report.streams[0].kind);
+    EXPECT_EQ(0, report.streams[0].beginUs);
+    EXPECT_EQ(CLIPS * length, report.streams[0].endUs);
+    EXPECT_GE(report.streams[0].items, CLIPS * 2);
+    EXPECT_EQ(CLIPS * length, report.streams[1].endUs);
+    EXPECT_THAT(report.warnings, IsEmpty());
 }
 
 TEST(GraphJob, ProgressRunsToTheLongestLength) {

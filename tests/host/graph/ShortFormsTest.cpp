@@ -117,6 +117,13 @@ TEST(ShortForms, JoinTrimsEachClipToItsLengthFirst) {
     ExpectWritable(graph);
 }
 
+TEST(ShortForms, EachFileIsHandedOutOpenOnce) {
+    auto const graph = MakeJoinGraph({Pictures(), Pictures(), Pictures()}, {});
+    ASSERT_EQ(graph.files.size(), 1U);
+    EXPECT_EQ(graph.files[0]->GetPath(), Pictures());
+    EXPECT_EQ(graph.document.sources.size(), 3U);
+}
+
 TEST(ShortForms, JoinNamesTheFileWhoseStreamsDoNotMatch) {
     EXPECT_EQ(MessageOf<GraphException>([] {
                   MakeJoinGraph({Film(), Pictures()}, {});

@@ -174,6 +174,37 @@ TEST(AudioDecoder, GoesOnAfterReleaseAtTheEndOfTheLastBlock) {
     EXPECT_EQ(decoder->Read()->GetTime(), block->GetTime() + block->GetDuration());
 }
 
+TEST(AudioDecoder, HoldsACodecFromTheFirstPacketUntilItIsReleased) {
+    std::vector<double> const straight = Samples(Decode(LoadPackets(PathOf(CLIPS[0]), MEDIA_TYPE_AUDIO)), 0);
+    auto const decoder = Decode(LoadPackets(PathOf(CLIPS[0]), MEDIA_TYPE_AUDIO));
+    EXPECT_FALSE(decoder->IsOpen());
+    SeekTo(*decoder, 0);
+    EXPECT_FALSE(decoder->IsOpen());
+    ASSERT_TRUE(decoder->Read());
+    EXPECT_TRUE(decoder->IsOpen());
+    uint64 const packets = decoder->GetReport().packets;
+    EXPECT_GE(packets, 1U);
+    decoder->ReleaseInternalData();
+    EXPECT_FALSE(decoder->IsOpen());
+    EXPECT_EQ(decoder->GetReport().packets, packets);
+    EXPECT_FALSE(decoder->GetImplName().empty());
+    SeekTo(*decoder, 0);
+    EXPECT_EQ(Samples(decoder, 0), straight);
+    EXPECT_TRUE(decoder->IsOpen());
+}
+
+TEST(AudioDecoder, DecoderThatDoesNotOpenIsRefusedWhenItIsMade) {
+    auto const headless = Conf::IFormatCodecAudio::Create();
+    headless->SetCodecID("vorbis");
+    iptr<PacketList> const nothing(new PacketList(headless, MEDIA_TYPE_AUDIO, {}));
+    try {
+        Decode(nothing);
+        FAIL() << "no error was thrown";
+    } catch (Proc::CodecFactoryException const& error) {
+        EXPECT_STREQ(error.what(), "Can't open decoder vorbis: Invalid data found when processing input");
+    }
+}
+
 TEST(AudioDecoder, DamagedPacketIsSkippedAndCounted) {
     auto packets = LoadPackets(PathOf(CLIPS[0]), MEDIA_TYPE_AUDIO);
     auto damaged = packets->packets[50]->Clone(true);

@@ -58,6 +58,22 @@ TEST(SubtitleDecoder, TextEventsHaveTimesDurationsAndFullDialogueLines) {
     EXPECT_STREQ(events[2]->GetAVSubtitle()->rects[0]->ass, "Dialogue: 0,0:01:05.25,0:01:06.00,Default,,0,0,0,,Third");
 }
 
+TEST(SubtitleDecoder, HoldsACodecFromTheFirstPacketUntilItIsReleased) {
+    auto const decoder = Decode(Load(ScriptPath()));
+    EXPECT_FALSE(decoder->IsOpen());
+    SeekTo(*decoder, 0);
+    EXPECT_FALSE(decoder->IsOpen());
+    ASSERT_TRUE(decoder->Read());
+    EXPECT_TRUE(decoder->IsOpen());
+    decoder->ReleaseInternalData();
+    EXPECT_FALSE(decoder->IsOpen());
+    EXPECT_EQ(decoder->GetImplName(), "srt");
+    EXPECT_THAT(decoder->GetFormatCodec()->GetSubtitleHeader(), HasSubstr("[V4+ Styles]"));
+    SeekTo(*decoder, 0);
+    EXPECT_EQ(ReadAll(decoder).size(), 3U);
+    EXPECT_TRUE(decoder->IsOpen());
+}
+
 TEST(SubtitleDecoder, SeekDropsEventsThatEndAtOrBeforeThePosition) {
     auto const packets = Load(ScriptPath());
     auto const decoder = Decode(packets);

@@ -165,6 +165,39 @@ TEST(VideoDecoder, GoesOnAfterReleaseAtTheEndOfTheLastPictureOrThePendingPositio
     EXPECT_EQ(decoder->Read()->GetTime(), 3000000);
 }
 
+TEST(VideoDecoder, HoldsACodecFromTheFirstPacketUntilItIsReleased) {
+    for (auto const threading : {DecoderOptions::Threading::Slices, DecoderOptions::Threading::Frames}) {
+        auto const decoder = Decode(LoadPackets(GroupsOf50(), MEDIA_TYPE_VIDEO), {threading, 2, {}});
+        auto const straight = Digests(Decode(LoadPackets(GroupsOf50(), MEDIA_TYPE_VIDEO)));
+        EXPECT_FALSE(decoder->IsOpen());
+        SeekTo(*decoder, 0);
+        EXPECT_FALSE(decoder->IsOpen());
+        auto const held = decoder->Read();
+        EXPECT_TRUE(decoder->IsOpen());
+        std::string const before = Proc::CalculateVideoDataMD5(*held);
+        uint64 const packets = decoder->GetReport().packets;
+        decoder->ReleaseInternalData();
+        EXPECT_FALSE(decoder->IsOpen());
+        EXPECT_EQ(decoder->GetReport().packets, packets);
+        EXPECT_GE(decoder->GetReport().frames, 1U);
+        EXPECT_EQ(decoder->GetImplName(), "h264");
+        EXPECT_EQ(decoder->GetFormatCodec()->GetPixelFormat(), PIX_FMT_YUV420P);
+        EXPECT_EQ(Proc::CalculateVideoDataMD5(*held), before) << "the picture outlives the codec";
+        auto const rest = Digests(decoder);
+        EXPECT_TRUE(decoder->IsOpen());
+        EXPECT_EQ(rest, std::vector<std::string>(straight.begin() + 1, straight.end()));
+    }
+}
+
+TEST(VideoDecoder, SourceWithoutPacketsOpensNoCodec) {
+    auto const packets = LoadPackets(GroupsOf50(), MEDIA_TYPE_VIDEO);
+    packets->packets.clear();
+    auto const decoder = Decode(packets);
+    EXPECT_EQ(decoder->Read(), nullptr);
+    EXPECT_EQ(decoder->Read(), nullptr);
+    EXPECT_FALSE(decoder->IsOpen());
+}
+
 TEST(VideoDecoder, ReadsNothingBeforeTheFirstSeekOrRead) {
     auto const packets = LoadPackets(GroupsOf50(), MEDIA_TYPE_VIDEO);
     auto const decoder = Decode(packets);

@@ -1,0 +1,114 @@
+#include "host/media/DecoderContext.h"
+
+#include <algorithm>
+#include <cstring>
+#include <thread>
+
+#include "contracts/Core/Exception.h"
+#include "contracts/Proc/ImplNames.h"
+
+namespace Tarsel::Host {
+
+namespace {
+
+constexpr int MAX_DEFAULT_THREADS = 4;
+
+bool IsDefaultName(std::string const& name) {
+    return name.empty() || name == Proc::ImplNames::FFMPEG || name == Proc::ImplNames::TARSEL ||
+           name == Proc::ImplNames::DEFAULT;
+}
+
+AVCodec const* FindDecoder(AVCodecID id, std::string const& codecId, std::string const& implName) {
+    AVCodec const* codec = nullptr;
+    if (IsDefaultName(implName)) {
+        codec = avcodec_find_decoder(id);
+    } else {
+        codec = avcodec_find_decoder_by_name(implName.c_str());
+        if (codec && codec->id != id) codec = nullptr;
+    }
+    if (!codec)
+        TARSEL_THROW(
+            Proc::CodecFactoryException,
+            "There is no decoder" + (IsDefaultName(implName) ? "" : " '" + implName + "'") + " for " + codecId);
+    return codec;
+}
+
+int ThreadCount(DecoderOptions const& options) {
+    if (options.threadCount > 0) return options.threadCount;
+    return std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, MAX_DEFAULT_THREADS);
+}
+
+/// Parameters to open a codec with: the container's, with the format's codec and header bytes put over them. Throws
+/// `CodecFactoryException` for a codec that the library doesn't know.
+ParametersPtr MakeParameters(Conf::IFormatCodec const& format, AVMediaType type) {
+    ParametersPtr parameters(avcodec_parameters_alloc());
+    if (!parameters) TARSEL_THROW(Proc::CodecFactoryException, "Can't allocate codec parameters");
+    if (NativeParameters const* const native = FindNativeParameters(format); native && native->parameters) {
+        if (int const code = avcodec_parameters_copy(parameters.get(), native->parameters.get()); code < 0)
+            TARSEL_THROW(Proc::CodecFactoryException, "Can't copy codec parameters: " + ErrorText(code));
+    }
+    AVCodecDescriptor const* const named = avcodec_descriptor_get_by_name(format.GetCodecID().c_str());
+    if (named && parameters->codec_id == AV_CODEC_ID_NONE) parameters->codec_id = named->id;
+    if (parameters->codec_id == AV_CODEC_ID_NONE)
+        TARSEL_THROW(Proc::CodecFactoryException, "Unknown codec '" + format.GetCodecID() + "'");
+    parameters->codec_type = type;
+    if (iptr<IBlob> const extradata = format.GetExtradata(); extradata && extradata->GetSize() > 0) {
+        av_freep(&parameters->extradata);
+        parameters->extradata_size = 0;
+        parameters->extradata = static_cast<uint8_t*>(av_mallocz(extradata->GetSize() + AV_INPUT_BUFFER_PADDING_SIZE));
+        if (!parameters->extradata) TARSEL_THROW(Proc::CodecFactoryException, "Can't allocate codec parameters");
+        std::memcpy(parameters->extradata, extradata->GetData(), extradata->GetSize());
+        parameters->extradata_size = static_cast<int>(extradata->GetSize());
+    }
+    return parameters;
+}
+
+}  // namespace
+
+NativeParameters const* FindNativeParameters(Conf::IFormatCodec const& format) {
+    return dynamic_cast<NativeParameters const*>(format.GetNativeParameters().get());
+}
+
+DecoderContext::DecoderContext(Conf::IFormatCodec const& format, AVMediaType type, std::string const& implName,
+                               DecoderOptions const& options)
+    : options(options),
+      parameters(MakeParameters(format, type)),
+      codec(FindDecoder(parameters->codec_id, format.GetCodecID(), implName)) {}
+
+CodecContextPtr DecoderContext::Make(int threadCount) {
+    std::string const name = codec->name;
+    CodecContextPtr made(avcodec_alloc_context3(codec));
+    if (!made) TARSEL_THROW(Proc::CodecFactoryException, "Can't allocate decoder " + name);
+    int code = avcodec_parameters_to_context(made.get(), parameters.get());
+    if (code >= 0) {
+        watch.Attach(*made);
+        made->pkt_timebase = MICROSECONDS;
+        made->thread_count = threadCount;
+        made->thread_type = options.threading == DecoderOptions::Threading::Frames ? FF_THREAD_FRAME | FF_THREAD_SLICE
+                                                                                   : FF_THREAD_SLICE;
+        code = avcodec_open2(made.get(), codec, nullptr);
+    }
+    if (code < 0) TARSEL_THROW(Proc::CodecFactoryException, "Can't open decoder " + name + ": " + ErrorText(code));
+    return made;
+}
+
+CodecContextPtr DecoderContext::Probe() {
+    CodecContextPtr made = Make(1);
+    probed = true;
+    return made;
+}
+
+AVCodecContext& DecoderContext::Open() {
+    if (!context) {
+        struct Hush {
+            LibavLogWatch& watch;
+            ~Hush() { watch.SetQuiet(false); }
+        } const hush{watch};
+        // What the header makes it complain of has been heard when it was probed.
+        watch.SetQuiet(probed);
+        context = Make(ThreadCount(options));
+    }
+    return *context;
+}
+
+}  // namespace Tarsel::Host
