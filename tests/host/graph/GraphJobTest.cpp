@@ -81,6 +81,23 @@ TEST(GraphJob, EachContainerGetsItsCodecsAndAllPictures) {
     }
 }
 
+TEST(GraphJob, PassesThatAreNoWholeNumberOfPicturesDontMoveAviFilesPicturesBack) {
+    ScratchFolder const folder;
+    GraphMaker graph;
+    graph.Source(1, Clip(), VIDEO).Filter(2, "SettingsFilterDurationTrimmer", {1}, {{"Duration", "1016000"}});
+    graph.Filter(3, "SettingsFilterLoop", {2}, {{"Duration", "5080000"}}).Into(folder / "out.avi", {3});
+    auto const report = Play(graph);
+    // Five passes of 26 pictures, the last of which has to share its place with the next pass's first one twice.
+    EXPECT_THAT(
+        report.warnings,
+        ElementsAre("node 3: 2 pictures are left out: their places in the container's regular times are taken"));
+    auto const numbers = Support::PictureNumbers(folder / "out.avi");
+    ASSERT_EQ(128U, numbers.size());
+    EXPECT_EQ(0, numbers[51]);
+    EXPECT_EQ(0, numbers[102]);
+    EXPECT_EQ(25, numbers[127]);
+}
+
 TEST(GraphJob, SoundAloneGoesIntoWav) {
     ScratchFolder const folder;
     GraphMaker graph;
