@@ -327,6 +327,10 @@ ShortFormGraph MakeLoopGraph(std::string const& input, int64 duration, ShortForm
         maker.TrimToFile(line);
         maker.Put(line, SettingsFilterLoop::CLASS_ID, ImplNames::TARSEL,
                   Settings2Property(SettingsFilterLoop(duration)));
+        // A loop shortens the last block's duration, but keeps its samples.
+        if (line.kind == StreamKind::Audio)
+            maker.Put(line, SettingsFilterDurationTrimmer::CLASS_ID, ImplNames::TARSEL,
+                      Settings2Property(SettingsFilterDurationTrimmer(duration)));
         maker.AddOutput(line);
     }
     return maker.Finish();

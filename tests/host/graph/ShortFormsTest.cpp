@@ -148,6 +148,16 @@ TEST(ShortForms, ReverseAndLoopWorkOnStreamsOfOneLength) {
     ExpectWritable(looped);
 }
 
+TEST(ShortForms, LoopedSoundEndsOnItsSample) {
+    auto const length = std::to_string(MediaFile::Open(Sound())->GetDuration());
+    auto const looped = MakeLoopGraph(Sound(), 9000000, {});
+    EXPECT_THAT(Listing(looped.document),
+                ElementsAre("1: audio:0", "2: SettingsFilterDurationTrimmer Tarsel <- 1 = " + length,
+                            "3: SettingsFilterLoop Tarsel <- 2 = 9000000",
+                            "4: SettingsFilterDurationTrimmer Tarsel <- 3 = 9000000", "out <- 4"));
+    ExpectWritable(looped);
+}
+
 TEST(ShortForms, SpeedPutsPicturesAndSoundUnderOneFactor) {
     auto const graph = MakeSpeedGraph(Film(), 1.5, {});
     EXPECT_THAT(Listing(graph.document),
