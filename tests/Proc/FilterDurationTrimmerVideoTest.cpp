@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <random>
 #include <typeinfo>
 
@@ -213,6 +214,26 @@ TEST(FilterDurationTrimmerVideo, SearchTrustsTheContainersLengthOnlyWhenTold) {
     source->duration = NO_VALUE;
     source->format->SetOriginalDuration(160000);
     EXPECT_EQ(ReadFrom(*MakeTrimmer(source, 400000, true), 300000).size(), 3U);
+}
+
+TEST(FilterDurationTrimmerVideo, SearchDoesNotStartASourceAgainThatWasToldToEnd) {
+    auto const source = MakeSource(MakeVideos(10, 40000));
+    source->duration = 400000;
+    auto const filter = MakeTrimmer(source, SECOND);
+    Seek(*filter, 0);
+    filter->SetEndOfStream();
+    EXPECT_EQ(filter->Read(), nullptr);
+    EXPECT_TRUE(source->IsEndOfStream());
+    EXPECT_EQ(ReadFrom(*filter, 0).size(), 25U);
+}
+
+TEST(FilterDurationTrimmerVideo, SeekToTheEndOfAllNumbersUnderAWrongDurationEndsOnceThatIsPutRight) {
+    auto const source = MakeSource(MakeVideos(2, 40000));
+    source->duration = 80000;
+    auto const filter = MakeTrimmer(source, std::numeric_limits<int64>::max());
+    Seek(*filter, std::numeric_limits<int64>::max());
+    filter->Initialize(SettingsFilterDurationTrimmer(SECOND));
+    EXPECT_EQ(filter->Read(), nullptr);
 }
 
 TEST(FilterDurationTrimmerVideo, NegativeLengthOfASourceIsSearchedFromItsStart) {

@@ -5,6 +5,8 @@
 #include <random>
 #include <thread>
 
+#include "Proc/Filters/Filters/FilterLoop.h"
+#include "Proc/Filters/Filters/TFilterJoin.h"
 #include "tests/Proc/ReverseSupport.h"
 #include "tests/support/LogLines.h"
 
@@ -48,6 +50,35 @@ TYPED_TEST(ReverseThreads, DestructionBreaksAReadThatOnlyAnInterruptionEnds) {
     this->reads->AwaitArrivals(1);
     this->filter = nullptr;
     EXPECT_EQ(this->source->GetRefCountImpl(), 1U);
+}
+
+TEST(ReverseThreadsOverFilters, SeekBreaksAReadOfASourceThatHoldsALockOfItsOwnThroughIt) {
+    auto const source = MakePictures(1000);
+    source->stuckAt = 980;
+    auto const loop = MakeShared<FilterLoopVideo>(source);
+    loop->Initialize(SettingsFilterLoop(source->duration));
+    auto const filter = ReverseOf(iptr<IStreamVideo>(loop));
+    Seek(*filter, 0);
+    source->stuck->AwaitArrivals(1);
+    source->stuckAt = static_cast<std::size_t>(-1);
+    Seek(*filter, source->duration - 80000);
+    EXPECT_EQ(ReadAll(*filter).size(), 2U);
+}
+
+TEST(ReverseThreadsOverFilters, SeekBreaksAReadOfAJoinEveryClipOfWhichBlocks) {
+    auto const first = MakePictures(100), second = MakePictures(100);
+    first->stuckAt = 90;
+    second->stuckAt = 0;
+    auto const join = FilterJoinVideo::Create();
+    join->AddStream(first, nullptr);
+    join->AddStream(second, nullptr);
+    auto const filter = ReverseOf(iptr<IStreamVideo>(join));
+    // The first chunk ends inside the first clip.
+    Seek(*filter, second->duration + 80000);
+    first->stuck->AwaitArrivals(1);
+    first->stuckAt = static_cast<std::size_t>(-1);
+    Seek(*filter, second->duration + first->duration - 80000);
+    EXPECT_EQ(ReadAll(*filter).size(), 2U);
 }
 
 TYPED_TEST(ReverseThreads, DestructionBreaksAReadThatOnlySetEndOfStreamEnds) {

@@ -1,6 +1,7 @@
 #include "Proc/Filters/Filters/FilterDurationTrimmerVideo.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 namespace Tarsel::Proc {
@@ -49,7 +50,9 @@ iptr<IDataVideo> FilterDurationTrimmerVideo::ReadInternal() {
             CountItem();
             return frame;
         }
-        if (verdict == DT_BEHIND) {
+        // A picture at the end of all numbers would repeat there, in front of the seek position, for ever.
+        bool const stands = frame && frame->GetTime() == std::numeric_limits<int64>::max();
+        if (verdict == DT_BEHIND || stands) {
             endReached = true;
             heldFrame = nullptr;
         }
@@ -98,6 +101,8 @@ iptr<IDataVideo> FilterDurationTrimmerVideo::FindLastFrame(bool useOriginalDurat
         return nullptr;
     }
     for (int64 const step : {2, 20, 200, 2000, 20000}) {
+        // The seek would start a source again that was told to end.
+        if (IsEndOfStream()) return nullptr;
         bool const reachesStart = length < 0 || frameDuration > length / step;
         int64 const position = reachesStart ? 0 : length - frameDuration * step;
         VLOG(31) << "Trying to get last frame. Seek to " << position;

@@ -48,6 +48,9 @@ class ReverseStream : public StreamImpl<T, TEx> {
     void Initialize(Settings const& settings) override;
     [[noreturn]] Core::Property GetSettings() override { TARSEL_THROW(FilterException, "Method not implemented"); }
     iptr<DataType> Read() override;
+    /// Backwards that of the time of making: a source may hold a lock of its own through the read that the thread is
+    /// in, and a seek, which asks for the length, is what ends that read.
+    int64 GetDuration() const override { return active ? sourceDuration : this->parentStream->GetDuration(); }
     bool FinishSeek() override { return active ? true : this->parentStream->FinishSeek(); }
     void SetEndOfStream() override;
     void ReleaseInternalData() override;

@@ -72,6 +72,7 @@ void TFilterJoin<I>::ReleaseTouchedClips() {
 template <class I>
 void TFilterJoin<I>::RequestSeek(int64 target, iptr<IRefCountable> seekContext) {
     if (clips.empty()) TARSEL_THROW(std::logic_error, "Join stream count cannot be less than one.");
+    toldToEnd = false;
     std::size_t const index = FindClip(target);
     if (index != currentIndex) ReleaseTouchedClips();
     currentIndex = index;
@@ -113,6 +114,8 @@ iptr<typename TFilterJoin<I>::DataType> TFilterJoin<I>::Read() {
             position = AddTime(item->GetTime(), item->GetDuration());
             return item;
         }
+        // The next clip's start would take back that the stream was told to end.
+        if (toldToEnd) return nullptr;
         clip.stream->ReleaseInternalData();
         // Behind the last clip the join stays, also when another one is added later, until it is sought.
         if (++currentIndex == clips.size()) currentIndex = BEHIND_END;
@@ -171,6 +174,7 @@ Core::Property TFilterJoin<I>::GetStatistic() {
 
 template <class I>
 void TFilterJoin<I>::SetEndOfStream() {
+    toldToEnd = true;
     for (Clip const& clip : clips) clip.stream->SetEndOfStream();
 }
 

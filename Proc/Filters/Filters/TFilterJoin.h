@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <limits>
 #include <vector>
@@ -25,9 +26,9 @@ struct JoinedStream<TIFilterJoin<T>> {
 /// added; items aren't cut, so a clip that gives more or less than its length makes an overlap or a hole. Seek: to the
 /// clip that holds the position, which it finds in logarithmic time, else to the last one; clips of no or unknown
 /// length are never found. Reading after a seek equals reading straight through where the clip's own seek does so and
-/// gives nothing behind its length. End: null until the next seek. Threads: one consumer, which adds the clips, too;
-/// `SetEndOfStream`, `IsEndOfStream`, `GetDuration`, `GetFormatCodec` and `GetStatistic` from any thread while none is
-/// added.
+/// gives nothing behind its length. End: null until the next seek; a join that was told to end goes on to no other
+/// clip. Threads: one consumer, which adds the clips, too; `SetEndOfStream`, `IsEndOfStream`, `GetDuration`,
+/// `GetFormatCodec` and `GetStatistic` from any thread while none is added.
 ///
 /// A seek that changes the clip releases the internal data of all clips that may hold some: of those that this join has
 /// sought, read or added since the last release, and of those under a controller, which the join of a linked stream may
@@ -90,6 +91,7 @@ class TFilterJoin : public virtual I, public RefCounted {
     // State of the reader.
     std::size_t currentIndex = 0;
     int64 position = NO_VALUE;
+    std::atomic<bool> toldToEnd{false};  // since the last seek
     /// Clips that the next change of clip releases.
     std::vector<std::size_t> touchedClips;
 };
