@@ -325,9 +325,10 @@ ShortFormGraph MakeLoopGraph(std::string const& input, int64 duration, ShortForm
     Maker maker(options);
     for (Maker::Line& line : maker.AddFile(input)) {
         maker.TrimToFile(line);
+        // A loop of sound keeps all samples of its last block: one that goes on beyond the end can be cut there.
+        int64 const longer = std::min(duration + SECOND, MAX_DURATION);
         maker.Put(line, SettingsFilterLoop::CLASS_ID, ImplNames::TARSEL,
-                  Settings2Property(SettingsFilterLoop(duration)));
-        // A loop shortens the last block's duration, but keeps its samples.
+                  Settings2Property(SettingsFilterLoop(line.kind == StreamKind::Audio ? longer : duration)));
         if (line.kind == StreamKind::Audio)
             maker.Put(line, SettingsFilterDurationTrimmer::CLASS_ID, ImplNames::TARSEL,
                       Settings2Property(SettingsFilterDurationTrimmer(duration)));

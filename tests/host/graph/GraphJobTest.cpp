@@ -8,6 +8,7 @@
 #include <numeric>
 
 #include "host/graph/GraphErrors.h"
+#include "host/graph/ShortForms.h"
 #include "tests/support/ExpectThrow.h"
 #include "tests/support/GraphClips.h"
 #include "tests/support/MediaInspector.h"
@@ -107,6 +108,16 @@ TEST(GraphJob, SoundAloneGoesIntoWav) {
     auto const sound = Support::DecodeSound(folder / "out.wav", 0, messages);
     EXPECT_EQ("pcm_s16le", InspectFile(folder / "out.wav").streams[0].codec);
     EXPECT_NEAR(48000.0 * SECONDS, double(sound.samples.size()) / sound.channels, 1024);
+}
+
+TEST(GraphJob, ALoopOfSoundEndsOnItsSample) {
+    ScratchFolder const folder;
+    ShortFormOptions options;
+    options.output = folder / "out.wav";
+    RunGraph(MakeLoopGraph(Clip(), 9123000, options).document, {}, nullptr);
+    Support::Messages messages;
+    auto const sound = Support::DecodeSound(options.output, 0, messages);
+    EXPECT_EQ(437904U, sound.samples.size() / static_cast<std::size_t>(sound.channels));
 }
 
 TEST(GraphJob, CodecQualityAndContainerAreThoseAskedFor) {

@@ -153,7 +153,7 @@ TEST(ShortForms, LoopedSoundEndsOnItsSample) {
     auto const looped = MakeLoopGraph(Sound(), 9000000, {});
     EXPECT_THAT(Listing(looped.document),
                 ElementsAre("1: audio:0", "2: SettingsFilterDurationTrimmer Tarsel <- 1 = " + length,
-                            "3: SettingsFilterLoop Tarsel <- 2 = 9000000",
+                            "3: SettingsFilterLoop Tarsel <- 2 = 10000000",
                             "4: SettingsFilterDurationTrimmer Tarsel <- 3 = 9000000", "out <- 4"));
     ExpectWritable(looped);
 }
