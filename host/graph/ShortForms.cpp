@@ -86,9 +86,8 @@ class Maker {
     /// Opens a file and makes a source of each stream that takes part; subtitles only when they are asked for. What is
     /// left out is told.
     std::vector<Line> AddFile(std::string const& path, bool withSubtitles = false);
-    int64 GetDuration() const { return file->GetDuration(); }
     NodeId AddFilter(char const* classId, char const* implName, Core::Property settings, std::vector<NodeId> inputs);
-    /// Makes the line exactly as long as its file says.
+    /// Makes the line exactly as long as the longest one of its file: what is left out doesn't count.
     void TrimToFile(Line& line);
     void Put(Line& line, char const* classId, char const* implName, Core::Property settings) {
         line.top = AddFilter(classId, implName, std::move(settings), {line.top});
@@ -105,6 +104,7 @@ class Maker {
     ShortFormOptions const& options;
     AVOutputFormat const* const container;
     iptr<MediaFile> file;
+    int64 length = NO_VALUE;  // of the file's pictures and sound that take part
     ShortFormGraph result;
     /// The codecs of subtitle sources, by their ids.
     std::vector<std::pair<NodeId, std::string>> subtitleCodecs;
@@ -155,6 +155,7 @@ void Maker::Warn(StreamInfo const& info, std::string const& why) {
 
 std::vector<Maker::Line> Maker::AddFile(std::string const& path, bool withSubtitles) {
     file = MediaFile::Open(path);
+    length = NO_VALUE;
     std::vector<Line> lines;
     std::array<int, 3> ordinals{};
     for (StreamInfo const& info : file->GetStreams()) {
@@ -173,6 +174,7 @@ std::vector<Maker::Line> Maker::AddFile(std::string const& path, bool withSubtit
         NodeId const id = nextId++;
         sources.push_back({id, path, {info.kind, ordinal}, false, "/sources/" + std::to_string(sources.size())});
         lines.push_back({info.kind, id});
+        if (info.kind != StreamKind::Subtitle) length = std::max(length, file->GetIndex(info.index).GetEndTime());
         if (info.kind == StreamKind::Subtitle && container)
             subtitleCodecs.emplace_back(id, SubtitleCodec(*container, info.codec));
     }
@@ -199,7 +201,7 @@ NodeId Maker::AddFilter(char const* classId, char const* implName, Core::Propert
 }
 
 void Maker::TrimToFile(Line& line) {
-    int64 const duration = GetDuration();
+    int64 const duration = HasValue(length) ? length : file->GetDuration();
     if (!HasValue(duration) || duration <= 0 || duration > MAX_DURATION)
         FailAtPlace("", file->GetPath() + ": a file of " +
                             (HasValue(duration) ? std::to_string(duration) + " microseconds" : "unknown length") +
