@@ -4,6 +4,7 @@
 #include <deque>
 #include <functional>
 #include <set>
+#include <string_view>
 #include <utility>
 
 #include "contracts/Core/Exception.h"
@@ -20,6 +21,8 @@
 #include "host/graph/GraphErrors.h"
 #include "host/graph/NodeMeter.h"
 #include "host/media/AudioDecoder.h"
+#include "host/media/DecoderCore.h"
+#include "host/media/NativeParameters.h"
 #include "host/media/SubtitleDecoder.h"
 #include "host/media/VideoDecoder.h"
 
@@ -33,6 +36,46 @@ namespace {
 /// More decoders than that get one thread each.
 constexpr std::size_t MAX_THREADED_DECODERS = 4;
 constexpr char COUNT[] = "Count";
+
+std::string_view HeaderOf(Conf::IFormatCodec const& format) {
+    auto const blob = format.GetExtradata();
+    return blob ? std::string_view(reinterpret_cast<char const*>(blob->GetData()), blob->GetSize())
+                : std::string_view();
+}
+
+/// Whether the packets bring what is needed to decode them, so that the header is only a copy of it.
+bool CarriesHeaders(AVCodecID codec, std::string_view header) {
+    bool const startCode =
+        header.starts_with(std::string_view("\0\0\1", 3)) || header.starts_with(std::string_view("\0\0\0\1", 4));
+    bool const parameterSets = codec == AV_CODEC_ID_H264 || codec == AV_CODEC_ID_HEVC;
+    return codec == AV_CODEC_ID_MPEG1VIDEO || codec == AV_CODEC_ID_MPEG2VIDEO || codec == AV_CODEC_ID_AV1 ||
+           codec == AV_CODEC_ID_FLAC || (parameterSets && (header.empty() || startCode));
+}
+
+std::string ShapeOf(AVCodecParameters const& parameters) {
+    std::string const name = avcodec_get_name(parameters.codec_id);
+    if (parameters.codec_type == AVMEDIA_TYPE_VIDEO)
+        return name + " of " + std::to_string(parameters.width) + "x" + std::to_string(parameters.height);
+    if (parameters.codec_type == AVMEDIA_TYPE_AUDIO)
+        return name + " of " + std::to_string(parameters.sample_rate) + " Hz and " +
+               std::to_string(parameters.ch_layout.nb_channels) + " channels";
+    return name;
+}
+
+/// Why the packets of one stream can't stand behind those of another; empty when they can, or nothing is known.
+std::string WhyNoContinuation(Conf::IFormatCodec const& first, Conf::IFormatCodec const& other) {
+    NativeParameters const* const firstNative = FindNativeParameters(first);
+    NativeParameters const* const otherNative = FindNativeParameters(other);
+    if (!firstNative || !otherNative) return {};
+    std::string const shape = ShapeOf(*firstNative->parameters);
+    std::string const otherShape = ShapeOf(*otherNative->parameters);
+    if (shape != otherShape) return otherShape + " behind " + shape;
+    AVCodecID const codec = firstNative->parameters->codec_id;
+    std::string_view const header = HeaderOf(first);
+    std::string_view const otherHeader = HeaderOf(other);
+    if (header == otherHeader || (CarriesHeaders(codec, header) && CarriesHeaders(codec, otherHeader))) return {};
+    return "their headers differ";
+}
 
 /// A node that waits for its inputs: a filter, or a stream of a controller.
 struct NodePlan {
@@ -245,7 +288,10 @@ class GraphBuilder {
             return Join<IStreamVideo>(filter, Slot(Slots::JOIN_VIDEO, filter.implName)());
         if (name == Slots::JOIN_AUDIO.name)
             return Join<IStreamAudio>(filter, Slot(Slots::JOIN_AUDIO, filter.implName)());
-        if (name == Slots::JOIN_RAW.name) return Join<IStreamRaw>(filter, Slot(Slots::JOIN_RAW, filter.implName)());
+        if (name == Slots::JOIN_RAW.name) {
+            RequireOneFormat(filter);
+            return Join<IStreamRaw>(filter, Slot(Slots::JOIN_RAW, filter.implName)());
+        }
         if (name == Slots::REPEAT_VIDEO.name)
             return Repeat<IStreamVideo>(filter, Slot(Slots::REPEAT_VIDEO, filter.implName));
         if (name == Slots::REPEAT_AUDIO.name)
@@ -265,6 +311,19 @@ class GraphBuilder {
     iptr<T> Join(GraphFilter const& filter, iptr<TIFilterJoin<T>> const& join) const {
         for (NodeId const input : filter.inputs) join->AddStream(Input<T>(input), graph.GetNode(input).seeker);
         return join;
+    }
+
+    /// Whatever decodes a joined stream has the first clip's header for all of them.
+    void RequireOneFormat(GraphFilter const& filter) const {
+        auto const first = Input<IStreamRaw>(filter.inputs.front())->GetFormatCodec();
+        for (std::size_t i = 1; i < filter.inputs.size(); ++i) {
+            auto const other = Input<IStreamRaw>(filter.inputs[i])->GetFormatCodec();
+            std::string const why = WhyNoContinuation(*first, *other);
+            if (why.empty()) continue;
+            FailAtNode(filter.id, filter.pointer + "/inputs/" + std::to_string(i),
+                       "the packets of node " + std::to_string(filter.inputs[i]) + " don't continue those of node " +
+                           std::to_string(filter.inputs.front()) + ": " + why);
+        }
     }
 
     template <class T, class Make>

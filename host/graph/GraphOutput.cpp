@@ -85,9 +85,16 @@ void EncodeVideo(OutputTrack& track, iptr<Proc::IStreamVideo> const& pictures, E
     options.purpose = VideoEncoderOptions::Purpose::Encode;
     options.codecId = choice.codec;
     options.quality = choice.quality;
-    // AVI's ticks are pictures: finer ones would be filled with empty packets.
-    options.ticksOfRate = container == "avi";
-    track.packets = VideoEncoder::Create(track.fitted, Core::Property(), options, nullptr);
+    iptr<Proc::IStreamVideo> last = track.fitted;
+    if (container == "avi") {
+        // AVI's ticks are pictures: finer ones would be filled with empty packets. It tells one time of each picture,
+        // so that a picture that waits for a later one would put all of them behind the sound.
+        options.ticksOfRate = true;
+        options.bFrames = 0;
+        track.regular = RegularVideo::Create(track.fitted);
+        last = track.regular;
+    }
+    track.packets = VideoEncoder::Create(last, Core::Property(), options, nullptr);
 }
 
 void EncodeAudio(OutputTrack& track, iptr<Proc::IStreamAudio> const& samples, EncodingChoice const& choice) {
@@ -180,6 +187,9 @@ std::vector<std::string> WarningsOf(std::vector<OutputTrack> const& tracks) {
         if (track.fitted)
             for (std::string const& note : track.fitted->GetNotes())
                 warnings.push_back(name + "pictures are fitted: " + note);
+        if (track.regular && track.regular->GetDroppedCount() != 0)
+            warnings.push_back(name + std::to_string(track.regular->GetDroppedCount()) +
+                               " pictures are left out: their places in the container's regular times are taken");
         u64 const dropped = track.reframed ? track.reframed->GetDroppedCount() : 0;
         if (dropped != 0)
             warnings.push_back(name + std::to_string(dropped) + " packets with broken framing are left out");

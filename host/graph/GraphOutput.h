@@ -11,6 +11,7 @@
 #include "host/media/FittedVideo.h"
 #include "host/media/MediaWriter.h"
 #include "host/media/ReframedStream.h"
+#include "host/media/RegularVideo.h"
 
 namespace Tarsel::Host {
 
@@ -22,6 +23,7 @@ struct OutputTrack {
     iptr<Proc::IStreamRaw> packets;
     /// What stands in front of an encoder, or behind packets that aren't encoded; null where it doesn't.
     iptr<FittedVideo> fitted;
+    iptr<RegularVideo> regular;
     iptr<ContinuousAudio> continuous;
     iptr<ReframedStream> reframed;
     int slot = MediaWriter::NO_SLOT;

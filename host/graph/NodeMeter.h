@@ -54,9 +54,7 @@ class NodeMeter final : public Details::MeteredKind<T>, public RefCounted {
     iptr<DataType> Read() override {
         iptr<DataType> item = Timed([&] { return stream->Read(); });
         ++(item ? record->items : record->nulls);
-        int64 const time = item ? item->GetTime() : NO_VALUE;
-        int64 const end = item ? AddTime(time, item->GetDuration()) : NO_VALUE;
-        if (guard.Note(time, end) && guard.GetLimit() > 0) record->FailStalled(guard.GetLimit());
+        if (Stalls(item.get()) && guard.GetLimit() > 0) record->FailStalled(guard.GetLimit());
         return item;
     }
     void RequestSeek(int64 position, iptr<IRefCountable> seekContext) override {
@@ -81,6 +79,11 @@ class NodeMeter final : public Details::MeteredKind<T>, public RefCounted {
     }
 
   private:
+    bool Stalls(DataType const* item) {
+        if (!item) return guard.NoteEnd();
+        int64 const time = item->GetTime();
+        return guard.Note(time, AddTime(time, item->GetDuration()));
+    }
     template <class Call>
     auto Named(Call call) const {
         try {

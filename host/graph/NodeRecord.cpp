@@ -59,4 +59,10 @@ bool StallGuard::Note(int64 time, int64 end) {
     return ++standing >= limit;
 }
 
+bool StallGuard::NoteEnd() {
+    if (ended) return false;
+    ended = true;
+    return ++standing >= limit;
+}
+
 }  // namespace Tarsel::Host

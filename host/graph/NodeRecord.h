@@ -59,15 +59,22 @@ class TARSEL_HOST_EXPORT StallGuard {
     explicit StallGuard(int64 limit) : limit(limit) {}
 
     /// A seek: times may begin anywhere.
-    void Restart() { furthest = NO_VALUE; }
-    /// Each item, and null where `time` and `end` have no value. True once the limit is reached.
+    void Restart() {
+        furthest = NO_VALUE;
+        ended = false;
+    }
+    /// Each item. True once the limit is reached.
     bool Note(int64 time, int64 end);
+    /// Null. One counts behind each seek, for whoever seeks an empty node for ever; a filter that fills up may ask its
+    /// ended source as often as it likes. True once the limit is reached.
+    bool NoteEnd();
     int64 GetLimit() const { return limit; }
 
   private:
     int64 const limit;
     int64 furthest = NO_VALUE;
     int64 standing = 0;  // items since the last progress; a seek alone is none
+    bool ended = false;
 };
 
 }  // namespace Tarsel::Host

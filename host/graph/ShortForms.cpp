@@ -86,9 +86,8 @@ class Maker {
     /// Opens a file and makes a source of each stream that takes part; subtitles only when they are asked for. What is
     /// left out is told.
     std::vector<Line> AddFile(std::string const& path, bool withSubtitles = false);
-    int64 GetDuration() const { return file->GetDuration(); }
     NodeId AddFilter(char const* classId, char const* implName, Core::Property settings, std::vector<NodeId> inputs);
-    /// Makes the line exactly as long as its file says.
+    /// Makes the line exactly as long as the longest one of its file: what is left out doesn't count.
     void TrimToFile(Line& line);
     void Put(Line& line, char const* classId, char const* implName, Core::Property settings) {
         line.top = AddFilter(classId, implName, std::move(settings), {line.top});
@@ -106,6 +105,7 @@ class Maker {
     AVOutputFormat const* const container;
     iptr<MediaFile> file;
     std::map<std::string, iptr<MediaFile>> files;
+    int64 length = NO_VALUE;  // of the file's pictures and sound that take part
     ShortFormGraph result;
     /// The codecs of subtitle sources, by their ids.
     std::vector<std::pair<NodeId, std::string>> subtitleCodecs;
@@ -161,6 +161,7 @@ std::vector<Maker::Line> Maker::AddFile(std::string const& path, bool withSubtit
         result.files.push_back(known);
     }
     file = known;
+    length = NO_VALUE;
     std::vector<Line> lines;
     std::array<int, 3> ordinals{};
     for (StreamInfo const& info : file->GetStreams()) {
@@ -179,6 +180,7 @@ std::vector<Maker::Line> Maker::AddFile(std::string const& path, bool withSubtit
         NodeId const id = nextId++;
         sources.push_back({id, path, {info.kind, ordinal}, false, "/sources/" + std::to_string(sources.size())});
         lines.push_back({info.kind, id});
+        if (info.kind != StreamKind::Subtitle) length = std::max(length, file->GetIndex(info.index).GetEndTime());
         if (info.kind == StreamKind::Subtitle && container)
             subtitleCodecs.emplace_back(id, SubtitleCodec(*container, info.codec));
     }
@@ -205,7 +207,7 @@ NodeId Maker::AddFilter(char const* classId, char const* implName, Core::Propert
 }
 
 void Maker::TrimToFile(Line& line) {
-    int64 const duration = GetDuration();
+    int64 const duration = HasValue(length) ? length : file->GetDuration();
     if (!HasValue(duration) || duration <= 0 || duration > MAX_DURATION)
         FailAtPlace("", file->GetPath() + ": a file of " +
                             (HasValue(duration) ? std::to_string(duration) + " microseconds" : "unknown length") +
@@ -331,8 +333,13 @@ ShortFormGraph MakeLoopGraph(std::string const& input, int64 duration, ShortForm
     Maker maker(options);
     for (Maker::Line& line : maker.AddFile(input)) {
         maker.TrimToFile(line);
+        // A loop of sound keeps all samples of its last block: one that goes on beyond the end can be cut there.
+        int64 const longer = std::min(duration + SECOND, MAX_DURATION);
         maker.Put(line, SettingsFilterLoop::CLASS_ID, ImplNames::TARSEL,
-                  Settings2Property(SettingsFilterLoop(duration)));
+                  Settings2Property(SettingsFilterLoop(line.kind == StreamKind::Audio ? longer : duration)));
+        if (line.kind == StreamKind::Audio)
+            maker.Put(line, SettingsFilterDurationTrimmer::CLASS_ID, ImplNames::TARSEL,
+                      Settings2Property(SettingsFilterDurationTrimmer(duration)));
         maker.AddOutput(line);
     }
     return maker.Finish();

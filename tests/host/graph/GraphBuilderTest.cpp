@@ -77,6 +77,26 @@ TEST(GraphBuilder, FiltersMayStandInFrontOfTheirInputs) {
     EXPECT_THAT(built->GetOutputs(), ElementsAre(4));
 }
 
+TEST(GraphBuilder, PacketsThatTheFirstClipsHeaderDoesNotDescribeAreNotJoined) {
+    ScratchFolder const folder;
+    auto const message = [&](char const* name, SampleClipOptions const& options) {
+        WriteSampleClip(folder / name, options, false);
+        GraphMaker graph;
+        graph.Source(1, Clip(), VIDEO, 0, true).Source(2, folder / name, VIDEO, 0, true);
+        return BuildMessage(graph.Filter(3, "FilterJoinRaw", {1, 2}));
+    };
+    SampleClipOptions other = Support::SmallClip(1);
+    EXPECT_EQ("(nothing was thrown)", message("same.mp4", other));
+    other.frameRate = 50;
+    EXPECT_EQ("node 3: /filters/0/inputs/1: the packets of node 2 don't continue those of node 1: their headers differ",
+              message("rate.mp4", other));
+    other.width = 160;
+    EXPECT_EQ(
+        "node 3: /filters/0/inputs/1: the packets of node 2 don't continue those of node 1: h264 of 160x180 "
+        "behind h264 of 320x180",
+        message("size.mp4", other));
+}
+
 TEST(GraphBuilder, StreamsReadThroughFilters) {
     GraphMaker graph;
     graph.Source(1, Clip(), VIDEO).Filter(2, UPDATER, {1});

@@ -85,6 +85,23 @@ TEST(GraphJob, EachContainerGetsItsCodecsAndAllPictures) {
     }
 }
 
+TEST(GraphJob, PassesThatAreNoWholeNumberOfPicturesDontMoveAviFilesPicturesBack) {
+    ScratchFolder const folder;
+    GraphMaker graph;
+    graph.Source(1, Clip(), VIDEO).Filter(2, "SettingsFilterDurationTrimmer", {1}, {{"Duration", "1016000"}});
+    graph.Filter(3, "SettingsFilterLoop", {2}, {{"Duration", "5080000"}}).Into(folder / "out.avi", {3});
+    auto const report = Play(graph);
+    // Five passes of 26 pictures, the last of which has to share its place with the next pass's first one twice.
+    EXPECT_THAT(
+        report.warnings,
+        ElementsAre("node 3: 2 pictures are left out: their places in the container's regular times are taken"));
+    auto const numbers = Support::PictureNumbers(folder / "out.avi");
+    ASSERT_EQ(128U, numbers.size());
+    EXPECT_EQ(0, numbers[51]);
+    EXPECT_EQ(0, numbers[102]);
+    EXPECT_EQ(25, numbers[127]);
+}
+
 TEST(GraphJob, SoundAloneGoesIntoWav) {
     ScratchFolder const folder;
     GraphMaker graph;
@@ -94,6 +111,16 @@ TEST(GraphJob, SoundAloneGoesIntoWav) {
     auto const sound = Support::DecodeSound(folder / "out.wav", 0, messages);
     EXPECT_EQ("pcm_s16le", InspectFile(folder / "out.wav").streams[0].codec);
     EXPECT_NEAR(48000.0 * SECONDS, double(sound.samples.size()) / sound.channels, 1024);
+}
+
+TEST(GraphJob, ALoopOfSoundEndsOnItsSample) {
+    ScratchFolder const folder;
+    ShortFormOptions options;
+    options.output = folder / "out.wav";
+    RunGraph(MakeLoopGraph(Clip(), 9123000, options).document, {}, nullptr);
+    Support::Messages messages;
+    auto const sound = Support::DecodeSound(options.output, 0, messages);
+    EXPECT_EQ(437904U, sound.samples.size() / static_cast<std::size_t>(sound.channels));
 }
 
 TEST(GraphJob, CodecQualityAndContainerAreThoseAskedFor) {

@@ -142,6 +142,12 @@ TEST(NodeGuard, WhoeverSeeksAnEmptyNodeForEverIsEnded) {
     EXPECT_THROW(graph.meter->Read(), GraphException);
 }
 
+TEST(NodeGuard, WhoeverFillsUpMayAskAnEndedNodeForEver) {
+    Metered graph({MakeVideo(0, 10)}, 10);
+    EXPECT_EQ(1U, ReadAll(*graph.meter).size());
+    for (int i = 0; i < 100; ++i) EXPECT_EQ(nullptr, graph.meter->Read());
+}
+
 TEST(NodeGuard, ALimitOfZeroIsNoGuard) {
     Metered graph(Still(20), 0);
     EXPECT_EQ(20U, ReadAll(*graph.meter).size());

@@ -140,7 +140,7 @@ TEST(ShortForms, JoinNamesTheFileWhoseStreamsDoNotMatch) {
 }
 
 TEST(ShortForms, ReverseAndLoopWorkOnStreamsOfOneLength) {
-    auto const length = std::to_string(MediaFile::Open(Film())->GetDuration());
+    std::string const length = "2000000";  // of the pictures: the sound is left out
     ShortFormOptions options;
     options.noAudio = true;
     auto const reversed = MakeReverseGraph(Film(), options);
@@ -152,6 +152,26 @@ TEST(ShortForms, ReverseAndLoopWorkOnStreamsOfOneLength) {
                 ElementsAre("1: video:0", "2: SettingsFilterDurationTrimmer Tarsel <- 1 = " + length,
                             "3: SettingsFilterLoop Tarsel <- 2 = 9000000", "out <- 3"));
     ExpectWritable(reversed);
+    ExpectWritable(looped);
+}
+
+TEST(ShortForms, WhatIsLeftOutDoesNotLengthenTheFile) {
+    std::string const lines = MakeTextFile("late-lines.srt", "1\n00:00:01,000 --> 00:00:05,000\nOne\n");
+    std::string const film =
+        MakeClip("late-lines.mkv", {"-i", Pictures(), "-i", lines, "-map", "0", "-map", "1", "-c", "copy"});
+    EXPECT_EQ(5 * SECOND, MediaFile::Open(film)->GetDuration());
+    EXPECT_THAT(Listing(MakeReverseGraph(film, {}).document),
+                ElementsAre("1: video:0", "2: SettingsFilterDurationTrimmer Tarsel <- 1 = 2000000",
+                            "3: SettingsFilterReverse Tarsel <- 2 = 1", "out <- 3"));
+}
+
+TEST(ShortForms, LoopedSoundEndsOnItsSample) {
+    auto const length = std::to_string(MediaFile::Open(Sound())->GetDuration());
+    auto const looped = MakeLoopGraph(Sound(), 9000000, {});
+    EXPECT_THAT(Listing(looped.document),
+                ElementsAre("1: audio:0", "2: SettingsFilterDurationTrimmer Tarsel <- 1 = " + length,
+                            "3: SettingsFilterLoop Tarsel <- 2 = 10000000",
+                            "4: SettingsFilterDurationTrimmer Tarsel <- 3 = 9000000", "out <- 4"));
     ExpectWritable(looped);
 }
 

@@ -1,0 +1,47 @@
+#include "host/media/RegularVideo.h"
+
+#include "contracts/Proc/IData.h"
+
+namespace Tarsel::Host {
+
+iptr<RegularVideo> RegularVideo::Create(iptr<Proc::IStreamVideo> const& source) {
+    return iptr<RegularVideo>(new RegularVideo(source));
+}
+
+RegularVideo::RegularVideo(iptr<Proc::IStreamVideo> const& pictures)
+    : CodecStream(pictures), rate(source->GetFormatCodec()->GetFrameRate()) {}
+
+void RegularVideo::Enter(Proc::IStreamVisitor& visitor) {
+    Proc::Visitors::Visit(visitor, "RegularVideo", Proc::Visitors::FRAME_TYPE_FILTER, nullptr);
+}
+
+void RegularVideo::AddStatistics(Core::Property& node) const {
+    node.SetChild("Dropped", int64{dropped});
+}
+
+int64 RegularVideo::TimeOf(int64 place) const {
+    return AvRescale(place, rate.denominator() * SECOND, rate.numerator());
+}
+
+iptr<Proc::IDataVideo> RegularVideo::ReadNext() {
+    while (iptr<Proc::IDataVideo> picture = source->Read()) {
+        int64 const time = picture->GetTime();
+        if (!HasValue(time) || rate.numerator() <= 0) return picture;
+        int64 const place = AvRescale(time, rate.numerator(), rate.denominator() * SECOND);
+        if (!HasValue(place)) return picture;
+        if (HasValue(lastPlace) && place <= lastPlace) {
+            ++dropped;
+            continue;
+        }
+        lastPlace = place;
+        int64 const begin = TimeOf(place);
+        if (begin == time) return picture;
+        // The picture may be in use elsewhere.
+        iptr<Proc::IDataVideo> moved = picture->Clone(false);
+        moved->SetTime(begin);
+        return moved;
+    }
+    return nullptr;
+}
+
+}  // namespace Tarsel::Host
