@@ -174,6 +174,8 @@ MediaWriter::MediaWriter(std::string const& path, Options const& options)
     int const code = avformat_alloc_output_context2(&raw, container, nullptr, path.c_str());
     context.reset(raw);
     Check(code, "can't be written");
+    // Without it Matroska and Ogg take random numbers for their streams: the same work gives the same bytes.
+    context->flags |= AVFMT_FLAG_BITEXACT;
     if (!scratch) Fail("out of memory");
 }
 

@@ -164,6 +164,28 @@ TEST(ReverseAudio, BlockThatOthersHoldStaysAsItIs) {
     EXPECT_EQ(SamplesOf<std::int32_t>(*blocks[1])[0], 50);
 }
 
+/// Keeps what it gives.
+class KeepingSource final : public SeekingAudio {
+  public:
+    using SeekingAudio::SeekingAudio;
+    iptr<IDataAudio> Read() override {
+        auto block = SeekingAudio::Read();
+        if (block) kept.push_back(block);
+        return block;
+    }
+    std::vector<iptr<IDataAudio>> kept;
+};
+
+TEST(ReverseAudio, BlockThatTheSourceKeepsIsNeitherCutNorTimedNorTurnedRound) {
+    auto const source = MakeShared<KeepingSource>(MakeBlocks(100, 50, RATE));
+    auto const filter = ReverseOf(iptr<IStreamAudio>(source));
+    Seek(*filter, 1250);
+    ASSERT_EQ(ReadAll(*filter).size(), 2U);
+    ASSERT_EQ(source->kept.size(), 2U);
+    EXPECT_THAT(source->kept[1], IsAudio(6250, 50));
+    EXPECT_EQ(SamplesOf<std::int32_t>(*source->kept[1])[0], 50);
+}
+
 // --- Chunks ----------------------------------------------------------------------------------------------------------
 
 TEST(ReverseAudio, SourceOfLessThanTenSecondsIsOneChunk) {
@@ -353,6 +375,16 @@ TEST(ReverseAudio, SourceThatNeverGetsOnIsAFailureAndNoHang) {
     Seek(*filter, 0);
     EXPECT_EQ(MessageOf<FilterException>([&] { filter->Read(); }), "Source makes no progress in time");
     EXPECT_EQ(filter->Read(), nullptr);
+}
+
+TEST(ReverseAudio, BlockOfWhichLessThanHalfASampleIsWantedIsLeftOut) {
+    auto const filter = ReverseOf(iptr<IStreamAudio>(MakeSound(1000, 100)));
+    // 40 of the 125 microseconds of the first sample of the sixth block.
+    Seek(*filter, 125000 - 62540);
+    auto const block = filter->Read();
+    ASSERT_NE(block, nullptr);
+    EXPECT_EQ(block->GetSampleCount(), 100);
+    EXPECT_EQ(SamplesIn({block}).front(), 499);
 }
 
 TEST(ReverseAudio, SeekToTheEndOrBeyondGivesNullAndOneBelowZeroStartsAtZero) {

@@ -95,7 +95,8 @@ TEST_F(ReverseStress, RandomCallsGiveEveryPictureInItsPlaceAndAllMemoryBack) {
                     break;
                 case 2:
                     stream.filter->ReleaseInternalData();
-                    stream.mayFail = OneIn(3);
+                    // One of the two alone, for the log's own use of the time zone isn't known to the thread sanitizer.
+                    stream.mayFail = &stream == &streams.front() && OneIn(3);
                     stream.source->failAt = stream.mayFail ? static_cast<std::size_t>(Number(0, PICTURES - 1)) : NEVER;
                     stream.Place(Number(0, stream.source->duration));
                     break;

@@ -123,6 +123,17 @@ TEST(GraphJob, ALoopOfSoundEndsOnItsSample) {
     EXPECT_EQ(437904U, sound.samples.size() / static_cast<std::size_t>(sound.channels));
 }
 
+TEST(GraphJob, TwoRunsGiveTheSameBytes) {
+    ScratchFolder const folder;
+    auto const bytes = [&](std::string const& name) {
+        Play(Plain(folder / name));
+        std::ifstream file(folder / name, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    };
+    for (std::string const ending : {"mp4", "mkv", "ts", "webm", "avi", "ogg", "flv"})
+        EXPECT_TRUE(bytes("first." + ending) == bytes("second." + ending)) << ending;
+}
+
 TEST(GraphJob, CodecQualityAndContainerAreThoseAskedFor) {
     ScratchFolder const folder;
     std::vector<std::size_t> sizes;
