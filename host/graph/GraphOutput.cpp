@@ -80,7 +80,10 @@ StreamKind KindOf(BuiltNode const& node) {
 
 void EncodeVideo(OutputTrack& track, iptr<Proc::IStreamVideo> const& pictures, EncodingChoice const& choice,
                  std::string const& container) {
-    track.fitted = FittedVideo::Create(pictures);
+    // Their encoders take no picture that ends inside of a sample of colour.
+    bool const wholeColour = choice.codec == Conf::IFormatCodecVideo::CODEC_ID_H264 ||
+                             choice.codec == Conf::IFormatCodecVideo::CODEC_ID_H265;
+    track.fitted = FittedVideo::Create(pictures, wholeColour);
     VideoEncoderOptions options;
     options.purpose = VideoEncoderOptions::Purpose::Encode;
     options.codecId = choice.codec;

@@ -34,6 +34,17 @@ int Snap(double length, int grid, int most) {
     return std::clamp(steps * grid, std::min(grid, most), most);
 }
 
+/// The smallest frame that holds another one and doesn't end inside of a sample of colour.
+Conf::FrameInfo WithWholeColour(Conf::FrameInfo info, PixFmt format) {
+    AVPixFmtDescriptor const* const description = av_pix_fmt_desc_get(ToLibrary(format));
+    if (!description) return info;
+    int const column = (1 << description->log2_chroma_w) - 1;
+    int const row = (1 << description->log2_chroma_h) - 1;
+    info.width = (info.width + column) & ~column;
+    info.height = (info.height + row) & ~row;
+    return info;
+}
+
 /// Copies a picture into a larger one of the same pixel format, whose planes may be written.
 void Paste(AVFrame const& picture, Proc::IDataVideo& canvas, FittedPlace const& place,
            AVPixFmtDescriptor const& description) {
@@ -78,14 +89,24 @@ FittedPlace FindPlace(Conf::FrameInfo const& picture, Conf::FrameInfo const& fra
     return place;
 }
 
-iptr<FittedVideo> FittedVideo::Create(iptr<Proc::IStreamVideo> const& source) {
-    return iptr<FittedVideo>(new FittedVideo(source));
+iptr<FittedVideo> FittedVideo::Create(iptr<Proc::IStreamVideo> const& source, bool wholeColour) {
+    return iptr<FittedVideo>(new FittedVideo(source, wholeColour));
 }
 
-FittedVideo::FittedVideo(iptr<Proc::IStreamVideo> const& pictures)
+FittedVideo::FittedVideo(iptr<Proc::IStreamVideo> const& pictures, bool wholeColour)
     : CodecStream(pictures),
-      frame(source->GetFormatCodec()->GetFrameInfo()),
-      pixelFormat(source->GetFormatCodec()->GetPixelFormat()) {}
+      pixelFormat(source->GetFormatCodec()->GetPixelFormat()),
+      own(source->GetFormatCodec()->GetFrameInfo()),
+      frame(wholeColour ? WithWholeColour(own, pixelFormat) : own) {}
+
+iptr<Conf::IFormatCodecVideo const> FittedVideo::GetFormatCodec() const {
+    iptr<Conf::IFormatCodecVideo const> format = source->GetFormatCodec();
+    if (frame == own) return format;
+    iptr<Conf::IFormatCodecVideo> const larger = format->Clone();
+    larger->InitByPixelAspect(static_cast<unsigned>(frame.width), static_cast<unsigned>(frame.height),
+                              static_cast<unsigned>(frame.pixelAspectNum), static_cast<unsigned>(frame.pixelAspectDen));
+    return larger;
+}
 
 void FittedVideo::Enter(Proc::IStreamVisitor& visitor) {
     Proc::Visitors::Visit(visitor, "FittedVideo", Proc::Visitors::FRAME_TYPE_FILTER, nullptr);
@@ -113,14 +134,21 @@ iptr<Proc::IDataVideo> FittedVideo::ReadNext() {
     return Fit(*picture);
 }
 
+FittedPlace FittedVideo::PlaceOf(Proc::IDataVideo const& picture, int grid) const {
+    auto const isSizeOf = [&](Conf::FrameInfo const& info) {
+        return picture.GetWidth() == info.width && picture.GetHeight() == info.height;
+    };
+    if (isSizeOf(own)) return {0, 0, own.width, own.height};
+    if (isSizeOf(frame)) return {0, 0, frame.width, frame.height};
+    return FindPlace(picture.GetFrameInfo(), frame, grid);
+}
+
 iptr<Proc::IDataVideo> FittedVideo::Fit(Proc::IDataVideo const& picture) {
     PixFmt const format = pixelFormat == PIX_FMT_NONE ? picture.GetPixelFormat() : pixelFormat;
     AVPixFmtDescriptor const* const description = av_pix_fmt_desc_get(ToLibrary(format));
     if (!description) TARSEL_THROW(Proc::ProcException, "Can't fit a picture into a frame of unknown pixel format");
-    FittedPlace place{0, 0, frame.width, frame.height};
-    if (picture.GetWidth() != frame.width || picture.GetHeight() != frame.height)
-        place = FindPlace(picture.GetFrameInfo(), frame,
-                          1 << std::max({description->log2_chroma_w, description->log2_chroma_h, u8{1}}));
+    FittedPlace const place =
+        PlaceOf(picture, 1 << std::max({description->log2_chroma_w, description->log2_chroma_h, u8{1}}));
     FramePtr scaled = converter.Convert(picture, place.width, place.height, ToLibrary(format));
     bool const whole = place.width == frame.width && place.height == frame.height;
     if (whole) return Proc::DataVideoFF::Wrap(scaled.release(), picture.GetTime(), picture.GetDuration());

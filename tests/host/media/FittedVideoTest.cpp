@@ -110,6 +110,34 @@ TEST(FittedVideo, AnotherPixelFormatIsConverted) {
     EXPECT_THAT(chain.pictures->GetNotes(), ElementsAre("16x16 yuv444p into 16x16 yuv420p"));
 }
 
+TEST(FittedVideo, AFrameOfWholeColourSamplesHoldsOddPicturesAsTheyAre) {
+    auto const source = ScriptedVideo::Create({MakeVideo(0, 1, GREY, PIX_FMT_YUV420P, 15, 17)});
+    source->format->SetPixelFormat(PIX_FMT_YUV420P);
+    source->format->InitByPixelAspect(15, 17, 4, 3);
+    auto const fitted = FittedVideo::Create(source, true);
+    EXPECT_EQ((Conf::FrameInfo{16, 18, 4, 3}), fitted->GetFormatCodec()->GetFrameInfo());
+    auto const pictures = ReadAll(*fitted);
+    ASSERT_EQ(1U, pictures.size());
+    IDataVideo const& picture = *pictures[0];
+    EXPECT_EQ(16, picture.GetWidth());
+    EXPECT_EQ(18, picture.GetHeight());
+    EXPECT_EQ(GREY, LumaAt(picture, 0, 0));
+    EXPECT_EQ(GREY, LumaAt(picture, 14, 16));
+    EXPECT_EQ(BLACK, LumaAt(picture, 15, 16));
+    EXPECT_EQ(BLACK, LumaAt(picture, 14, 17));
+    EXPECT_THAT(fitted->GetNotes(), ElementsAre("15x17 yuv420p into 16x18 yuv420p"));
+}
+
+TEST(FittedVideo, ColourWithoutSubsamplingNeedsNoLargerFrame) {
+    auto const source = ScriptedVideo::Create({MakeVideo(0, 1, GREY, YUV444P, 15, 17)});
+    source->format->SetPixelFormat(YUV444P);
+    source->format->InitByPixelAspect(15, 17, 1, 1);
+    auto const fitted = FittedVideo::Create(source, true);
+    EXPECT_EQ((Conf::FrameInfo{15, 17, 1, 1}), fitted->GetFormatCodec()->GetFrameInfo());
+    EXPECT_THAT(ReadAll(*fitted), ElementsAre(IsVideo(0, 1)));
+    EXPECT_THAT(fitted->GetNotes(), IsEmpty());
+}
+
 TEST(FittedVideo, NamesEachShapeOnceAndSixteenAtMost) {
     std::vector<ScriptedVideo::Step> steps;
     for (int i = 0; i < 60; ++i) steps.emplace_back(MakeVideo(i, 1, GREY, PIX_FMT_YUV420P, 18 + 2 * (i % 20), 16));
