@@ -12,6 +12,7 @@
 #include "tests/support/Builders.h"
 #include "tests/support/LogLines.h"
 #include "tests/support/Matchers.h"
+#include "tests/support/OtherSettings.h"
 #include "tests/support/ScriptedStream.h"
 
 namespace Tarsel::Proc {
@@ -23,14 +24,6 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 constexpr int64 LARGEST = std::numeric_limits<int64>::max();
-
-class OtherSettings : public Settings {
-  public:
-    std::string const& GetClassId() const override {
-        static std::string const id("OtherSettings");
-        return id;
-    }
-};
 
 iptr<FilterFrameRate> MakeFilter(iptr<IStreamVideo> const& source, Ratio const& rate) {
     return MakeShared<FilterFrameRate>(source, SettingsFilterFrameRate(rate));

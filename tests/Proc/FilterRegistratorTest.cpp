@@ -6,6 +6,7 @@
 #include "contracts/Core/Exception.h"
 #include "tests/support/Builders.h"
 #include "tests/support/Matchers.h"
+#include "tests/support/OtherSettings.h"
 #include "tests/support/ScriptedStream.h"
 
 namespace Tarsel::Proc {
@@ -44,20 +45,12 @@ class Picky : public StreamImpl<IStreamVideo, IStreamVideoEx> {
     void DoSeekInternal() override { parentStream->DoSeek(); }
 };
 
-class NoSettings : public Settings {
-  public:
-    std::string const& GetClassId() const override {
-        static std::string const id("NoSettings");
-        return id;
-    }
-};
-
 TEST(MakeInitialized, MakesTheFilterAndInitializesItOnce) {
     Picky::refuse = false;
     Picky::initialized = 0;
     iptr<IStreamVideo> const source = ScriptedVideo::Create({});
     {
-        auto const filter = Details::MakeInitialized<IStreamVideoEx, Picky>(NoSettings(), source);
+        auto const filter = Details::MakeInitialized<IStreamVideoEx, Picky>(OtherSettings(), source);
         EXPECT_EQ(Picky::alive, 1);
         EXPECT_EQ(Picky::initialized, 1);
         EXPECT_EQ(filter->GetRefCountImpl(), 1U);
@@ -69,7 +62,7 @@ TEST(MakeInitialized, ReleasesTheFilterWhenItRefusesTheSettings) {
     Picky::refuse = true;
     iptr<IStreamVideo> const source = ScriptedVideo::Create({});
     EXPECT_EQ(
-        MessageOf<FilterException>([&] { Details::MakeInitialized<IStreamVideoEx, Picky>(NoSettings(), source); }),
+        MessageOf<FilterException>([&] { Details::MakeInitialized<IStreamVideoEx, Picky>(OtherSettings(), source); }),
         "Wrong settings!");
     EXPECT_EQ(Picky::alive, 0);
     EXPECT_EQ(source->GetRefCountImpl(), 1U);
@@ -77,7 +70,7 @@ TEST(MakeInitialized, ReleasesTheFilterWhenItRefusesTheSettings) {
 
 TEST(MakeInitialized, FailureOfTheConstructorPassesThrough) {
     EXPECT_EQ(MessageOf<std::invalid_argument>(
-                  [] { Details::MakeInitialized<IStreamVideoEx, Picky>(NoSettings(), iptr<IStreamVideo>()); }),
+                  [] { Details::MakeInitialized<IStreamVideoEx, Picky>(OtherSettings(), iptr<IStreamVideo>()); }),
               "parentStream is NULL.");
     EXPECT_EQ(Picky::alive, 0);
 }

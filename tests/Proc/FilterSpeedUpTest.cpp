@@ -13,7 +13,9 @@
 #include "contracts/Proc/IEffect.h"
 #include "contracts/Proc/SettingsEffectTempo.h"
 #include "tests/support/Builders.h"
+#include "tests/support/IdleEffect.h"
 #include "tests/support/Matchers.h"
+#include "tests/support/OtherSettings.h"
 #include "tests/support/ScriptedStream.h"
 
 namespace Tarsel::Proc {
@@ -31,14 +33,6 @@ using ::testing::IsEmpty;
 constexpr int64 LARGEST = std::numeric_limits<int64>::max();
 constexpr double INFINITE_FACTOR = std::numeric_limits<double>::infinity();
 constexpr double NO_FACTOR = std::numeric_limits<double>::quiet_NaN();
-
-class OtherSettings : public Settings {
-  public:
-    std::string const& GetClassId() const override {
-        static std::string const id("OtherSettings");
-        return id;
-    }
-};
 
 TEST(SpeedMap, RoundsToTheNearestMicrosecondAndHalvesGoUp) {
     EXPECT_EQ(SpeedMap(2).ToResult(40000), 20000);
@@ -294,28 +288,21 @@ TEST(FilterSpeedUpVideo, StatisticsCountFramesAndTheVisitorMeetsAPlainFilter) {
 
 /// A tempo effect by the book: it gives a block for every second one that goes in, as many as it still holds at the
 /// drain, and keeps a log.
-class TempoByScript final : public IOneInputEffectAudio, public RefCounted {
+class TempoByScript final : public IdleEffect<IOneInputEffectAudio> {
   public:
     std::vector<std::string> log;
     std::vector<iptr<IDataAudio>> drain;
     std::string failure;
     bool keepsEverySecond = true;
 
+    using IdleEffect::Initialize;
     void Initialize(Settings const& newSettings) override {
         settings = dynamic_cast<SettingsEffectTempo const&>(newSettings);
         if (settings.GetTempo() > 100) TARSEL_THROW(EffectException, "too fast");
         log.push_back("Initialize(" + std::to_string(settings.GetTempo()) + ")");
         seen = 0;
     }
-    void Initialize(Core::Property const&) override {}
-    Core::Property GetSettings() override { return {}; }
     Settings const& GetEffectSettings() override { return settings; }
-    Core::Property GetStatistic() override { return {}; }
-    void ResetEffectState() override {}
-    TimeToProgress& GetTimeToProgress() override { return map; }
-    void SetTimeToProgress(TimeToProgress const& value) override { map = value; }
-    int GetProcessingFrameType() override { return IDataVideo::FRAME_ALLOC_ANY; }
-    void AdaptFormatCodec(iptr<Conf::IFormatCodec>&) override {}
     void Process(iptr<IDataAudio>& item) override {
         log.push_back(item ? "Process" : "Drain");
         if (!failure.empty()) TARSEL_THROW(EffectException, failure);
@@ -329,7 +316,6 @@ class TempoByScript final : public IOneInputEffectAudio, public RefCounted {
 
   private:
     SettingsEffectTempo settings;
-    TimeToProgress map;
     int seen = 0;
 };
 
@@ -517,31 +503,13 @@ TEST(FilterSpeedUpAudio, SourceWithoutAFormatIsRefused) {
 }
 
 TEST(FilterSpeedUpAudio, WrongPartsAreRefused) {
-    class NoSoundEffect final : public IOneInputEffectVideo, public RefCounted {
-      public:
-        void Initialize(Settings const&) override {}
-        void Initialize(Core::Property const&) override {}
-        Core::Property GetSettings() override { return {}; }
-        Settings const& GetEffectSettings() override { return settings; }
-        Core::Property GetStatistic() override { return {}; }
-        void ResetEffectState() override {}
-        TimeToProgress& GetTimeToProgress() override { return map; }
-        void SetTimeToProgress(TimeToProgress const&) override {}
-        int GetProcessingFrameType() override { return 0; }
-        void AdaptFormatCodec(iptr<Conf::IFormatCodec>&) override {}
-        void Process(iptr<IDataVideo>&) override {}
-
-      private:
-        OtherSettings settings;
-        TimeToProgress map;
-    };
     auto const source = ScriptedAudio::Create({});
     auto const factory = MakeShared<OneEffectFactory>(MakeShared<TempoByScript>());
     EXPECT_EQ(MessageOf<std::invalid_argument>([&] { FilterSpeedUpAudio refused(nullptr, factory); }),
               "parentStream is NULL.");
     EXPECT_EQ(MessageOf<std::invalid_argument>([&] { FilterSpeedUpAudio refused(source, nullptr); }),
               "effectFactory is NULL");
-    for (iptr<IEffect> const& effect : {iptr<IEffect>(), iptr<IEffect>(new NoSoundEffect())})
+    for (iptr<IEffect> const& effect : {iptr<IEffect>(), iptr<IEffect>(new IdleEffect<IOneInputEffectVideo>())})
         EXPECT_EQ(MessageOf<EffectException>([&] { FilterSpeedUpAudio(source, MakeShared<OneEffectFactory>(effect)); }),
                   "There is no any implementation for SettingsEffectTempo");
 }

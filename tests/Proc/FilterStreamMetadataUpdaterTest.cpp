@@ -8,6 +8,7 @@
 
 #include "tests/support/Builders.h"
 #include "tests/support/Matchers.h"
+#include "tests/support/OtherSettings.h"
 #include "tests/support/ScriptedStream.h"
 
 namespace Tarsel::Proc {
@@ -15,14 +16,6 @@ namespace {
 
 using namespace Test;
 using ::testing::ElementsAre;
-
-class OtherSettings : public Settings {
-  public:
-    std::string const& GetClassId() const override {
-        static std::string const id("OtherSettings");
-        return id;
-    }
-};
 
 using VideoUpdater = FilterStreamMetadataUpdater<IStreamVideo>;
 using AudioUpdater = FilterStreamMetadataUpdater<IStreamAudio>;

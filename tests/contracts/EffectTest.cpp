@@ -7,6 +7,7 @@
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/IEffect.h"
 #include "tests/support/Builders.h"
+#include "tests/support/IdleEffect.h"
 #include "tests/support/Matchers.h"
 
 namespace Tarsel::Proc {
@@ -73,43 +74,23 @@ TEST(TimeToProgress, WidestIntervalDoesNotOverflow) {
     EXPECT_EQ(map.GetProgress(LARGEST), 1.0);
 }
 
-class NoSettings : public Settings {
-  public:
-    std::string const& GetClassId() const override {
-        static std::string const id("NoSettings");
-        return id;
-    }
-};
-
 /// An effect that records what it is asked to process, and puts `result` in its place.
-template <class Base, class Item>
-class RecordingEffect final : public Base, public RefCounted {
+template <class Base>
+class RecordingEffect final : public IdleEffect<Base> {
   public:
+    using typename IdleEffect<Base>::Item;
+
     std::vector<Item*> seen;
     iptr<Item> result;
 
-    void Initialize(Settings const&) override {}
-    void Initialize(Core::Property const&) override {}
-    Core::Property GetSettings() override { return {}; }
-    Settings const& GetEffectSettings() override { return settings; }
-    Core::Property GetStatistic() override { return {}; }
-    void ResetEffectState() override {}
-    TimeToProgress& GetTimeToProgress() override { return map; }
-    void SetTimeToProgress(TimeToProgress const& value) override { map = value; }
-    int GetProcessingFrameType() override { return IDataVideo::FRAME_ALLOC_ANY; }
-    void AdaptFormatCodec(iptr<Conf::IFormatCodec>&) override {}
     void Process(iptr<Item>& item) override {
         seen.push_back(item.get());
         item = result;
     }
-
-  private:
-    NoSettings settings;
-    TimeToProgress map;
 };
 
-using RecordingVideo = RecordingEffect<IOneInputEffectVideo, IDataVideo>;
-using RecordingAudio = RecordingEffect<IOneInputEffectAudio, IDataAudio>;
+using RecordingVideo = RecordingEffect<IOneInputEffectVideo>;
+using RecordingAudio = RecordingEffect<IOneInputEffectAudio>;
 
 TEST(OneInputEffect, ProcessesTheTopmostInputAndGivesWhatCameOfIt) {
     auto const video = MakeShared<RecordingVideo>();

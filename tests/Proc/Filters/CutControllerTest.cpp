@@ -3,6 +3,7 @@
 #include "Proc/Filters/Filters/FilterCutController.h"
 #include "contracts/Core/Exception.h"
 #include "tests/support/CutSupport.h"
+#include "tests/support/OtherSettings.h"
 
 // The controller and the decoded streams.
 
@@ -15,6 +16,7 @@ using Proc::IStreamRaw;
 using Proc::IStreamSubtitle;
 using Proc::IStreamVideo;
 
+using Tarsel::Test::OtherSettings;
 using VideoSource = Source<IStreamVideo>;
 using AudioSource = Source<IStreamAudio>;
 using SubtitleSource = Source<IStreamSubtitle>;
@@ -101,12 +103,6 @@ TEST(CutController, StreamThatIsGoneCanBeAddedAgain) {
     EXPECT_TRUE(controller->AddStream(video));
     EXPECT_EQ(controller->GetRefCountImpl(), 1U);
 }
-
-class OtherSettings final : public Proc::Settings {
-  public:
-    std::string const& GetClassId() const override { return id; }
-    std::string id = "Other";
-};
 
 TEST(CutController, RefusesWrongSettings) {
     auto controller = MakeController({});

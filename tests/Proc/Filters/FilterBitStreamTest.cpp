@@ -11,6 +11,7 @@
 #include "tests/support/BitStreams.h"
 #include "tests/support/LogLines.h"
 #include "tests/support/Matchers.h"
+#include "tests/support/OtherSettings.h"
 
 namespace Tarsel::Proc {
 namespace {
@@ -23,14 +24,6 @@ using TestSupport::GetBytes;
 using TestSupport::JoinAnnexB;
 using TestSupport::JoinMP4;
 using TestSupport::MakeBlob;
-
-class OtherSettings : public Settings {
-  public:
-    std::string const& GetClassId() const override {
-        static std::string const id("OtherSettings");
-        return id;
-    }
-};
 
 iptr<IStreamRawEx> MakeFilter(iptr<IStreamRaw> const& source, SettingsFilterBitStream::StreamFormat needed) {
     return FilterBitStream::Create(source, SettingsFilterBitStream(needed));

@@ -14,6 +14,7 @@
 #include "contracts/Core/Exception.h"
 #include "tests/support/Builders.h"
 #include "tests/support/Matchers.h"
+#include "tests/support/OtherSettings.h"
 
 namespace Tarsel::Host {
 namespace {
@@ -356,13 +357,6 @@ TEST(TempoEffect, SettingsGoInAsObjectAndAsProperty) {
     EXPECT_EQ(effect->GetSettings(), Settings2Property(SettingsEffectTempo(1.25)));
     EXPECT_EQ(MessageOf<FilterException>([&] { effect->Initialize(Core::Property("Other")); }),
               "Object was initialized with incorrect class (Other)!");
-    class OtherSettings : public Settings {
-      public:
-        std::string const& GetClassId() const override {
-            static std::string const id("OtherSettings");
-            return id;
-        }
-    };
     EXPECT_THROW(effect->Initialize(OtherSettings()), std::bad_cast);
     EXPECT_EQ(effect->GetSettings(), Settings2Property(SettingsEffectTempo(1.25)));
 }

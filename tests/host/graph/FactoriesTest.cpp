@@ -12,7 +12,9 @@
 #include "contracts/Proc/SettingsEffectTempo.h"
 #include "contracts/Proc/SettingsStreamMetadataUpdater.h"
 #include "tests/support/Builders.h"
+#include "tests/support/IdleEffect.h"
 #include "tests/support/Matchers.h"
+#include "tests/support/OtherSettings.h"
 #include "tests/support/ScriptedStream.h"
 
 // What the host's factories give is known to them by name only so far; a caller needs the classes whole.
@@ -31,14 +33,6 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 constexpr char const* UPDATER = SettingsStreamMetadataUpdater::CLASS_ID;
-
-class OtherSettings : public Settings {
-  public:
-    std::string const& GetClassId() const override {
-        static std::string const id("OtherSettings");
-        return id;
-    }
-};
 
 SettingsStreamMetadataUpdater Language(char const* language) {
     return SettingsStreamMetadataUpdater(Core::Property("Tags").SetChild("language", language));
@@ -199,24 +193,7 @@ TEST(FilterFactory, NullPartsAreRefused) {
 }
 
 /// An effect that is told by its address alone.
-class OtherEffect final : public IOneInputEffectAudio, public RefCounted {
-  public:
-    void Initialize(Settings const&) override {}
-    void Initialize(Core::Property const&) override {}
-    Core::Property GetSettings() override { return {}; }
-    Settings const& GetEffectSettings() override { return settings; }
-    Core::Property GetStatistic() override { return {}; }
-    void ResetEffectState() override {}
-    TimeToProgress& GetTimeToProgress() override { return map; }
-    void SetTimeToProgress(TimeToProgress const&) override {}
-    int GetProcessingFrameType() override { return 0; }
-    void AdaptFormatCodec(iptr<Conf::IFormatCodec>&) override {}
-    void Process(iptr<IDataAudio>&) override {}
-
-  private:
-    OtherSettings settings;
-    TimeToProgress map;
-};
+using OtherEffect = Tarsel::Test::IdleEffect<IOneInputEffectAudio>;
 
 TEST(EffectFactory, MakesTheTempoEffectAnewAtEveryCall) {
     auto const factory = MakeEffectFactory();
