@@ -261,7 +261,8 @@ TEST(Examples, EveryGraphRunsOnASampleClip) {
         auto const result = RunTarsel(arguments);
         EXPECT_EQ(0, result.exitCode) << entry.path() << ": " << result.errors;
         if (result.exitCode != 0) continue;
-        for (Json const& stream : ParseOutput(result).at("streams")) EXPECT_GT(stream.at("items"), 0) << entry.path();
+        Json const report = ParseOutput(result);
+        for (Json const& stream : report.at("streams")) EXPECT_GT(stream.at("items"), 0) << entry.path();
         if (writes) {
             EXPECT_FALSE(InspectFile(output).streams.empty()) << entry.path();
         }
