@@ -28,7 +28,7 @@ uint32 HashPicture(IDataVideo const& frame) {
 
 template <class T>
 DataSkipperStreamImpl<T>::DataSkipperStreamImpl(iptr<T> source, iptr<FilterCutController> controller)
-    : Details::SkipperBase<T>(std::move(source), false), controller(std::move(controller)) {}
+    : SameKindStream<T>(std::move(source), false), controller(std::move(controller)) {}
 
 template <class T>
 DataSkipperStreamImpl<T>::~DataSkipperStreamImpl() {

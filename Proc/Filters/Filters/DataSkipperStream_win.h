@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "Proc/Filters/Filters/FilterCutController.h"
-#include "Proc/StreamTemplates/StreamBaseImpl.h"
+#include "Proc/StreamTemplates/SameKindStream.h"
 
 namespace Tarsel::Proc {
 
@@ -21,26 +21,6 @@ struct SkippedFrames {
 /// FNV-1a over the visible bytes of each plane, the planes' values added up; 0 for a frame without planes.
 uint32 HashPicture(IDataVideo const& frame);
 
-namespace Details {
-
-/// A compressed stream also tells its media type.
-template <class T>
-class SkipperBase : public StreamImpl<T, T> {
-  protected:
-    using StreamImpl<T, T>::StreamImpl;
-};
-
-template <>
-class SkipperBase<IStreamRaw> : public StreamImpl<IStreamRaw, IStreamRaw> {
-  public:
-    MediaType GetMediaType() const override { return parentStream->GetMediaType(); }
-
-  protected:
-    using StreamImpl<IStreamRaw, IStreamRaw>::StreamImpl;
-};
-
-}  // namespace Details
-
 /// The small stream between one group of pictures and its consumer, for `T` in `IStreamVideo`, `IStreamAudio`,
 /// `IStreamRaw`.
 ///
@@ -48,7 +28,7 @@ class SkipperBase<IStreamRaw> : public StreamImpl<IStreamRaw, IStreamRaw> {
 /// as it stands. End: the source's. A picture that equals the one before it isn't passed on, its duration goes to that
 /// one: an encoder would merge the two. One reader.
 template <class T>
-class DataSkipperStreamImpl final : public Details::SkipperBase<T> {
+class DataSkipperStreamImpl final : public SameKindStream<T> {
   public:
     using DataType = typename T::DataType;
     using IStream::Initialize;

@@ -13,7 +13,7 @@ constexpr char SEEK_DISABLED[] = "Seek is disabled for this stream. You have to 
 
 template <class T>
 SeekControllerStreamImpl<T>::SeekControllerStreamImpl(iptr<T> source, iptr<FilterSeekController> controller)
-    : Details::SeekControllerStreamBase<T>(std::move(source), false), controller(std::move(controller)) {}
+    : SameKindStream<T>(std::move(source), false), controller(std::move(controller)) {}
 
 template <class T>
 SeekControllerStreamImpl<T>::~SeekControllerStreamImpl() {
@@ -66,7 +66,7 @@ void SeekControllerStreamImpl<T>::ReleaseInternalData() {
     Core::RecursiveMutexLock const api(this->apiLock);
     // A source that was only sought goes on from there.
     releasedBehindRead = releasedBehindRead || sourceRead;
-    Details::SeekControllerStreamBase<T>::ReleaseInternalData();
+    SameKindStream<T>::ReleaseInternalData();
 }
 
 template <class T>

@@ -3,28 +3,9 @@
 #include <atomic>
 
 #include "Proc/Filters/Filters/FilterSeekController.h"
-#include "Proc/StreamTemplates/StreamBaseImpl.h"
+#include "Proc/StreamTemplates/SameKindStream.h"
 
 namespace Tarsel::Proc {
-
-namespace Details {
-
-/// Compressed streams say what they carry; the others have nothing to add.
-template <class T>
-class SeekControllerStreamBase : public StreamImpl<T, T> {
-  protected:
-    using StreamImpl<T, T>::StreamImpl;
-};
-template <>
-class SeekControllerStreamBase<IStreamRaw> : public StreamImpl<IStreamRaw, IStreamRaw> {
-  public:
-    MediaType GetMediaType() const override { return parentStream->GetMediaType(); }
-
-  protected:
-    using StreamImpl<IStreamRaw, IStreamRaw>::StreamImpl;
-};
-
-}  // namespace Details
 
 /// A stream under a seek controller: reads its source and counts the items.
 ///
@@ -33,7 +14,7 @@ class SeekControllerStreamBase<IStreamRaw> : public StreamImpl<IStreamRaw, IStre
 /// the source's. Keeps the controller alive, which doesn't own it. Threads: one consumer; the controller's seek must
 /// not run beside it.
 template <class T>
-class SeekControllerStreamImpl final : public IStreamSeekController, public Details::SeekControllerStreamBase<T> {
+class SeekControllerStreamImpl final : public IStreamSeekController, public SameKindStream<T> {
   public:
     using typename StreamImpl<T, T>::DataType;
     using FormatType = typename T::FormatType;
