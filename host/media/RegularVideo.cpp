@@ -1,15 +1,35 @@
 #include "host/media/RegularVideo.h"
 
+#include <limits>
+
 #include "contracts/Proc/IData.h"
+#include "host/media/FFmpeg.h"
+
+extern "C" {
+#include <libavutil/rational.h>
+}
 
 namespace Tarsel::Host {
+
+namespace {
+
+/// The rate in terms so small that a second's microseconds can be multiplied into them: changes of speed one over
+/// another make them as large as they like.
+Ratio Reduced(Ratio const& rate) {
+    if (rate.numerator() <= 0) return {0, 1};
+    AVRational reduced{0, 1};
+    av_reduce(&reduced.num, &reduced.den, rate.numerator(), rate.denominator(), std::numeric_limits<int>::max());
+    return reduced.num > 0 && reduced.den > 0 ? Ratio(reduced.num, reduced.den) : Ratio(0, 1);
+}
+
+}  // namespace
 
 iptr<RegularVideo> RegularVideo::Create(iptr<Proc::IStreamVideo> const& source) {
     return iptr<RegularVideo>(new RegularVideo(source));
 }
 
 RegularVideo::RegularVideo(iptr<Proc::IStreamVideo> const& pictures)
-    : CodecStream(pictures), rate(source->GetFormatCodec()->GetFrameRate()) {}
+    : CodecStream(pictures), rate(Reduced(source->GetFormatCodec()->GetFrameRate())) {}
 
 void RegularVideo::Enter(Proc::IStreamVisitor& visitor) {
     Proc::Visitors::Visit(visitor, "RegularVideo", Proc::Visitors::FRAME_TYPE_FILTER, nullptr);

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <stdexcept>
 
 #include "tests/support/Builders.h"
@@ -37,6 +38,14 @@ struct Chain {
         return times;
     }
 };
+
+TEST(RegularVideo, RatesOfHugeTermsHaveTheSameGrid) {
+    constexpr int64 HUGE_TERM = int64{1} << 57;
+    Chain chain({0, 41000, 80000}, {25 * HUGE_TERM + 1, HUGE_TERM});
+    EXPECT_THAT(chain.Times(), ElementsAre(0, 40000, 80000));
+    Chain slowest({0, 41000}, {1, std::numeric_limits<int64>::max()});
+    EXPECT_THAT(slowest.Times(), ElementsAre(0, 41000));
+}
 
 TEST(RegularVideo, PicturesOnTheGridPassAsTheSameObjects) {
     Chain chain({0, 40000, 120000});
