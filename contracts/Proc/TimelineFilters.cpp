@@ -1,3 +1,4 @@
+#include "contracts/Proc/IFilterCacheController.h"
 #include "contracts/Proc/IFilterFrameRate.h"
 #include "contracts/Proc/IFilterRepeatController.h"
 #include "contracts/Proc/IFilterSeekController.h"
@@ -6,6 +7,7 @@
 
 namespace Tarsel::Proc {
 
+IFilterCacheController::~IFilterCacheController() = default;
 IFilterFrameRate::~IFilterFrameRate() = default;
 IFilterRepeatController::~IFilterRepeatController() = default;
 IFilterSeekController::~IFilterSeekController() = default;
