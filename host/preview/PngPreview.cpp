@@ -219,9 +219,9 @@ void PngPreview::Keep(std::string const& path) {
 }
 
 void PngPreview::EndThread(bool drop) {
-    iptr<Proc::IDataVideo> dropped;
-    iptr<Proc::IDataVideo> last;
     {
+        iptr<Proc::IDataVideo> dropped;
+        iptr<Proc::IDataVideo> last;
         MutexLock const guard(lock);
         ending = true;
         lastTaken.swap(last);
