@@ -5,9 +5,10 @@
 #include <memory>
 #include <thread>
 
-#include "tests/Proc/CacheDataSupport.h"
+#include "contracts/Proc/FilterCacheData.h"
 #include "tests/support/FailureClasses.h"
 #include "tests/support/Matchers.h"
+#include "tests/support/WatchedVideo.h"
 
 namespace Tarsel::Proc {
 namespace {

@@ -9,7 +9,8 @@
 #include <string>
 #include <thread>
 
-#include "tests/Proc/CacheDataSupport.h"
+#include "contracts/Proc/FilterCacheData.h"
+#include "tests/support/WatchedVideo.h"
 
 namespace Tarsel::Proc {
 namespace {

@@ -6,9 +6,10 @@
 #include <optional>
 #include <thread>
 
-#include "tests/Proc/CacheDataSupport.h"
+#include "contracts/Proc/FilterCacheData.h"
 #include "tests/support/LogLines.h"
 #include "tests/support/Matchers.h"
+#include "tests/support/WatchedVideo.h"
 
 namespace Tarsel::Proc {
 namespace {

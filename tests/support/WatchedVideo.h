@@ -6,7 +6,6 @@
 #include <utility>
 #include <vector>
 
-#include "contracts/Proc/FilterCacheData.h"
 #include "tests/support/Builders.h"
 #include "tests/support/ScriptedStream.h"
 
@@ -24,12 +23,13 @@ class WatchedVideo final : public ScriptedVideo {
     std::function<void(int)> onRead;
     /// The same with the step's item in hand, which nothing takes back from there.
     std::function<void(int)> onGive;
-    std::function<void()> onRequestSeek, onDoSeek, onFinishSeek, onRelease, onFormat;
+    std::function<void()> onRequestSeek, onDoSeek, onFinishSeek, onRelease, onFormat, onDuration;
     std::atomic<int> reads{0};
     std::atomic<int> overlaps{0};
 
     int64 GetDuration() const override {
         Inside const inside(*this);
+        if (onDuration) onDuration();
         return ScriptedVideo::GetDuration();
     }
     Item Read() override {
@@ -79,9 +79,9 @@ class WatchedVideo final : public ScriptedVideo {
     class Inside {
       public:
         explicit Inside(WatchedVideo const& source) : source(const_cast<WatchedVideo&>(source)) {
-            if (this->source.inside++ != 0) ++this->source.overlaps;
+            if (this->source.callers++ != 0) ++this->source.overlaps;
         }
-        ~Inside() { --source.inside; }
+        ~Inside() { --source.callers; }
         Inside(Inside const&) = delete;
         Inside& operator=(Inside const&) = delete;
 
@@ -93,7 +93,7 @@ class WatchedVideo final : public ScriptedVideo {
         duration = FRAME * static_cast<int64>(frames.size());
     }
 
-    std::atomic<int> inside{0};
+    std::atomic<int> callers{0};
 };
 
 }  // namespace Tarsel::Test
