@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "contracts/Core/Exception.h"
+#include "contracts/Proc/FilterCacheData.h"
 #include "contracts/Proc/IFilterCutController.h"
 #include "contracts/Proc/IFilterFrameRate.h"
 #include "contracts/Proc/IFilterLosslessDetect.h"
@@ -322,6 +323,7 @@ class GraphBuilder {
         if (name == Slots::LOSSLESS_DETECT.name)
             return iptr<IStreamRaw>(Slot(Slots::LOSSLESS_DETECT, filter.implName)(
                 OnlyInput<IStreamRaw>(filter), *MakeSettings(name, filter.settings)));
+        if (name == FILTER_CACHE_DATA) return CreateFilterCacheData(OnlyInput<IStreamVideo>(filter));
         TARSEL_THROW(FilterException, "there is no filter " + name + " that a graph can name");
     }
 

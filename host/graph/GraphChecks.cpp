@@ -51,7 +51,7 @@ bool IsCacheController(Vertex const& vertex) {
 
 /// Whether a thread of its own reads its inputs.
 bool ReadsAhead(Vertex const& vertex) {
-    return IsCacheController(vertex);
+    return IsCacheController(vertex) || (vertex.entry && vertex.entry->classId == FILTER_CACHE_DATA);
 }
 
 bool IsJoin(Vertex const& vertex) {

@@ -193,6 +193,7 @@ void AddTimelineFilters(std::vector<CatalogEntry>& catalog) {
                                 "The repeat of a picture, made through its own interface"));
     catalog.push_back(Dedicated(FilterSlots::REPEAT_AUDIO.name, {Audio}, {RepeatCount()},
                                 "The repeat of a block of sound, made through its own interface"));
+    catalog.push_back(Dedicated(FILTER_CACHE_DATA, {Video}, {}, "Reads one picture ahead on a thread of its own"));
 }
 
 void AddPacketFilters(std::vector<CatalogEntry>& catalog) {
