@@ -27,7 +27,9 @@ ScrubPlayer::ScrubPlayer(ScrubStreams scrubStreams, ScrubListener scrubListener)
     : streams(std::move(scrubStreams)),
       listener(std::move(scrubListener)),
       count(static_cast<int64>(streams.grid.GetCount())) {
-    GoTo(count > 0 ? streams.grid.GetTime(0) : 0);
+    if (count > 0) asked = streams.grid.GetTime(0);
+    soundUpTo = asked;
+    GoTo(asked);
 }
 
 ScrubPlayer::~ScrubPlayer() = default;
