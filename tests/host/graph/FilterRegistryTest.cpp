@@ -10,6 +10,7 @@
 #include "contracts/Proc/FilterBitStream.h"
 #include "contracts/Proc/FilterRegistrator.h"
 #include "contracts/Proc/IFactories.h"
+#include "contracts/Proc/IFilterCacheController.h"
 #include "contracts/Proc/IFilterLosslessDetect.h"
 #include "contracts/Proc/IFilterSeekController.h"
 #include "contracts/Proc/IStream.h"
@@ -176,6 +177,7 @@ TEST(FilterRegistrator, EntersItsRowsInTheOrderOfTheTables) {
         "dedicated - FilterFrameRate Tarsel",
         "dedicated - FilterCutController Tarsel",
         "dedicated - FilterRepeatController Tarsel",
+        "dedicated - FilterCacheController Tarsel",
         "dedicated - FilterSeekController Tarsel",
         "dedicated - FilterJoinVideo Tarsel",
         "dedicated - FilterJoinAudio Tarsel",
@@ -275,6 +277,14 @@ TEST(FilterRegistrator, JoinsAndTheSeekControllerAreMadeThroughTheSharedLibrary)
     auto const controller = registry->Find(FilterSlots::SEEK_CONTROLLER, ImplNames::TARSEL)();
     EXPECT_NE(controller->AddStream(iptr<IStreamRaw>(MakeSource())), nullptr);
     EXPECT_EQ(controller->AddStream(iptr<IStreamSubtitle>(Tarsel::Test::ScriptedSubtitle::Create({}))), nullptr);
+}
+
+TEST(FilterRegistrator, TheCacheControllerIsMadeThroughTheSharedLibrary) {
+    auto const registry = MakeFilterRegistry();
+    auto const controller = registry->Find(FilterSlots::CACHE_CONTROLLER, ImplNames::TARSEL)();
+    EXPECT_EQ(controller->AddStream(iptr<IStreamVideo>(Tarsel::Test::ScriptedVideo::Create({})))->GetSettings().Name(),
+              "FilterCacheStream");
+    EXPECT_EQ(controller->AddStream(iptr<IStreamRaw>(Tarsel::Test::ScriptedRaw::Create({}))), nullptr);
 }
 
 TEST(FilterRegistrator, EveryNameResolvesToExactlyOneFactoryThroughTheSharedLibrary) {
