@@ -1,5 +1,6 @@
 #include "Proc/Filters/Filters/FilterRegistrator.h"
 
+#include "Proc/Filters/Filters/FilterCacheController.h"
 #include "Proc/Filters/Filters/FilterCutController.h"
 #include "Proc/Filters/Filters/FilterDurationTrimmerAudio.h"
 #include "Proc/Filters/Filters/FilterDurationTrimmerSubtitle.h"
@@ -78,6 +79,7 @@ void RegisterDedicated(IFilterFactoryRegistrator& registrator) {
     registrator.RegisterFilterFrameRate(ImplNames::TARSEL, FilterFrameRate::Create);
     registrator.RegisterFilterCutController(ImplNames::TARSEL, FilterCutController::Create);
     registrator.RegisterFilterRepeatController(ImplNames::TARSEL, FilterRepeatController::Create);
+    registrator.RegisterFilterCacheController(ImplNames::TARSEL, FilterCacheController::Create);
     registrator.RegisterFilterSeekController(ImplNames::TARSEL, FilterSeekController::Create);
     registrator.RegisterFilterJoinVideo(ImplNames::TARSEL, FilterJoinVideo::Create);
     registrator.RegisterFilterJoinAudio(ImplNames::TARSEL, FilterJoinAudio::Create);

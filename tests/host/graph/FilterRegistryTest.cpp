@@ -176,6 +176,7 @@ TEST(FilterRegistrator, EntersItsRowsInTheOrderOfTheTables) {
         "dedicated - FilterFrameRate Tarsel",
         "dedicated - FilterCutController Tarsel",
         "dedicated - FilterRepeatController Tarsel",
+        "dedicated - FilterCacheController Tarsel",
         "dedicated - FilterSeekController Tarsel",
         "dedicated - FilterJoinVideo Tarsel",
         "dedicated - FilterJoinAudio Tarsel",
@@ -275,6 +276,13 @@ TEST(FilterRegistrator, JoinsAndTheSeekControllerAreMadeThroughTheSharedLibrary)
     auto const controller = registry->Find(FilterSlots::SEEK_CONTROLLER, ImplNames::TARSEL)();
     EXPECT_NE(controller->AddStream(iptr<IStreamRaw>(MakeSource())), nullptr);
     EXPECT_EQ(controller->AddStream(iptr<IStreamSubtitle>(Tarsel::Test::ScriptedSubtitle::Create({}))), nullptr);
+}
+
+TEST(FilterRegistrator, TheCacheControllerIsMadeThroughTheSharedLibrary) {
+    auto const registry = MakeFilterRegistry();
+    auto const controller = registry->Find(FilterSlots::CACHE_CONTROLLER, ImplNames::TARSEL)();
+    EXPECT_EQ(controller->AddStream(iptr<IStreamVideo>(MakeSource()))->GetSettings().Name(), "FilterCacheStream");
+    EXPECT_EQ(controller->AddStream(iptr<IStreamRaw>(Tarsel::Test::ScriptedRaw::Create({}))), nullptr);
 }
 
 TEST(FilterRegistrator, EveryNameResolvesToExactlyOneFactoryThroughTheSharedLibrary) {
