@@ -117,8 +117,7 @@ class ModelCache {
     }
     void DoSeek() {
         if (!controller.AllRequested()) return;
-        bool const outside = buffer.empty() || position <= buffer.front().time || position >= buffer.back().time;
-        if (outside) return controller.SeekAll(position, forward);
+        if (IsOutside()) return controller.SeekAll(position, forward);
         for (next = buffer.begin(); next != buffer.end(); ++next)
             if (next->time < position && position < next->GetEnd()) break;
         if (next == buffer.end()) TARSEL_THROW(std::logic_error, "buffer overrun");
@@ -158,6 +157,18 @@ class ModelCache {
     }
 
   private:
+    /// A first item without a time is no beginning.
+    bool IsOutside() const {
+        return buffer.empty() || !HasValue(buffer.front().time) || position <= buffer.front().time ||
+               position >= buffer.back().time;
+    }
+    /// An item of unknown length is kept for as long as its start is, one of unknown time goes.
+    void DropBehind() {
+        auto const isBehind = [&](ModelItem const& item) {
+            return (HasValue(item.GetEnd()) ? item.GetEnd() : item.time) < SubTime(position, span);
+        };
+        while (!buffer.empty() && isBehind(buffer.front())) buffer.pop_front();
+    }
     std::optional<ModelItem> ReadInternal() {
         if (next != buffer.end()) {
             ModelItem const item = *next++;
@@ -170,7 +181,8 @@ class ModelCache {
         }
         bool ended = false;
         bool appended = false;
-        bool const reachesFar = HasValue(position) && !buffer.empty() && buffer.back().time >= AddTime(position, prefetch);
+        bool const reachesFar =
+            HasValue(position) && !buffer.empty() && buffer.back().time >= AddTime(position, prefetch);
         if (!reachesFar) Fill(ended, appended);
         if (!ended || appended) {
             for (auto item = buffer.begin(); item != buffer.end(); ++item) {
@@ -186,16 +198,18 @@ class ModelCache {
         return {};
     }
     void Fill(bool& ended, bool& appended) {
-        while (HasValue(position) && !buffer.empty() && buffer.front().GetEnd() < SubTime(position, span))
-            buffer.pop_front();
+        DropBehind();
         for (;;) {
             auto const item = source.Read();
             if (!item) {
                 ended = true;
                 return;
             }
-            if (!HasValue(position)) position = item->time;
-            if (item->GetEnd() < SubTime(position, span)) continue;
+            if (!HasValue(position)) {
+                position = item->time;
+                DropBehind();
+            }
+            if (HasValue(item->GetEnd()) && item->GetEnd() < SubTime(position, span)) continue;
             int64 const high = AddTime(position, prefetch);
             if (item->time > high) TARSEL_THROW(std::logic_error, "buffer overrun");
             buffer.push_back(*item);

@@ -117,14 +117,14 @@ inline std::vector<NamedFailure> EveryFailure() {
         {"a number", std::make_exception_ptr(7)},
     };
 }
-/// What the failure says of itself.
+/// What a log says of the failure.
 inline std::string TextOf(std::exception_ptr const& failure) {
     try {
         std::rethrow_exception(failure);
     } catch (std::exception const& known) {
         return known.what();
     } catch (...) {
-        return "unknown";
+        return "type: int";
     }
 }
 

@@ -1,5 +1,6 @@
-// Caches under one controller, each read by a thread of its own, that are sought, released, ended, watched and destroyed
-// in random order, while their own threads are wherever they happen to be. Nothing here waits for time to pass.
+// Caches under one controller, each read by a thread of its own, that are sought, released, ended, watched and
+// destroyed in random order, while their own threads are wherever they happen to be. Nothing here waits for time to
+// pass.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -102,6 +103,7 @@ class Track {
         repeated = false;
         ++*next;
     }
+    bool IsPlaced() const { return next.has_value(); }
     void CheckEnd() const {
         if (!next || mayEnd) return;
         ASSERT_GE(*next, DURATION / length - 1) << "more than the last item stayed behind";
@@ -146,6 +148,11 @@ class TrackOf final : public Track {
         } catch (FilterException const& failure) {
             ASSERT_TRUE(mayFail);
             return Forget();
+        } catch (std::logic_error const& failure) {
+            // The source has gone on where no seek put it.
+            ASSERT_FALSE(IsPlaced());
+            ASSERT_STREQ(failure.what(), "buffer overrun");
+            return;
         }
         if (!item) return CheckEnd();
         if constexpr (std::is_same_v<T, IStreamVideo>)
@@ -192,7 +199,7 @@ class CacheStress : public ::testing::TestWithParam<unsigned> {
     int64 MakePosition() {
         switch (Number(0, 5)) {
             case 0:
-                return Number(-SECOND, DURATION + SECOND);
+                return Number(0, DURATION + SECOND);
             case 1:
                 return Number(0, DURATION / 10000) * 10000;
             default:

@@ -28,19 +28,20 @@ class LogGates final : public google::LogSink {
     }
     ~LogGates() override { google::RemoveLogSink(this); }
 
-    /// The gate behind the lines that begin with `text`, there from the first call on and open at first. An interruption
-    /// of who waits there stays pending.
+    /// The gate behind the lines that begin with `text`, there from the first call on and open at first. An
+    /// interruption of who waits there stays pending.
     Gate& At(std::string const& text) {
         Core::MutexLock const lock(mutex);
         auto& gate = gates[text];
         if (!gate) gate = std::make_unique<Gate>(false);
         return *gate;
     }
-    /// The next thread that logs a line that begins with `text` goes on when it has been interrupted, which stays
-    /// pending.
-    void HoldUntilInterrupted(std::string const& text) {
+    /// The same gate, behind which the next thread waits for its interruption, which stays pending.
+    Gate& HoldUntilInterrupted(std::string const& text) {
+        Gate& gate = At(text);
         Core::MutexLock const lock(mutex);
         held = text;
+        return gate;
     }
     /// Counts the ends of the threads that have logged a line with a gate.
     Gate& Ends() { return *ends; }
