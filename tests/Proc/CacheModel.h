@@ -162,12 +162,15 @@ class ModelCache {
         return buffer.empty() || !HasValue(buffer.front().time) || position <= buffer.front().time ||
                position >= buffer.back().time;
     }
-    /// An item of unknown length is kept for as long as its start is, one of unknown time goes.
+    /// An item of unknown length is kept for as long as its start is, one of unknown time as long as those behind it.
     void DropBehind() {
-        auto const isBehind = [&](ModelItem const& item) {
-            return (HasValue(item.GetEnd()) ? item.GetEnd() : item.time) < SubTime(position, span);
-        };
-        while (!buffer.empty() && isBehind(buffer.front())) buffer.pop_front();
+        auto gone = buffer.begin();
+        for (auto item = buffer.begin(); item != buffer.end(); ++item) {
+            int64 const place = HasValue(item->GetEnd()) ? item->GetEnd() : item->time;
+            if (HasValue(place) && place >= SubTime(position, span)) break;
+            if (HasValue(place)) gone = std::next(item);
+        }
+        buffer.erase(buffer.begin(), gone);
     }
     std::optional<ModelItem> ReadInternal() {
         if (next != buffer.end()) {
