@@ -142,6 +142,21 @@ TYPED_TEST(SeekControllerFaults, FailureOfTheReadThatARepeatedSeekMakesComesOutO
     }
 }
 
+TYPED_TEST(SeekControllerFaults, FailureOfAReturnBehindAReleaseComesOutOfTheReadAndTheNextReadReturns) {
+    for (bool const second : {false, true}) {
+        this->Start();
+        EXPECT_THAT(this->wrappers[1]->Read(), IsVideo(400, 40));
+        this->wrappers[1]->ReleaseInternalData();
+        this->controller->Seek(400);
+        auto& hook = second ? this->sources[1]->onDoSeek : this->sources[1]->onRequestSeek;
+        hook = this->Fail();
+        EXPECT_EQ(FailureOf([&] { this->wrappers[1]->Read(); }), this->described);
+        hook = nullptr;
+        EXPECT_THAT(this->wrappers[1]->Read(), IsVideo(400, 40));
+        this->ExpectThatASeekWorks(80);
+    }
+}
+
 TYPED_TEST(SeekControllerFaults, FailureOfEachReadOfAWrapperComesOutOfItAndASeekWorks) {
     for (int at = 0; at < 4; ++at) {
         SCOPED_TRACE("read " + std::to_string(at));

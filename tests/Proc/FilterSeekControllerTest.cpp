@@ -202,6 +202,33 @@ TEST(FilterSeekController, StreamAlreadyReadOnIsNotBroughtBackByARepeatedSeekWhi
     EXPECT_THAT(blocks->Read(), IsAudio(0, 480));
 }
 
+TEST(FilterSeekController, StreamThatWasReadAndReleasedComesBackWithItsNextReadBehindARepeatedSeek) {
+    auto const video = MakeClip(3), other = MakeClip(3);
+    auto const controller = MakeController();
+    auto const wrapper = controller->AddStream(iptr<IStreamVideo>(video));
+    auto const otherWrapper = controller->AddStream(iptr<IStreamVideo>(other));
+    controller->Seek(40000);
+    EXPECT_THAT(wrapper->Read(), IsVideo(40000, 40000));
+    wrapper->ReleaseInternalData();
+    controller->Seek(40000);
+    EXPECT_THAT(wrapper->Read(), IsVideo(40000, 40000));
+    EXPECT_THAT(wrapper->Read(), IsVideo(80000, 40000));
+    EXPECT_THAT(other->log.Take(), ElementsAre("RequestSeek(40000)", "DoSeek", "Read"));
+    EXPECT_THAT(otherWrapper->Read(), IsVideo(40000, 40000));
+}
+
+TEST(FilterSeekController, StreamThatWasReleasedUnreadIsNotSoughtByARepeatedSeek) {
+    auto const video = MakeClip(3), other = MakeClip(3);
+    auto const controller = MakeController();
+    auto const wrapper = controller->AddStream(iptr<IStreamVideo>(video));
+    auto const otherWrapper = controller->AddStream(iptr<IStreamVideo>(other));
+    controller->Seek(40000);
+    otherWrapper->ReleaseInternalData();
+    controller->Seek(40000);
+    EXPECT_THAT(otherWrapper->Read(), IsVideo(40000, 40000));
+    EXPECT_THAT(other->log.Take(), ElementsAre("RequestSeek(40000)", "DoSeek", "ReleaseInternalData", "Read"));
+}
+
 TEST(FilterSeekController, DurationsMustBeEqualToTheMicrosecond) {
     for (int64 const difference : {-1, 1}) {
         auto const controller = MakeController();

@@ -218,13 +218,16 @@ typename FilterCache<T>::Filling FilterCache<T>::Fill() {
 template <class T>
 void FilterCache<T>::DropBehind(int64 low) {
     if (!HasValue(low)) return;
-    while (!buffer.empty()) {
-        DataType const& item = *buffer.front();
-        int64 const end = EndOf(item);
-        // An item of unknown length goes by its start, and one of unknown time with those around it.
-        if ((HasValue(end) ? end : item.GetTime()) >= low) return;
-        buffer.pop_front();
+    auto kept = buffer.begin();
+    for (auto item = buffer.begin(); item != buffer.end(); ++item) {
+        // An item of unknown length goes by its start, and one of unknown time with the next one that goes.
+        int64 const end = EndOf(**item);
+        int64 const place = HasValue(end) ? end : (*item)->GetTime();
+        if (!HasValue(place)) continue;
+        if (place >= low) break;
+        kept = std::next(item);
     }
+    buffer.erase(buffer.begin(), kept);
 }
 
 template <class T>
@@ -406,16 +409,16 @@ template <class T>
 void FilterCache<T>::UpdateBufferTask::TrimWindow() const {
     Core::MutexLock const lock(cache->positionMutex);
     VLOG(VERBOSITY) << "BT Cleaning the buffer...";
-    auto& buffer = cache->buffer;
+    Buffer& items = cache->buffer;
     int64 const low = SubTime(cache->logicalPosition, cache->cacheSpan);
     unsigned itemsPopped = 0;
     // Without a position nothing goes, and an item without a time goes like an early one.
-    for (; !buffer.empty() && buffer.front()->GetTime() < low; ++itemsPopped) {
-        if (cache->bufferPos == buffer.begin()) {
+    for (; !items.empty() && items.front()->GetTime() < low; ++itemsPopped) {
+        if (cache->bufferPos == items.begin()) {
             VLOG(VERBOSITY) << "BT OK this is the beginning.";
             break;
         }
-        buffer.pop_front();
+        items.pop_front();
     }
     VLOG(VERBOSITY) << itemsPopped << " item(s) were popped from the buffer.";
 }
