@@ -17,7 +17,7 @@ class TARSEL_CONTRACTS_EXPORT ThreadPool {
   public:
     enum class StartMode {
         AT_FIRST_TASK,
-        BY_HAND,  ///< tasks wait until `Start`
+        BY_HAND,  ///< tasks wait until `Start`; those that hold the pool itself keep it alive until then, or `Stop`
     };
 
     /// Throws `std::invalid_argument` for a count of 0. No thread is started yet.

@@ -21,6 +21,9 @@ using TestSupport::MessageOf;
 /// A pool of one thread that the test starts when it has published: what is delivered is exactly known.
 class PreviewList : public ::testing::Test {
   protected:
+    // Tasks of a pool that was never started hold the list, and so the pool itself.
+    ~PreviewList() override { pool->Stop(); }
+
     void Publish(int64 time) { list->OnVideoFrame(MakeVideo(time, 1)); }
     /// Lets all tasks run, and those that their subscribers have posted.
     void Deliver() {
