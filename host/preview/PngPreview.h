@@ -55,13 +55,17 @@ class TARSEL_HOST_EXPORT PngPreview : public Proc::IVideoPreviewSubscriber, publ
     class Encoder;
 
     void PrepareFolder(bool force);
+    void RefuseGpuFrame();
     void Run();
     /// Waits for a frame; null at the end.
     iptr<Proc::IDataVideo> Take();
-    void Write(Proc::IDataVideo const& frame);
-    void EndThread();
-    std::string GetNextPath() const TARSEL_REQUIRES(lock);
-    void Keep(std::exception_ptr cause, std::string const& path);
+    void Write(Proc::IDataVideo const& frame, std::string const& path);
+    std::string GetNextPath() const;
+    /// Keeps the failure that is being handled, as one that names the file.
+    void Keep(std::string const& path);
+    /// Waits for the thread: until the picture in work, and the one in the mailbox unless it is dropped, are written.
+    void EndThread(bool drop);
+    void RemoveFolder();
 
     // Settings.
     std::string const folder;
