@@ -3,6 +3,7 @@
 #include <glog/logging.h>
 
 #include <boost/exception/diagnostic_information.hpp>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
@@ -125,6 +126,7 @@ iptr<typename FilterCache<T>::DataType> FilterCache<T>::ReadInternal() {
     if (bufferPos == buffer.end() && filling == Filling::FILLED) {
         if (iptr<DataType> item = FindItem()) return item;
     }
+    // As long as a filling ends with an item or with the source, no way leads here.
     if (buffer.empty() && filling == Filling::FILLED) {
         VLOG(10) << "Buffer overrun!";
         TARSEL_THROW(std::logic_error, "buffer overrun");
@@ -216,13 +218,16 @@ typename FilterCache<T>::Filling FilterCache<T>::Fill() {
 template <class T>
 void FilterCache<T>::DropBehind(int64 low) {
     if (!HasValue(low)) return;
-    while (!buffer.empty()) {
-        DataType const& item = *buffer.front();
-        int64 const end = EndOf(item);
-        // An item of unknown length goes by its start, and one of unknown time with those around it.
-        if ((HasValue(end) ? end : item.GetTime()) >= low) return;
-        buffer.pop_front();
+    auto kept = buffer.begin();
+    for (auto item = buffer.begin(); item != buffer.end(); ++item) {
+        // An item of unknown length goes by its start, and one of unknown time with the next one that goes.
+        int64 const end = EndOf(**item);
+        int64 const place = HasValue(end) ? end : (*item)->GetTime();
+        if (!HasValue(place)) continue;
+        if (place >= low) break;
+        kept = std::next(item);
     }
+    buffer.erase(buffer.begin(), kept);
 }
 
 template <class T>
@@ -361,14 +366,18 @@ void FilterCache<T>::UpdateBufferTask::Update() const {
     TrimWindow();
 }
 
+/// An empty window is never full, and one that is there is while the reader has no position.
+template <class T>
+bool FilterCache<T>::UpdateBufferTask::IsWindowFull() const {
+    if (cache->buffer.empty()) return false;
+    int64 const ahead = SubTime(cache->buffer.back()->GetTime(), cache->prefetchSpan);
+    return HasValue(ahead) && ahead >= cache->logicalPosition;
+}
+
 template <class T>
 unsigned FilterCache<T>::UpdateBufferTask::FillWindow() const {
     for (unsigned itemsPushed = 0;; ++itemsPushed) {
-        auto const& buffer = cache->buffer;
-        if (!buffer.empty()) {
-            int64 const ahead = SubTime(buffer.back()->GetTime(), cache->prefetchSpan);
-            if (HasValue(ahead) && ahead >= cache->logicalPosition) return itemsPushed;
-        }
+        if (IsWindowFull()) return itemsPushed;
         try {
             Core::InterruptionPoint();
         } catch (boost::thread_interrupted const&) {

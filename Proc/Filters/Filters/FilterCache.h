@@ -73,6 +73,7 @@ class FilterCache final : public IFilterCache, public SameKindStream<T> {
         /// False when the thread is to end. Waits until the reader or the destructor asks, or an interruption.
         bool SleepUntilAsked() const;
         void Update() const;
+        bool IsWindowFull() const TARSEL_REQUIRES(cache->bufferMutex);
         /// Gives the number of items read.
         unsigned FillWindow() const TARSEL_REQUIRES(cache->bufferMutex);
         void Append(iptr<DataType> item) const TARSEL_REQUIRES(cache->bufferMutex);

@@ -1,8 +1,8 @@
 #include "Proc/Filters/Filters/FilterCacheController.h"
 
 #include <algorithm>
+#include <iterator>
 #include <stdexcept>
-#include <utility>
 
 #include "Proc/Filters/Filters/FilterCache.h"
 #include "contracts/Core/Exception.h"

@@ -10,6 +10,7 @@
 #include "contracts/Proc/FilterBitStream.h"
 #include "contracts/Proc/FilterRegistrator.h"
 #include "contracts/Proc/IFactories.h"
+#include "contracts/Proc/IFilterCacheController.h"
 #include "contracts/Proc/IFilterLosslessDetect.h"
 #include "contracts/Proc/IFilterSeekController.h"
 #include "contracts/Proc/IStream.h"
@@ -281,7 +282,8 @@ TEST(FilterRegistrator, JoinsAndTheSeekControllerAreMadeThroughTheSharedLibrary)
 TEST(FilterRegistrator, TheCacheControllerIsMadeThroughTheSharedLibrary) {
     auto const registry = MakeFilterRegistry();
     auto const controller = registry->Find(FilterSlots::CACHE_CONTROLLER, ImplNames::TARSEL)();
-    EXPECT_EQ(controller->AddStream(iptr<IStreamVideo>(MakeSource()))->GetSettings().Name(), "FilterCacheStream");
+    EXPECT_EQ(controller->AddStream(iptr<IStreamVideo>(Tarsel::Test::ScriptedVideo::Create({})))->GetSettings().Name(),
+              "FilterCacheStream");
     EXPECT_EQ(controller->AddStream(iptr<IStreamRaw>(Tarsel::Test::ScriptedRaw::Create({}))), nullptr);
 }
 
