@@ -1,6 +1,8 @@
 // What a person types at `tarsel scrub`, what it shows, and that caches change nothing but the time it takes.
 #include <gmock/gmock.h>
 
+#include <signal.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -10,6 +12,7 @@
 #include "contracts/Proc/Time.h"
 #include "host/scrub/ScrubJob.h"
 #include "tests/support/ExpectThrow.h"
+#include "tests/support/MediaInspector.h"
 #include "tests/support/Tarsel.h"
 #include "tests/support/TestMedia.h"
 
@@ -225,6 +228,73 @@ TEST_F(Scrub, AFailureInTheMiddleNamesOperationAndFile) {
     auto const script = Host::ParseScrubScript("step 1\nseek 11\n", "script");
     EXPECT_THAT(TestSupport::MessageOf<Proc::ProcException>([&] { Host::RunScrub(file, script, options); }),
                 AllOf(HasSubstr("operation 2 (seek 11.000000): "), HasSubstr(path + ": ")));
+}
+
+// Previews.
+
+TEST_F(Scrub, APreviewIsWrittenAsWholePicturesAtMostSoManyASecond) {
+    std::string const preview = folder / "preview";
+    auto const report =
+        Play(Short(), "seek 2\nstep 100\nstep -3\nstep 2\n", {"--preview", preview, "--preview-rate", "1"});
+    EXPECT_EQ(4U, report.at("steps").size());
+    std::size_t const seconds = 1 + report.at("worst_us").get<std::size_t>() * 4 / 1000000;
+    std::size_t count = 0;
+    for (auto const& entry : std::filesystem::directory_iterator(preview)) {
+        ++count;
+        auto const file = InspectFile(entry.path());
+        ASSERT_EQ(1U, file.streams.size()) << entry.path();
+        EXPECT_EQ("png", file.streams[0].codec);
+        Messages messages;
+        EXPECT_EQ(1U, DecodePictures(entry.path(), 0, messages).size()) << entry.path();
+    }
+    EXPECT_GE(count, 1U);
+    EXPECT_LE(count, seconds + 1);
+}
+
+TEST_F(Scrub, APreviewDoesNotMixWithAnEarlierOneUnlessForced) {
+    std::string const preview = folder / "preview";
+    Play(Short(), "seek 2\n", {"--preview", preview});
+    std::string const first = preview + "/preview-000001.png";
+    std::string const bytes = ReadWholeFile(first);
+    auto const result = RunTarsel({"scrub", Short(), "--script", Script("seek 4\n"), "--preview", preview});
+    EXPECT_EQ(1, result.exitCode);
+    EXPECT_THAT(result.errors, HasSubstr(preview));
+    Play(Short(), "seek 4\n", {"--preview", preview, "--force"});
+    EXPECT_EQ(bytes, ReadWholeFile(first));
+    EXPECT_TRUE(std::filesystem::exists(preview + "/preview-000002.png"));
+}
+
+TEST_F(Scrub, SoundAloneHasNoPreview) {
+    std::string const preview = folder / "preview";
+    Play(TestMedia("aac.m4a"), "seek 2\n", {"--preview", preview});
+    EXPECT_TRUE(std::filesystem::is_empty(preview));
+}
+
+TEST_F(Scrub, AFailureLeavesNothingOfItsPreview) {
+    std::ofstream(folder / "text.mp4") << "no film";
+    auto const result =
+        RunTarsel({"scrub", folder / "text.mp4", "--script", Script("seek 4\n"), "--preview", folder / "preview"});
+    EXPECT_EQ(1, result.exitCode);
+    EXPECT_THAT(folder.List(), ElementsAre("script.txt", "text.mp4"));
+}
+
+TEST_F(Scrub, ASignalLeavesNothingOfItsPreview) {
+    std::string const preview = folder / "preview";
+    std::string script;
+    for (int i = 0; i < 20000; ++i) script += "seek 1\nseek 11\n";
+    Script(script);
+    for (int const number : {SIGINT, SIGTERM}) {
+        auto const result =
+            RunProgram({TarselPath(), "scrub", LongGroups(), "--script", folder / "script.txt", "--preview", preview},
+                       [&](int pid) {
+                           if (!std::filesystem::exists(preview + "/preview-000002.png")) return true;
+                           kill(pid, number);
+                           return false;
+                       });
+        EXPECT_EQ(128 + number, result.exitCode) << result.errors;
+        EXPECT_THAT(result.output, IsEmpty());
+        EXPECT_FALSE(std::filesystem::exists(preview));
+    }
 }
 
 // What is shown.
