@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <future>
 #include <stdexcept>
 #include <thread>
@@ -390,27 +391,63 @@ TEST(FilterCacheController, TheEndOfACacheThatIsItselfCachedErasesTheEntryOfTheL
 
 // --- The host's lock -------------------------------------------------------------------------------------------------
 
-TEST(FilterCacheController, AddingAStreamWaitsForTheHolderOfTheLock) {
-    auto const controller = FilterCacheController::Create();
-    std::promise<void> held, release;
+/// Whether `call` came back only behind the end of another thread's hold of the lock.
+template <class Call>
+bool WaitsForHolder(IFilterCacheController& controller, Call call) {
+    std::promise<void> held, release, calling;
+    std::atomic<bool> released{false};
     std::thread holder([&] {
-        controller->Lock();
+        controller.Lock();
         held.set_value();
         release.get_future().wait();
-        controller->Unlock();
+        released = true;
+        controller.Unlock();
     });
     held.get_future().wait();
-    EXPECT_FALSE(controller->TryLock());
-    std::promise<void> adding;
-    auto added = std::async(std::launch::async, [&] {
-        adding.set_value();
-        return controller->AddStream(iptr<IStreamVideo>(MakeClip(3)));
+    EXPECT_FALSE(controller.TryLock());
+    auto called = std::async(std::launch::async, [&] {
+        calling.set_value();
+        call();
+        return released.load();
     });
-    adding.get_future().wait();
-    EXPECT_EQ(added.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    calling.get_future().wait();
+    // The caller has every chance to come back too early.
+    for (int i = 0; i < 20; ++i) std::this_thread::yield();
     release.set_value();
-    EXPECT_TRUE(added.get());
     holder.join();
+    return called.get();
+}
+
+TEST(FilterCacheController, AddingAStreamWaitsForTheHolderOfTheLock) {
+    auto const controller = FilterCacheController::Create();
+    iptr<IStreamVideo> cache;
+    auto const add = [&] { cache = controller->AddStream(iptr<IStreamVideo>(MakeClip(3))); };
+    EXPECT_TRUE(WaitsForHolder(*controller, add));
+    EXPECT_TRUE(cache);
+}
+
+TEST(FilterCacheController, ANewStepWaitsForTheHolderOfTheLock) {
+    CachedClip const clip(3);
+    EXPECT_TRUE(WaitsForHolder(*clip.controller, [&] { clip.controller->SetCacheIncreaseSpan(1); }));
+    clip.AsCache().IncreaseCacheSpan();
+    EXPECT_EQ(clip.AsCache().GetCacheSpan(), SECOND + 1);
+}
+
+TEST(FilterCacheController, TheEndOfACacheWaitsForTheHolderOfTheLock) {
+    CachedClip clip(3);
+    EXPECT_TRUE(WaitsForHolder(*clip.controller, [&] { clip.cache = nullptr; }));
+}
+
+TEST(FilterCacheController, ReadingAndSeekingDoNotWaitForTheHolderOfTheLock) {
+    CachedClip const clip(100);
+    clip.controller->Lock();
+    auto const time = std::async(std::launch::async, [&] {
+        Seek(*clip.cache, SECOND);
+        return clip.ReadTime();
+    });
+    time.wait();
+    clip.controller->Unlock();
+    EXPECT_EQ(clip.AsCache().GetLogicalPosition(), SECOND + PICTURE);
 }
 
 TEST(FilterCacheController, TheLockIsFreeBehindTheWait) {

@@ -69,6 +69,8 @@ TEST(RunUsage, MistakesExitWithTwoAndNameTheOption) {
                               {{"run", "a.json", "--set", "=x"}, "\"=x\" is not NAME=VALUE"},
                               {{"run", "a.json", "--set", "A=1", "--set", "A=2"}, "A is given twice"},
                               {{"run", "a.json", "--graph", "svg"}, "--graph"},
+                              {{"run", "a.json", "--seek", "soon"}, "\"soon\" is not a time of up to thirty days"},
+                              {{"run", "a.json", "--seek", "-1"}, "\"-1\" is not a time of up to thirty days"},
                               {{"run", "a.json", "b.json"}, "b.json"}}) {
         auto const result = RunTarsel(arguments);
         EXPECT_EQ(2, result.exitCode) << CommandText(arguments);
@@ -129,6 +131,27 @@ TEST(RunResult, StatsTellTheTimeOfEachNode) {
 TEST(RunResult, ADryRunWritesNothing) {
     ScratchFolder const folder;
     EXPECT_EQ(0, RunTrim(folder, {"--dry-run"}).exitCode);
+    EXPECT_THAT(folder.List(), ElementsAre("trim.json"));
+}
+
+TEST(RunResult, SeeksTellWhereTheStreamsStand) {
+    ScratchFolder const folder;
+    auto const report = ParseOutput(RunTrim(folder, {"--dry-run", "--json", "--seek", "1.01", "--seek", "500ms"}));
+    ASSERT_EQ(2U, report.at("seeks").size());
+    EXPECT_EQ(1010000, report.at("seeks")[0].at("requested_us"));
+    EXPECT_EQ(1000000, report.at("seeks")[0].at("real_us")[0]);
+    EXPECT_EQ(480000, report.at("seeks")[1].at("real_us")[0]);
+    EXPECT_EQ(480000, report.at("streams")[0].at("begin_us"));
+    auto const text = RunTrim(folder, {"--dry-run", "--stats", "--seek", "1.01"});
+    EXPECT_THAT(text.output, AllOf(HasSubstr("sought 00:01.010: node 3 at 00:01.000, node 4 at "),
+                                   HasSubstr("statistics of node 3")));
+}
+
+TEST(RunUsage, ARunThatWritesDoesNotSeek) {
+    ScratchFolder const folder;
+    auto const result = RunTrim(folder, {"--seek", "1"});
+    EXPECT_EQ(2, result.exitCode);
+    EXPECT_EQ("tarsel: --seek: what is written begins at its start; add --dry-run\n", result.errors);
     EXPECT_THAT(folder.List(), ElementsAre("trim.json"));
 }
 
