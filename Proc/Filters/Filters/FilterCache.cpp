@@ -409,16 +409,16 @@ template <class T>
 void FilterCache<T>::UpdateBufferTask::TrimWindow() const {
     Core::MutexLock const lock(cache->positionMutex);
     VLOG(VERBOSITY) << "BT Cleaning the buffer...";
-    auto& buffer = cache->buffer;
+    Buffer& items = cache->buffer;
     int64 const low = SubTime(cache->logicalPosition, cache->cacheSpan);
     unsigned itemsPopped = 0;
     // Without a position nothing goes, and an item without a time goes like an early one.
-    for (; !buffer.empty() && buffer.front()->GetTime() < low; ++itemsPopped) {
-        if (cache->bufferPos == buffer.begin()) {
+    for (; !items.empty() && items.front()->GetTime() < low; ++itemsPopped) {
+        if (cache->bufferPos == items.begin()) {
             VLOG(VERBOSITY) << "BT OK this is the beginning.";
             break;
         }
-        buffer.pop_front();
+        items.pop_front();
     }
     VLOG(VERBOSITY) << itemsPopped << " item(s) were popped from the buffer.";
 }
