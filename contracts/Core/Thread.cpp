@@ -27,6 +27,14 @@ void Thread::Join() {
     if (impl->thread.joinable()) impl->thread.join();
 }
 
+void Thread::Detach() {
+    impl->thread.detach();
+}
+
+bool Thread::IsCaller() const {
+    return impl->thread.get_id() == boost::this_thread::get_id();
+}
+
 void InterruptionPoint() {
     boost::this_thread::interruption_point();
 }

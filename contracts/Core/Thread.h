@@ -25,6 +25,10 @@ class TARSEL_CONTRACTS_EXPORT Thread {
     void Interrupt();
     /// Waits until `body` has returned.
     void Join();
+    /// Lets the thread end on its own; nothing can be said of it or waited for behind this.
+    void Detach();
+    /// Whether the calling thread is this one.
+    bool IsCaller() const;
 
   private:
     struct Impl;

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "contracts/Core/Exception.h"
+#include "contracts/Proc/FilterCacheData.h"
 #include "contracts/Proc/IFilterCutController.h"
 #include "contracts/Proc/IFilterFrameRate.h"
 #include "contracts/Proc/IFilterLosslessDetect.h"
@@ -16,6 +17,7 @@
 #include "contracts/Proc/TIFilterJoin.h"
 #include "contracts/Proc/TIFilterRepeat.h"
 #include "host/cut/CutCodecs.h"
+#include "host/graph/CachedStream.h"
 #include "host/graph/Factories.h"
 #include "host/graph/GraphChecks.h"
 #include "host/graph/GraphErrors.h"
@@ -36,6 +38,7 @@ namespace {
 /// More decoders than that get one thread each.
 constexpr std::size_t MAX_THREADED_DECODERS = 4;
 constexpr char COUNT[] = "Count";
+constexpr char CACHE_INCREASE_SPAN[] = "CacheIncreaseSpan";
 
 std::string_view HeaderOf(Conf::IFormatCodec const& format) {
     auto const blob = format.GetExtradata();
@@ -94,6 +97,15 @@ GraphStream Metered(iptr<T> stream, iptr<NodeRecord> record, int64 limit) {
     return iptr<T>(MakeShared<NodeMeter<T>>(std::move(stream), std::move(record), limit));
 }
 
+template <class T>
+iptr<T> Cached(iptr<T> stream, iptr<IFilterCacheController> controller) {
+    return MakeShared<CachedStream<T>>(std::move(stream), std::move(controller));
+}
+/// Packets aren't cached.
+iptr<IStreamRaw> Cached(iptr<IStreamRaw> stream, iptr<IFilterCacheController> const&) {
+    return stream;
+}
+
 /// The same values under another name.
 Core::Property Renamed(Core::Property const& property, char const* name) {
     Core::Property root;
@@ -116,6 +128,13 @@ std::vector<NodeId> BuiltGraph::GetOutputs() const {
     for (BuiltNode const& node : nodes)
         if (read.count(node.id) == 0) outputs.push_back(node.id);
     return outputs;
+}
+
+std::vector<iptr<IFilterCacheController>> BuiltGraph::GetCacheControllers() const {
+    std::vector<iptr<IFilterCacheController>> caches;
+    for (auto const& [id, controller] : controllers)
+        if (auto* const cache = dynamic_cast<IFilterCacheController*>(controller.get())) caches.emplace_back(cache);
+    return caches;
 }
 
 class GraphBuilder {
@@ -304,6 +323,7 @@ class GraphBuilder {
         if (name == Slots::LOSSLESS_DETECT.name)
             return iptr<IStreamRaw>(Slot(Slots::LOSSLESS_DETECT, filter.implName)(
                 OnlyInput<IStreamRaw>(filter), *MakeSettings(name, filter.settings)));
+        if (name == FILTER_CACHE_DATA) return CreateFilterCacheData(OnlyInput<IStreamVideo>(filter));
         TARSEL_THROW(FilterException, "there is no filter " + name + " that a graph can name");
     }
 
@@ -358,6 +378,12 @@ class GraphBuilder {
             repeat->Initialize(Renamed(description.settings, IFilterRepeatController::CLASS_ID));
             return repeat;
         }
+        if (name == Slots::CACHE_CONTROLLER.name) {
+            auto const cache = Slot(Slots::CACHE_CONTROLLER, description.implName)();
+            if (description.settings.ChildExists(CACHE_INCREASE_SPAN))
+                cache->SetCacheIncreaseSpan(description.settings[CACHE_INCREASE_SPAN].GetInt64());
+            return cache;
+        }
         TARSEL_THROW(FilterException, "there is no controller " + name + " that a graph can name");
     }
 
@@ -369,7 +395,13 @@ class GraphBuilder {
             StreamInfo const& info = *input.origin.info;
             cutter->SetCodecFacory(ChooseCutCodecs(info, input.origin.file->GetIndex(info.index), refusal));
         }
-        return std::visit([&](auto const& typed) -> GraphStream { return controller.AddStream(typed); }, input.stream);
+        iptr<IFilterCacheController> const cache(dynamic_cast<IFilterCacheController*>(&controller));
+        return std::visit(
+            [&](auto const& typed) -> GraphStream {
+                auto stream = controller.AddStream(typed);
+                return cache && stream ? Cached(std::move(stream), cache) : stream;
+            },
+            input.stream);
     }
 
     BuiltGraph& graph;

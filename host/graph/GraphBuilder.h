@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "contracts/Core/Export.h"
+#include "contracts/Proc/IFilterCacheController.h"
 #include "contracts/Proc/IFilterSeekController.h"
 #include "contracts/Proc/IStream.h"
 #include "host/graph/GraphDocument.h"
@@ -53,6 +54,8 @@ class TARSEL_HOST_EXPORT BuiltGraph {
     /// The streams that are read: those of the document's output, and without such a list all that nobody else reads.
     std::vector<NodeId> GetOutputs() const;
     GraphSources const& GetSources() const { return sources; }
+    /// What `SeekTogether` is told beside the streams of the output. By the controllers' ids.
+    std::vector<iptr<Proc::IFilterCacheController>> GetCacheControllers() const;
 
   private:
     friend class GraphBuilder;

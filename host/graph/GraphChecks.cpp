@@ -45,6 +45,15 @@ bool IsSeekController(Vertex const& vertex) {
     return vertex.entry && vertex.entry->classId == Proc::FilterSlots::SEEK_CONTROLLER.name;
 }
 
+bool IsCacheController(Vertex const& vertex) {
+    return vertex.entry && vertex.entry->classId == Proc::FilterSlots::CACHE_CONTROLLER.name;
+}
+
+/// Whether a thread of its own reads its inputs.
+bool ReadsAhead(Vertex const& vertex) {
+    return IsCacheController(vertex) || (vertex.entry && vertex.entry->classId == FILTER_CACHE_DATA);
+}
+
 bool IsJoin(Vertex const& vertex) {
     return vertex.entry && (vertex.entry->classId == Proc::FilterSlots::JOIN_VIDEO.name ||
                             vertex.entry->classId == Proc::FilterSlots::JOIN_AUDIO.name ||
@@ -89,6 +98,9 @@ class Checker {
     [[noreturn]] void FailInCircle(std::vector<std::size_t> const& waiting) const;
     void FindTypes();
     void CheckInputs(Vertex const& vertex) const;
+    void CheckSeeks(Vertex const& vertex, Vertex::Input const& input) const;
+    void FindThreads();
+    void CheckThreads(Vertex const& vertex) const;
     void CheckReaders() const;
     void CheckOutput() const;
     void CheckOutputStream(std::size_t index, AVOutputFormat const* container) const;
@@ -103,9 +115,13 @@ class Checker {
     std::unordered_map<NodeId, std::size_t> givers;
     /// The place of the one input that reads a stream.
     std::unordered_map<NodeId, JsonPointer> readers;
+    /// Which vertex that is; the output is none.
+    std::unordered_map<NodeId, std::size_t> readerVertices;
     /// Vertices, each behind those that it reads.
     std::vector<std::size_t> order;
     GraphStreamTypes types;
+    /// The node whose own thread may read a stream; streams that only the runner's thread reads aren't in it.
+    std::unordered_map<NodeId, NodeId> threads;
 };
 
 GraphStreamTypes Checker::Run() {
@@ -113,7 +129,11 @@ GraphStreamTypes Checker::Run() {
     ResolveInputs();
     OrderVertices();
     FindTypes();
-    for (Vertex const& vertex : vertices) CheckInputs(vertex);
+    FindThreads();
+    for (Vertex const& vertex : vertices) {
+        CheckInputs(vertex);
+        CheckThreads(vertex);
+    }
     CheckReaders();
     CheckOutput();
     return std::move(types);
@@ -169,9 +189,11 @@ void Checker::ResolveInput(NodeId input, JsonPointer const& pointer, NodeId read
 }
 
 void Checker::ResolveInputs() {
-    for (Vertex& vertex : vertices)
-        for (Vertex::Input& input : vertex.inputs)
-            ResolveInput(input.id, input.pointer, vertex.id, false, input.source);
+    for (std::size_t i = 0; i < vertices.size(); ++i)
+        for (Vertex::Input& input : vertices[i].inputs) {
+            ResolveInput(input.id, input.pointer, vertices[i].id, false, input.source);
+            readerVertices.emplace(input.id, i);
+        }
     std::size_t unused = 0;
     for (std::size_t i = 0; i < document.output.streams.size(); ++i)
         ResolveInput(document.output.streams[i].input,
@@ -251,9 +273,7 @@ void Checker::CheckInputs(Vertex const& vertex) const {
     GraphStreamType const* known = nullptr;
     NodeId knownId = 0;
     for (Vertex::Input const& input : vertex.inputs) {
-        if (IsSeekController(vertices[input.source]) && !IsJoin(vertex))
-            FailAtNode(vertex.id, input.pointer,
-                       NodeName(input.id) + " is held by a FilterSeekController: only a join or the output reads it");
+        CheckSeeks(vertex, input);
         GraphStreamType const& type = types.at(input.id);
         if (!type.kind) continue;
         if (!vertex.entry->WorksOn(*type.kind)) {
@@ -273,6 +293,64 @@ void Checker::CheckInputs(Vertex const& vertex) const {
             known = &type;
             knownId = input.id;
         }
+    }
+}
+
+/// Streams that seek as one may only be read by who asks all of them first and moves them then.
+void Checker::CheckSeeks(Vertex const& vertex, Vertex::Input const& input) const {
+    Vertex const& source = vertices[input.source];
+    if (IsSeekController(source) && !IsJoin(vertex))
+        FailAtNode(vertex.id, input.pointer,
+                   NodeName(input.id) + " is held by a FilterSeekController: only a join or the output reads it");
+    if (!IsCacheController(source) || source.streams.size() == 1) return;
+    auto const other = std::find_if(source.streams.begin(), source.streams.end(), [&](auto const& stream) {
+        auto const reader = readerVertices.find(stream.first);
+        return stream.first != input.id &&
+               (reader == readerVertices.end() || &vertices[reader->second] != &vertex || !IsSeekController(vertex));
+    });
+    if (other == source.streams.end()) return;
+    std::string const both = NodeName(input.id) + " shares its FilterCacheController with " + NodeName(other->first);
+    FailAtNode(vertex.id, input.pointer,
+               IsSeekController(vertex)
+                   ? both + ": a FilterSeekController that holds one of them must hold all"
+                   : both +
+                         ", and they seek as one: only the output or a FilterSeekController that holds them all "
+                         "reads them; put the filter below, or give the stream a FilterCacheController of its own");
+}
+
+/// From the output down.
+void Checker::FindThreads() {
+    auto const pass = [&](NodeId given, NodeId taken) {
+        if (auto const thread = threads.find(given); thread != threads.end()) threads[taken] = thread->second;
+    };
+    for (auto index = order.rbegin(); index != order.rend(); ++index) {
+        Vertex const& vertex = vertices[*index];
+        bool const isController = vertex.entry && vertex.entry->isController;
+        for (std::size_t i = 0; i < vertex.inputs.size(); ++i) {
+            NodeId const given = isController ? vertex.streams[i].first : vertex.id;
+            if (ReadsAhead(vertex))
+                threads[vertex.inputs[i].id] = given;
+            else
+                pass(given, vertex.inputs[i].id);
+        }
+    }
+}
+
+/// A seek of linked streams moves them all, so nobody may be reading another one meanwhile.
+void Checker::CheckThreads(Vertex const& vertex) const {
+    if (!IsSeekController(vertex)) return;
+    auto const threadOf = [&](std::size_t number) {
+        auto const thread = threads.find(vertex.streams[number].first);
+        return thread == threads.end() ? std::optional<NodeId>() : thread->second;
+    };
+    for (std::size_t i = 1; i < vertex.streams.size(); ++i) {
+        auto const first = threadOf(0);
+        auto const thread = threadOf(i);
+        if (thread == first) continue;
+        FailAtNode(vertex.id, vertex.streams[i].second,
+                   NodeName(vertex.streams[0].first) + " and " + NodeName(vertex.streams[i].first) +
+                       " are moved together, but " + NodeName(thread ? *thread : *first) +
+                       " reads one of them ahead on a thread of its own: put it below the FilterSeekController");
     }
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <set>
+#include <stdexcept>
 #include <utility>
 
 #include "contracts/Core/Exception.h"
@@ -13,6 +14,7 @@
 #include "host/graph/GraphErrors.h"
 #include "host/graph/GraphOutput.h"
 #include "host/media/MediaWriter.h"
+#include "host/media/SeekTogether.h"
 #include "host/media/StepReader.h"
 
 namespace Tarsel::Host {
@@ -30,6 +32,9 @@ struct Lane {
     int64 items = 0;
     int64 begin = NO_VALUE;
     int64 end = NO_VALUE;
+    // What a seek found: an item that is still to be read, or the end.
+    iptr<Proc::IData> waiting;
+    bool ended = false;
 
     void Note(Proc::IData const& item) {
         ++items;
@@ -40,9 +45,12 @@ struct Lane {
     }
 };
 
+bool IsCut(BuiltNode const& node) {
+    return node.controller && node.controller->classId == Proc::FilterSlots::CUT_CONTROLLER.name;
+}
+
 bool IsCutPackets(BuiltNode const& node) {
-    return node.controller && node.controller->classId == Proc::FilterSlots::CUT_CONTROLLER.name &&
-           node.GetKind() == GraphKind::Packets && node.origin.info;
+    return IsCut(node) && node.GetKind() == GraphKind::Packets && node.origin.info;
 }
 
 /// Packets may begin ahead of time 0 (priming), and a cut counts from the place that it is told. Everybody else takes
@@ -58,23 +66,17 @@ int64 FindStart(std::vector<Lane> const& lanes) {
     return start;
 }
 
-/// Brings all streams to the start. A seek controller does it for its own.
-void SeekToStart(std::vector<Lane> const& lanes) {
-    int64 const cutStart = FindStart(lanes);
+/// Brings all streams to `position`, those of cut controllers to `cutPosition`. A seek controller does it for its own.
+void SeekLanes(BuiltGraph const& graph, std::vector<Lane> const& lanes, int64 position, int64 cutPosition) {
     std::set<Proc::IFilterSeekController*> seekers;
+    std::vector<SeekTarget> targets;
     for (Lane const& lane : lanes) {
-        if (lane.node->seeker) {
-            if (seekers.insert(lane.node->seeker.get()).second) lane.node->seeker->Seek(0);
-            continue;
-        }
-        bool const cut =
-            lane.node->controller && lane.node->controller->classId == Proc::FilterSlots::CUT_CONTROLLER.name;
-        lane.stream->RequestSeek(cut ? cutStart : 0, nullptr);
+        if (!lane.node->seeker)
+            targets.push_back({lane.stream.get(), IsCut(*lane.node) ? cutPosition : position});
+        else if (seekers.insert(lane.node->seeker.get()).second)
+            lane.node->seeker->Seek(position);
     }
-    for (Lane const& lane : lanes)
-        if (!lane.node->seeker) lane.stream->DoSeek();
-    for (Lane const& lane : lanes)
-        if (!lane.node->seeker) lane.stream->FinishSeek();
+    SeekTogether(targets, graph.GetCacheControllers(), position);
 }
 
 /// Names the stream in what an encoder has to say; the nodes below name themselves.
@@ -91,14 +93,40 @@ auto AtOutput(Lane const& lane, Call call) {
     }
 }
 
+/// Packets that are cut may begin ahead of 0.
+void SeekToStart(BuiltGraph const& graph, std::vector<Lane> const& lanes) {
+    if (!lanes.empty()) AtOutput(lanes.front(), [&] { SeekLanes(graph, lanes, 0, FindStart(lanes)); });
+}
+
 using Sink = std::function<void(Lane const&, iptr<Proc::IData>)>;
+
+/// Goes to each place in turn and reads an item of each stream there. Those of the last place wait in the lanes.
+std::vector<GraphReport::Seek> GoThrough(std::vector<int64> const& places, BuiltGraph const& graph,
+                                         std::vector<Lane>& lanes) {
+    std::vector<GraphReport::Seek> seeks;
+    if (lanes.empty()) return seeks;
+    for (int64 const place : places) {
+        AtOutput(lanes.front(), [&] { SeekLanes(graph, lanes, place, place); });
+        GraphReport::Seek seek;
+        seek.requestedUs = place;
+        for (Lane& lane : lanes) {
+            lane.waiting = AtOutput(lane, [&] { return lane.stream->Read(); });
+            lane.ended = !lane.waiting;
+            seek.realUs.push_back(lane.waiting ? lane.waiting->GetTime() : NO_VALUE);
+        }
+        seeks.push_back(std::move(seek));
+    }
+    return seeks;
+}
 
 void ReadInStep(std::vector<Lane>& lanes, ProgressCallback const& progress, Sink const& sink) {
     int64 total = 0;
     for (Lane const& lane : lanes) total = std::max(total, lane.stream->GetDuration());
-    if (!lanes.empty()) AtOutput(lanes.front(), [&] { SeekToStart(lanes); });
-    BasicStepReader<Proc::IData> reader(lanes.size(), [&](std::size_t number) {
-        return AtOutput(lanes[number], [&] { return lanes[number].stream->Read(); });
+    BasicStepReader<Proc::IData> reader(lanes.size(), [&](std::size_t number) -> iptr<Proc::IData> {
+        Lane& lane = lanes[number];
+        if (lane.ended) return nullptr;
+        if (lane.waiting) return std::exchange(lane.waiting, nullptr);
+        return AtOutput(lane, [&] { return lane.stream->Read(); });
     });
     std::size_t number = 0;
     while (iptr<Proc::IData> item = reader.Read(number)) {
@@ -106,6 +134,19 @@ void ReadInStep(std::vector<Lane>& lanes, ProgressCallback const& progress, Sink
         lane.Note(*item);
         if (progress && HasValue(item->GetTime())) progress(item->GetTime(), total);
         sink(lane, std::move(item));
+    }
+}
+
+/// A cache goes to the position that is asked for or to its stream's end, and all of a controller must go to one place.
+void WarnOfCaches(GraphReport& report, BuiltGraph const& graph) {
+    for (GraphController const& controller : graph.GetDocument().controllers) {
+        if (controller.classId != Proc::FilterSlots::CACHE_CONTROLLER.name) continue;
+        std::set<int64> durations;
+        for (auto const& stream : controller.streams)
+            durations.insert(graph.GetNode(stream.id).GetStream().GetDuration());
+        if (durations.size() > 1)
+            report.warnings.push_back("node " + std::to_string(controller.id) +
+                                      ": its streams differ in length: a seek past the end of one of them fails");
     }
 }
 
@@ -156,7 +197,8 @@ void FillReport(GraphReport& report, BuiltGraph const& graph, std::vector<Lane> 
     }
 }
 
-void ReadOnly(GraphReport& report, BuiltGraph const& graph, ProgressCallback const& progress) {
+void ReadOnly(GraphReport& report, BuiltGraph const& graph, std::vector<int64> const& seeks,
+              ProgressCallback const& progress) {
     std::vector<Lane> lanes;
     for (NodeId const id : graph.GetOutputs()) {
         BuiltNode const& node = graph.GetNode(id);
@@ -166,6 +208,10 @@ void ReadOnly(GraphReport& report, BuiltGraph const& graph, ProgressCallback con
         lane.pointer = node.pointer;
         lanes.push_back(std::move(lane));
     }
+    if (seeks.empty())
+        SeekToStart(graph, lanes);
+    else
+        report.seeks = GoThrough(seeks, graph, lanes);
     ReadInStep(lanes, progress, [](Lane const&, iptr<Proc::IData> const&) {});
     FillReport(report, graph, lanes);
 }
@@ -188,6 +234,7 @@ void Write(GraphReport& report, BuiltGraph const& graph, GraphRunOptions const& 
     }
     Describe(*writer, graph, options);
     writer->Begin();
+    SeekToStart(graph, lanes);
     PacketPump pump([&](int slot, Proc::IDataPacket& packet) { writer->Write(slot, packet); });
     ReadInStep(lanes, progress, [&](Lane const& lane, iptr<Proc::IData> const& item) {
         pump.Push(lane.slot, iptr<Proc::IDataPacket>(&dynamic_cast<Proc::IDataPacket&>(*item)));
@@ -218,13 +265,16 @@ auto UnderName(GraphRunOptions const& options, Call call) {
 
 GraphReport RunGraph(GraphDocument const& document, GraphRunOptions const& options, ProgressCallback const& progress) {
     return UnderName(options, [&] {
+        bool const dry = options.dryRun || document.output.IsDry();
+        if (!dry && !options.seeks.empty()) TARSEL_THROW(std::invalid_argument, "Only a dry run seeks");
         auto const start = Clock::now();
         auto const graph = BuildGraph(document, options.stallLimit, options.opened);
         GraphReport report;
         for (auto const& file : graph->GetSources().GetFiles())
             report.warnings.insert(report.warnings.end(), file->GetWarnings().begin(), file->GetWarnings().end());
-        if (options.dryRun || document.output.IsDry())
-            ReadOnly(report, *graph, progress);
+        WarnOfCaches(report, *graph);
+        if (dry)
+            ReadOnly(report, *graph, options.seeks, progress);
         else
             Write(report, *graph, options, progress);
         report.wallSeconds = std::chrono::duration<double>(Clock::now() - start).count();

@@ -27,6 +27,9 @@ struct GraphRunOptions {
     bool attachments = false;
     /// The chapters of the first file, up to that time; not set: none.
     std::optional<int64> chaptersUntil;
+    /// Places to go to in turn, microseconds, before the streams are read from the last one to their ends: at each, one
+    /// item of every stream is read. Without any, the streams are read from their start. For a dry run only.
+    std::vector<int64> seeks;
     /// Files of the graph that are open already: reading through each of them a second time can be spared.
     std::vector<iptr<MediaFile>> opened;
 };
@@ -34,7 +37,8 @@ struct GraphRunOptions {
 /// Builds a graph and reads its output's streams in step to their ends, into a file or into nothing. The output appears
 /// at its place only when all of it is written. `GraphException` for what is wrong with the graph or in one of its
 /// nodes, `Core::IOException` for what is wrong with the output; then no output is left, and what stood at its place is
-/// untouched. `progress` is told the time reached in the output and the longest length of its streams.
+/// untouched. Seeks of a run that writes throw `std::invalid_argument` "Only a dry run seeks". `progress` is told the
+/// time reached in the output and the longest length of its streams.
 TARSEL_HOST_EXPORT GraphReport RunGraph(GraphDocument const& document, GraphRunOptions const& options,
                                         ProgressCallback const& progress);
 

@@ -81,6 +81,12 @@ std::string GraphReport::ToJson(bool withStatistics) const {
                                      {"duration_us", TimeOrNull(node.durationUs)},
                                      {"inclusive_us", node.inclusiveUs},
                                      {"exclusive_us", node.exclusiveUs}});
+    if (!seeks.empty()) document["seeks"] = Json::array();
+    for (Seek const& seek : seeks) {
+        Json real = Json::array();
+        for (int64 const time : seek.realUs) real.push_back(TimeOrNull(time));
+        document["seeks"].push_back({{"requested_us", seek.requestedUs}, {"real_us", std::move(real)}});
+    }
     document["warnings"] = warnings;
     document["wall_seconds"] = wallSeconds;
     // Names of files may be in any encoding; a broken sequence is replaced, never a reason to fail.
@@ -95,6 +101,13 @@ std::string GraphReport::ToText(bool withStatistics) const {
                 (stream.codec.empty() ? "" : " " + stream.codec) + ": " + std::to_string(stream.items) +
                 (output.empty() ? " items, " : " packets, ") + TimeText(stream.beginUs) + " to " +
                 TimeText(stream.endUs) + "\n";
+    for (Seek const& seek : seeks) {
+        text += "sought " + ShortTime(seek.requestedUs);
+        for (std::size_t i = 0; i < seek.realUs.size(); ++i)
+            text += (i == 0 ? ": node " : ", node ") + std::to_string(streams.at(i).input) +
+                    (HasValue(seek.realUs[i]) ? " at " + ShortTime(seek.realUs[i]) : " at its end");
+        text += "\n";
+    }
     if (!withStatistics) return text;
     for (Node const& node : nodes) text += NodeText(node);
     for (Stream const& stream : streams)

@@ -41,18 +41,27 @@ struct GraphReport {
         Core::Property statistics;
     };
 
+    /// A place that the run went to, and where the streams of the output stood there.
+    struct Seek {
+        int64 requestedUs = 0;
+        /// The times of the items that came; no value at a stream's end.
+        std::vector<int64> realUs;
+    };
+
     /// Empty in a dry run.
     std::string output;
     /// libavformat's name of the container; empty in a dry run.
     std::string container;
     std::vector<Node> nodes;
     std::vector<Stream> streams;
+    std::vector<Seek> seeks;
     std::vector<std::string> warnings;
     double wallSeconds = 0;
 
     /// One JSON document, without a line break at its end. Statistics only on request.
     TARSEL_HOST_EXPORT std::string ToJson(bool withStatistics) const;
-    /// For people: a line for the file, one for each stream; with statistics also one for each node, and the trees.
+    /// For people: a line for the file, one for each stream and each seek; with statistics also one for each node, and
+    /// the trees.
     TARSEL_HOST_EXPORT std::string ToText(bool withStatistics) const;
     /// The later of the streams' ends; 0 when nothing came out.
     TARSEL_HOST_EXPORT int64 GetEnd() const;

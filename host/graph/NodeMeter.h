@@ -100,7 +100,8 @@ class NodeMeter final : public Details::MeteredKind<T>, public RefCounted {
 
     iptr<T> const stream;
     iptr<NodeRecord> const record;
-    StallGuard guard;  // of the reading thread
+    // Of whoever reads. Below a cache these are two threads, which the cache keeps apart by its own lock.
+    StallGuard guard;
 };
 
 }  // namespace Tarsel::Host

@@ -26,7 +26,8 @@ class TARSEL_HOST_EXPORT NodeRecord : public RefCounted {
     /// Reads that gave an item, and reads that gave null.
     std::atomic<uint64> items{0};
     std::atomic<uint64> nulls{0};
-    /// Nanoseconds inside the node's calls, with and without what its inputs took on the same thread.
+    /// Nanoseconds inside the node's calls, with and without what its inputs took on the same thread. What a node
+    /// waits for another thread, as for a cache's, is its own.
     std::atomic<int64> inclusive{0};
     std::atomic<int64> exclusive{0};
 

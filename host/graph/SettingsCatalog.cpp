@@ -7,6 +7,7 @@
 
 #include "contracts/Core/Exception.h"
 #include "contracts/Core/Time.h"
+#include "contracts/Proc/IFilterCacheController.h"
 #include "contracts/Proc/IFilterFactoryRegistrator.h"
 #include "contracts/Proc/IFilterRepeatController.h"
 #include "contracts/Proc/ImplNames.h"
@@ -192,6 +193,7 @@ void AddTimelineFilters(std::vector<CatalogEntry>& catalog) {
                                 "The repeat of a picture, made through its own interface"));
     catalog.push_back(Dedicated(FilterSlots::REPEAT_AUDIO.name, {Audio}, {RepeatCount()},
                                 "The repeat of a block of sound, made through its own interface"));
+    catalog.push_back(Dedicated(FILTER_CACHE_DATA, {Video}, {}, "Reads one picture ahead on a thread of its own"));
 }
 
 void AddPacketFilters(std::vector<CatalogEntry>& catalog) {
@@ -238,8 +240,15 @@ void AddControllers(std::vector<CatalogEntry>& catalog) {
                           {{IFilterRepeatController::REPEAT_MODE_LAST, IFilterRepeatController::REPEAT_MODE_LAST}},
                           IFilterRepeatController::REPEAT_MODE_LAST, "What is repeated")},
                    "Stretches the first item of each of its streams to one length"));
-    catalog.push_back(Controller(FilterSlots::SEEK_CONTROLLER.name, {Video, Audio, Subtitle, Packets}, {},
+    catalog.push_back(Controller(FilterSlots::SEEK_CONTROLLER.name, {Video, Audio, Packets}, {},
                                  "Keeps parallel streams at one position; only joins and the output read its streams"));
+    static std::string const increaseSpan = std::to_string(IFilterCacheController::DEFAULT_CACHE_INCREASE_SPAN);
+    // No subtitles: where nobody speaks, a cache would take the pause for the end of the stream.
+    catalog.push_back(
+        Controller(FilterSlots::CACHE_CONTROLLER.name, {Video, Audio},
+                   {Integer("CacheIncreaseSpan", 0, MAX_DURATION, MICROSECOND, increaseSpan.c_str(),
+                            "How much more is kept behind the reader after a seek back out of the window")},
+                   "Keeps a window of items around the position of its streams, so that seeks within it cost nothing"));
 }
 
 }  // namespace

@@ -93,6 +93,9 @@ struct CatalogEntry {
     TARSEL_HOST_EXPORT bool WorksOn(GraphKind kind) const;
 };
 
+/// The class of the read-ahead stage, which has a door of its own and no row in the registry.
+inline constexpr char FILTER_CACHE_DATA[] = "FilterCacheData";
+
 /// The most inputs that a node may have.
 inline constexpr std::size_t MAX_GRAPH_INPUTS = 100000;
 

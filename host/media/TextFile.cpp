@@ -10,7 +10,7 @@ namespace Tarsel::Host {
 
 TextFile::TextFile(std::string const& path, bool force) : output(path, force, {}) {}
 
-void TextFile::Write(std::string const& text) {
+void TextFile::Write(std::string_view text) {
     std::FILE* const file = std::fopen(output.GetPartialPath().c_str(), "wb");
     bool written = file && std::fwrite(text.data(), 1, text.size(), file) == text.size();
     int error = errno;

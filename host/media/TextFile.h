@@ -1,20 +1,21 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "contracts/Core/Export.h"
 #include "host/media/OutputFile.h"
 
 namespace Tarsel::Host {
 
-/// A text file that appears at its place when all of it is written. Failures are `Core::IOException` "PATH: what is
-/// wrong".
+/// A text file, or another small one, that appears at its place when all of it is written. Failures are
+/// `Core::IOException` "PATH: what is wrong".
 class TARSEL_HOST_EXPORT TextFile {
   public:
     /// Refuses at once a place that can't be written to, and one where a file stands unless `force` is set.
     TextFile(std::string const& path, bool force);
-    /// Writes the whole text and puts the file in its place.
-    void Write(std::string const& text);
+    /// Writes the whole text, byte by byte as it is, and puts the file in its place.
+    void Write(std::string_view text);
 
   private:
     OutputFile output;

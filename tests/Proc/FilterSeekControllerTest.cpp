@@ -156,6 +156,104 @@ TEST(FilterSeekController, SeekWithoutStreamsIsRememberedAndTouchesNothing) {
     EXPECT_THAT(wrapper->Read(), IsVideo(40000, 40000));
 }
 
+TEST(FilterSeekController, StreamAddedBehindASeekIsNotPositionedByARepeatOfIt) {
+    auto const video = MakeClip(3), late = MakeClip(3);
+    auto const controller = MakeController();
+    auto const wrapper = controller->AddStream(iptr<IStreamVideo>(video));
+    controller->Seek(80000);
+    auto const lateWrapper = controller->AddStream(iptr<IStreamVideo>(late));
+    controller->Seek(80000);
+    EXPECT_THAT(late->log.Take(), IsEmpty());
+    EXPECT_THAT(lateWrapper->Read(), IsVideo(0, 40000));
+    EXPECT_THAT(wrapper->Read(), IsVideo(80000, 40000));
+    // By way of another position it gets there.
+    controller->Seek(0);
+    controller->Seek(80000);
+    EXPECT_THAT(lateWrapper->Read(), IsVideo(80000, 40000));
+}
+
+TEST(FilterSeekController, RepeatedSeekIsCarriedOutForAStreamAddedBehindItOnceNoOtherOneStandsThere) {
+    auto const video = MakeClip(3), late = MakeClip(3);
+    auto const controller = MakeController();
+    auto const wrapper = controller->AddStream(iptr<IStreamVideo>(video));
+    controller->Seek(80000);
+    EXPECT_THAT(wrapper->Read(), IsVideo(80000, 40000));
+    auto const lateWrapper = controller->AddStream(iptr<IStreamVideo>(late));
+    controller->Seek(80000);
+    EXPECT_THAT(wrapper->Read(), IsVideo(80000, 40000));
+    EXPECT_THAT(lateWrapper->Read(), IsVideo(80000, 40000));
+}
+
+TEST(FilterSeekController, StreamAlreadyReadOnIsNotBroughtBackByARepeatedSeekWhileAnotherOneStandsThere) {
+    auto const video = MakeClip(3);
+    auto const sound = MakeSound(120000);
+    auto const controller = MakeController();
+    auto const pictures = controller->AddStream(iptr<IStreamVideo>(video));
+    auto const blocks = controller->AddStream(iptr<IStreamAudio>(sound));
+    controller->Seek(0);
+    EXPECT_THAT(pictures->Read(), IsVideo(0, 40000));
+    controller->Seek(0);
+    EXPECT_THAT(pictures->Read(), IsVideo(40000, 40000));
+    EXPECT_THAT(blocks->Read(), IsAudio(0, 480));
+    // A new controller would move both, as would a seek to elsewhere in between.
+    controller->Seek(80000);
+    controller->Seek(0);
+    EXPECT_THAT(pictures->Read(), IsVideo(0, 40000));
+    EXPECT_THAT(blocks->Read(), IsAudio(0, 480));
+}
+
+TEST(FilterSeekController, StreamThatWasReadAndReleasedComesBackWithItsNextReadBehindARepeatedSeek) {
+    auto const video = MakeClip(3), other = MakeClip(3);
+    auto const controller = MakeController();
+    auto const wrapper = controller->AddStream(iptr<IStreamVideo>(video));
+    auto const otherWrapper = controller->AddStream(iptr<IStreamVideo>(other));
+    controller->Seek(40000);
+    EXPECT_THAT(wrapper->Read(), IsVideo(40000, 40000));
+    wrapper->ReleaseInternalData();
+    controller->Seek(40000);
+    EXPECT_THAT(wrapper->Read(), IsVideo(40000, 40000));
+    EXPECT_THAT(wrapper->Read(), IsVideo(80000, 40000));
+    EXPECT_THAT(other->log.Take(), ElementsAre("RequestSeek(40000)", "DoSeek", "Read"));
+    EXPECT_THAT(otherWrapper->Read(), IsVideo(40000, 40000));
+}
+
+TEST(FilterSeekController, StreamThatWasReleasedUnreadIsNotSoughtByARepeatedSeek) {
+    auto const video = MakeClip(3), other = MakeClip(3);
+    auto const controller = MakeController();
+    auto const wrapper = controller->AddStream(iptr<IStreamVideo>(video));
+    auto const otherWrapper = controller->AddStream(iptr<IStreamVideo>(other));
+    controller->Seek(40000);
+    otherWrapper->ReleaseInternalData();
+    controller->Seek(40000);
+    EXPECT_THAT(otherWrapper->Read(), IsVideo(40000, 40000));
+    EXPECT_THAT(other->log.Take(), ElementsAre("RequestSeek(40000)", "DoSeek", "ReleaseInternalData", "Read"));
+}
+
+TEST(FilterSeekController, DurationsMustBeEqualToTheMicrosecond) {
+    for (int64 const difference : {-1, 1}) {
+        auto const controller = MakeController();
+        auto const first = controller->AddStream(iptr<IStreamVideo>(MakeClip(3)));
+        auto const other = MakeClip(3);
+        other->duration += difference;
+        EXPECT_EQ(MessageOf<FilterException>([&] { controller->AddStream(iptr<IStreamVideo>(other)); }),
+                  "Duration of new stream differs from duration of other streams already registered in "
+                  "FilterSeekController.");
+        // It isn't in the list: the controller moves the first alone.
+        controller->Seek(40000);
+        EXPECT_THAT(other->log.Take(), IsEmpty());
+        EXPECT_EQ(other->GetRefCountImpl(), 1U);
+    }
+}
+
+TEST(FilterSeekController, SameStreamIsNamedAheadOfADurationThatDiffersMeanwhile) {
+    auto const video = MakeClip(3);
+    auto const controller = MakeController();
+    auto const wrapper = controller->AddStream(iptr<IStreamVideo>(video));
+    video->duration += 1;
+    EXPECT_EQ(MessageOf<FilterException>([&] { controller->AddStream(iptr<IStreamVideo>(video)); }),
+              "This stream is already added into current IFilterSeekController object");
+}
+
 TEST(FilterSeekController, SeekThatFailsLeavesTheLastPositionAndItsLocks) {
     auto const video = MakeClip(3);
     auto const stream = WithPosition(video);
@@ -305,6 +403,21 @@ TEST(SeekControllerStreamImpl, DirectSeeksAreRefused) {
     EXPECT_EQ(MessageOf<FilterException>([&] { wrapper->RequestSeek(0, nullptr); }), REFUSED);
     EXPECT_EQ(MessageOf<FilterException>([&] { wrapper->DoSeek(); }), REFUSED);
     EXPECT_THAT(wrapper->Read(), IsVideo(0, 40000));
+}
+
+TEST(SeekControllerStreamImpl, EachKindRefusesDirectSeeksAndItsSourceNeverHearsOfThem) {
+    auto const sound = MakeSound(40000);
+    auto const packets = ScriptedRaw::Create({MakePacket(0, -40, 40, true)});
+    packets->duration = 40000;
+    auto const controller = MakeController();
+    std::vector<iptr<IStream>> const wrappers{controller->AddStream(iptr<IStreamAudio>(sound)),
+                                              controller->AddStream(iptr<IStreamRaw>(packets))};
+    for (auto const& wrapper : wrappers) {
+        EXPECT_EQ(MessageOf<FilterException>([&] { wrapper->RequestSeek(0, nullptr); }), REFUSED);
+        EXPECT_EQ(MessageOf<FilterException>([&] { wrapper->DoSeek(); }), REFUSED);
+    }
+    EXPECT_THAT(sound->log.Take(), IsEmpty());
+    EXPECT_THAT(packets->log.Take(), IsEmpty());
 }
 
 TEST(SeekControllerStreamImpl, RefusedSeekLosesWhatWasReadAhead) {

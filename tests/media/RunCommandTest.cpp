@@ -69,6 +69,8 @@ TEST(RunUsage, MistakesExitWithTwoAndNameTheOption) {
                               {{"run", "a.json", "--set", "=x"}, "\"=x\" is not NAME=VALUE"},
                               {{"run", "a.json", "--set", "A=1", "--set", "A=2"}, "A is given twice"},
                               {{"run", "a.json", "--graph", "svg"}, "--graph"},
+                              {{"run", "a.json", "--seek", "soon"}, "\"soon\" is not a time of up to thirty days"},
+                              {{"run", "a.json", "--seek", "-1"}, "\"-1\" is not a time of up to thirty days"},
                               {{"run", "a.json", "b.json"}, "b.json"}}) {
         auto const result = RunTarsel(arguments);
         EXPECT_EQ(2, result.exitCode) << CommandText(arguments);
@@ -129,6 +131,31 @@ TEST(RunResult, StatsTellTheTimeOfEachNode) {
 TEST(RunResult, ADryRunWritesNothing) {
     ScratchFolder const folder;
     EXPECT_EQ(0, RunTrim(folder, {"--dry-run"}).exitCode);
+    EXPECT_THAT(folder.List(), ElementsAre("trim.json"));
+}
+
+TEST(RunResult, SeeksTellWhereTheStreamsStand) {
+    std::vector<std::string> const run{"run", TARSEL_EXAMPLES "/cache.json", "--set", "IN=" + Clip(), "--seek", "1.01"};
+    auto const with = [&](std::vector<std::string> const& more) {
+        auto arguments = run;
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return RunTarsel(arguments);
+    };
+    auto const report = ParseOutput(with({"--seek", "500ms", "--json"}));
+    ASSERT_EQ(2U, report.at("seeks").size());
+    EXPECT_EQ(1010000, report.at("seeks")[0].at("requested_us"));
+    EXPECT_EQ(1000000, report.at("seeks")[0].at("real_us")[0]);
+    EXPECT_EQ(480000, report.at("seeks")[1].at("real_us")[0]);
+    EXPECT_EQ(480000, report.at("streams")[0].at("begin_us"));
+    EXPECT_THAT(with({"--stats"}).output, AllOf(HasSubstr("sought 00:01.010: node 11 at 00:01.000, node 12 at "),
+                                                HasSubstr("statistics of node 11")));
+}
+
+TEST(RunUsage, ARunThatWritesDoesNotSeek) {
+    ScratchFolder const folder;
+    auto const result = RunTrim(folder, {"--seek", "1"});
+    EXPECT_EQ(2, result.exitCode);
+    EXPECT_EQ("tarsel: --seek: what is written begins at its start; add --dry-run\n", result.errors);
     EXPECT_THAT(folder.List(), ElementsAre("trim.json"));
 }
 

@@ -1,7 +1,9 @@
 #include <CLI/CLI.hpp>
+#include <cstdio>
 #include <memory>
 
 #include "contracts/Core/Exception.h"
+#include "host/cut/RangeText.h"
 #include "host/graph/GraphReader.h"
 #include "host/graph/GraphSchema.h"
 #include "tools/tarsel/GraphRunning.h"
@@ -16,6 +18,7 @@ struct RunOptions {
     std::string graph;
     std::vector<std::string> settings;
     std::string drawing;
+    std::vector<std::string> seeks;
     bool schema = false;
     GraphFlags flags;
 };
@@ -36,6 +39,11 @@ Host::GraphVariables ParseSettings(std::vector<std::string> const& settings) {
     return variables;
 }
 
+std::string NotATime(std::string const& text) {
+    if (Host::ParseTime(text)) return {};
+    return "\"" + text + "\" is not a time of up to thirty days";
+}
+
 int Run(RunOptions const& options, Host::GraphVariables const& variables) {
     if (options.schema) {
         PrintOutput(Host::GraphSchema());
@@ -47,6 +55,11 @@ int Run(RunOptions const& options, Host::GraphVariables const& variables) {
     if (!options.drawing.empty()) {
         PrintOutput(Host::DrawGraph(document, running));
         return EXIT_DONE;
+    }
+    for (std::string const& text : options.seeks) running.seeks.push_back(*Host::ParseTime(text));
+    if (!running.seeks.empty() && !options.flags.dryRun && !document.output.IsDry()) {
+        std::fputs("tarsel: --seek: what is written begins at its start; add --dry-run\n", stderr);
+        return EXIT_USAGE;
     }
     return RunAndReport(document, running, options.flags, "running", {});
 }
@@ -63,6 +76,12 @@ void AddRunCommand(CLI::App& program, Action& chosen) {
     command
         .add_option("--graph", options->drawing, "Print the built graph as a drawing (\"dot\") instead of running it")
         ->check(CLI::IsMember({"dot"}));
+    command
+        .add_option("--seek", options->seeks,
+                    "Go to this time (1:23.4, 83.4, 500ms) and read an item of each stream before playing on; "
+                    "repeatable, with a dry run only")
+        ->check(NotATime)
+        ->allow_extra_args(false);
     command.add_flag("--schema", options->schema, "Print the JSON Schema of graph files and do nothing else");
     AddGraphFlags(command, options->flags);
     command.footer(

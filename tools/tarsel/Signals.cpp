@@ -3,6 +3,8 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <atomic>
+
 #include "host/media/OutputFile.h"
 #include "tools/tarsel/Program.h"
 
@@ -10,12 +12,42 @@ namespace Tarsel::Tool {
 
 namespace {
 
-extern "C" void EndOnSignal(int number) {
+constexpr int NOT_DELAYED = 0;
+constexpr int DELAYED = -1;
+
+/// One of the two, or the number of the signal that came during the delay.
+std::atomic<int> delay{NOT_DELAYED};
+static_assert(std::atomic<int>::is_always_lock_free);
+
+[[noreturn]] void EndProgram(int number) {
     Host::RemovePartialFiles();
     _exit(EXIT_SIGNAL + number);
 }
 
+extern "C" void EndOnSignal(int number) {
+    int expected = DELAYED;
+    if (delay.compare_exchange_strong(expected, number) || expected != NOT_DELAYED) return;
+    EndProgram(number);
+}
+
 }  // namespace
+
+SignalDelay::SignalDelay() {
+    delay = DELAYED;
+}
+
+SignalDelay::~SignalDelay() {
+    if (!End()) EndProgram(delay);
+}
+
+bool SignalDelay::HasCome() const {
+    return delay > 0;
+}
+
+bool SignalDelay::End() {
+    int expected = DELAYED;
+    return delay.compare_exchange_strong(expected, NOT_DELAYED) || expected == NOT_DELAYED;
+}
 
 void HandleSignals() {
     struct sigaction action {};

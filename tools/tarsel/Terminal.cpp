@@ -32,17 +32,30 @@ ProgressLine::~ProgressLine() {
     if (active && lastDrawn.time_since_epoch().count() != 0) std::fputs("\r\033[K", stderr);
 }
 
-void ProgressLine::Show(int64 done, int64 total) {
-    if (!active) return;
+bool ProgressLine::IsDue() {
+    if (!active) return false;
     auto const now = std::chrono::steady_clock::now();
-    if (now - lastDrawn < REDRAW) return;
+    if (now - lastDrawn < REDRAW) return false;
     lastDrawn = now;
-    double const seconds = std::chrono::duration<double>(now - start).count();
+    return true;
+}
+
+void ProgressLine::Draw(int64 done, int64 total, std::string const& detail) {
     int const percent = total > 0 ? static_cast<int>(std::clamp<int64>(done * 100 / total, 0, 100)) : 0;
-    double const speed = seconds > 0 ? double(done) / 1e6 / seconds : 0;
-    std::fprintf(stderr, "\r\033[K%s %3d%%  %s of %s  %.0fx", label.c_str(), percent, Host::ShortTime(done).c_str(),
-                 Host::ShortTime(total).c_str(), speed);
+    std::fprintf(stderr, "\r\033[K%s %3d%%  %s", label.c_str(), percent, detail.c_str());
     std::fflush(stderr);
+}
+
+void ProgressLine::Show(int64 done, int64 total) {
+    if (!IsDue()) return;
+    double const seconds = std::chrono::duration<double>(lastDrawn - start).count();
+    char speed[32];
+    std::snprintf(speed, sizeof speed, "  %.0fx", seconds > 0 ? double(done) / 1e6 / seconds : 0);
+    Draw(done, total, Host::ShortTime(done) + " of " + Host::ShortTime(total) + speed);
+}
+
+void ProgressLine::ShowCount(int64 done, int64 total) {
+    if (IsDue()) Draw(done, total, std::to_string(done) + " of " + std::to_string(total));
 }
 
 void PrintWarnings(std::vector<std::string> const& warnings) {

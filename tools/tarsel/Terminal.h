@@ -22,8 +22,13 @@ class ProgressLine {
 
     /// `done` of `total` microseconds of media. Drawn at most ten times a second.
     void Show(int64 done, int64 total);
+    /// The same for work that is counted.
+    void ShowCount(int64 done, int64 total);
 
   private:
+    bool IsDue();
+    void Draw(int64 done, int64 total, std::string const& detail);
+
     std::string label;
     bool active;
     std::chrono::steady_clock::time_point start;

@@ -133,6 +133,84 @@ TEST(GraphChecks, OnlyJoinsAndTheOutputReadTheStreamsOfASeekController) {
     EXPECT_NO_THROW(ParseGraph(Graph(controller)));
 }
 
+std::string Cached(std::string const& rest, std::string const& controllers = "", std::string const& inputs = "12") {
+    std::string streams;
+    for (char const input : inputs)
+        streams += (streams.empty() ? "" : ", ") + std::string(R"({"id": 1)") + input + R"(, "input": )" + input + "}";
+    return Graph(rest + R"("controllers": [{"id": 10, "class": "FilterCacheController", "streams": [)" + streams +
+                 "]}" + controllers + "], ");
+}
+
+TEST(GraphChecks, CachesTakeVideoAndAudioOnly) {
+    EXPECT_EQ(ErrorOf(Cached("", "", "13")),
+              "node 10: /controllers/0/streams/1/input: FilterCacheController works on video or audio, and node 3 "
+              "gives packets");
+    EXPECT_EQ(ErrorOf(Filters(Filter(5, "FilterCacheData", "2"))),
+              "node 5: /filters/0/inputs/0: FilterCacheData works on video, and node 2 gives audio");
+}
+
+TEST(GraphChecks, SeekControllersTakeNoSubtitles) {
+    EXPECT_EQ(ErrorOf(R"({"sources": [{"id": 1, "file": "a", "stream": "subtitle"}],
+                          "controllers": [{"id": 10, "class": "FilterSeekController",
+                                           "streams": [{"id": 11, "input": 1}]}], "output": "null"})"),
+              "node 10: /controllers/0/streams/0/input: FilterSeekController works on video or audio or packets, and "
+              "node 1 gives subtitle");
+}
+
+TEST(GraphChecks, NoFilterReadsOneOfSeveralCachedStreams) {
+    std::string const what =
+        "node 11 shares its FilterCacheController with node 12, and they seek as one: only the output or a "
+        "FilterSeekController that holds them all reads them; put the filter below, or give the stream a "
+        "FilterCacheController of its own";
+    EXPECT_EQ(ErrorOf(Cached(R"("filters": [)" + Filter(5, "SettingsFilterReverse", "11") + "], ")),
+              "node 5: /filters/0/inputs/0: " + what);
+    EXPECT_EQ(ErrorOf(Cached(R"("filters": [)" + Filter(5, "FilterJoinVideo", "11") + "], ")),
+              "node 5: /filters/0/inputs/0: " + what);
+    EXPECT_EQ(ErrorOf(Cached("", R"(, {"id": 20, "class": "FilterCutController",
+                                       "streams": [{"id": 21, "input": 11}, {"id": 22, "input": 12}]})")),
+              "node 20: /controllers/1/streams/0/input: " + what);
+    EXPECT_NO_THROW(ParseGraph(Cached("")));
+    EXPECT_NO_THROW(ParseGraph(Cached(R"("filters": [)" + Filter(5, "SettingsFilterReverse", "11") + "], ", "", "1")));
+}
+
+TEST(GraphChecks, ASeekControllerHoldsAllStreamsOfACacheControllerOrNone) {
+    auto const held = [](std::string const& streams, std::string const& filters = "") {
+        return Cached(filters, R"(, {"id": 20, "class": "FilterSeekController", "streams": [)" + streams + "]}");
+    };
+    EXPECT_NO_THROW(ParseGraph(held(R"({"id": 21, "input": 11}, {"id": 22, "input": 12})")));
+    EXPECT_NO_THROW(ParseGraph(held(R"({"id": 21, "input": 11}, {"id": 22, "input": 12}, {"id": 23, "input": 3})")));
+    EXPECT_NO_THROW(ParseGraph(held(R"({"id": 21, "input": 11}, {"id": 22, "input": 12})",
+                                    R"("filters": [)" + Filter(5, "FilterJoinVideo", "21") + "], ")));
+    EXPECT_EQ(ErrorOf(held(R"({"id": 21, "input": 3}, {"id": 22, "input": 12})")),
+              "node 20: /controllers/1/streams/1/input: node 12 shares its FilterCacheController with node 11: a "
+              "FilterSeekController that holds one of them must hold all");
+    EXPECT_EQ(
+        ErrorOf(held(R"({"id": 21, "input": 11})", R"("filters": [)" + Filter(5, "FilterCacheData", "21") + "], ")),
+        "node 5: /filters/0/inputs/0: node 21 is held by a FilterSeekController: only a join or the output reads "
+        "it");
+}
+
+/// A film's two streams under a seek controller, each with a join above it.
+std::string Linked(std::string const& filters, std::string const& controllers = "") {
+    return Graph(R"("filters": [)" + Filter(5, "FilterJoinVideo", "21") + "," + Filter(6, "FilterJoinAudio", "22") +
+                 filters + R"(], "controllers": [{"id": 20, "class": "FilterSeekController",
+                                  "streams": [{"id": 21, "input": 1}, {"id": 22, "input": 2}]})" +
+                 controllers + "], ");
+}
+
+TEST(GraphChecks, LinkedStreamsAreNotReadByDifferentThreads) {
+    EXPECT_NO_THROW(ParseGraph(Linked("")));
+    EXPECT_EQ(ErrorOf(Linked("," + Filter(7, "FilterCacheData", "5"))),
+              "node 20: /controllers/0/streams/1: node 21 and node 22 are moved together, but node 7 reads one of them "
+              "ahead on a thread of its own: put it below the FilterSeekController");
+    EXPECT_EQ(
+        ErrorOf(Linked("," + Filter(7, "SettingsFilterSpeedUp", "6"),
+                       R"(, {"id": 30, "class": "FilterCacheController",
+                                   "streams": [{"id": 31, "input": 5}, {"id": 32, "input": 7}]})")),
+        "node 20: /controllers/0/streams/1: node 21 and node 22 are moved together, but node 32 reads one of them "
+        "ahead on a thread of its own: put it below the FilterSeekController");
+}
+
 TEST(GraphChecks, TellsAStreamThatNobodyReads) {
     EXPECT_EQ(ErrorOf(Graph("", R"({"file": "null", "streams": [{"input": 1}, {"input": 3}, {"input": 4}]})")),
               "node 2: /sources/1: nobody reads this stream");

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "contracts/Core/Exception.h"
+#include "contracts/Proc/IFilterCacheController.h"
 #include "contracts/Proc/IFilterFrameRate.h"
 #include "contracts/Proc/IFilterRepeatController.h"
 #include "contracts/Proc/SettingsFilterBitStream.h"
@@ -139,6 +140,12 @@ TEST(SettingsCatalog, TheRepeatControllersPropertyHasItsNameAndKeys) {
     EXPECT_EQ(property.Name(), IFilterRepeatController::CLASS_ID);
     EXPECT_EQ(property[IFilterRepeatController::REDEFINE_DURATION].GetInt64(), 5);
     EXPECT_EQ(property[IFilterRepeatController::REPEAT_MODE].GetString(), IFilterRepeatController::REPEAT_MODE_LAST);
+}
+
+TEST(SettingsCatalog, TheCacheControllersStepIsThatOfItsInterface) {
+    auto const property = Filled("FilterCacheController");
+    EXPECT_EQ(property.Name(), IFilterCacheController::CLASS_ID);
+    EXPECT_EQ(property["CacheIncreaseSpan"].GetInt64(), IFilterCacheController::DEFAULT_CACHE_INCREASE_SPAN);
 }
 
 TEST(SettingsCatalog, MakesTheSettingsObjectOfEachClassThatHasOne) {

@@ -1,0 +1,105 @@
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <memory>
+#include <string>
+
+#include "contracts/Core/Exception.h"
+#include "host/scrub/ScrubJob.h"
+#include "tools/tarsel/Program.h"
+#include "tools/tarsel/Terminal.h"
+
+namespace Tarsel::Tool {
+
+namespace {
+
+struct ScrubArguments {
+    std::string input;
+    std::string script;
+    std::string random;
+    std::string seed;
+    bool printScript = false;
+    bool noCache = false;
+    bool json = false;
+
+    // What the texts say, once they have been checked.
+    std::size_t count = 0;
+    uint64 seedValue = 1;
+};
+
+template <class Number>
+bool ReadNumber(std::string const& text, Number& value) {
+    char const* const end = text.data() + text.size();
+    auto const result = std::from_chars(text.data(), end, value);
+    return result.ec == std::errc() && result.ptr == end;
+}
+
+[[noreturn]] void RefuseUsage(std::string const& what) {
+    TARSEL_THROW(CLI::ValidationError, what);
+}
+
+void CheckUsage(ScrubArguments& arguments) {
+    if (arguments.script.empty() == arguments.random.empty())
+        RefuseUsage(arguments.script.empty() ? "--script or --random is required"
+                                             : "--script and --random can't be used in one call");
+    if (!arguments.seed.empty() && arguments.random.empty()) RefuseUsage("--seed needs --random");
+    if (!arguments.random.empty() && (!ReadNumber(arguments.random, arguments.count) || arguments.count == 0 ||
+                                      arguments.count > Host::MAX_SCRUB_OPERATIONS))
+        RefuseUsage("--random: \"" + arguments.random + "\" is not a number from 1 to " +
+                    std::to_string(Host::MAX_SCRUB_OPERATIONS));
+    if (!arguments.seed.empty() && !ReadNumber(arguments.seed, arguments.seedValue))
+        RefuseUsage("--seed: \"" + arguments.seed + "\" is not a whole number of 64 bits");
+}
+
+int Scrub(ScrubArguments const& arguments) {
+    // A script is read before the file: its mistakes show at once.
+    Host::ScrubScript script;
+    if (!arguments.script.empty()) script = Host::ReadScrubScript(arguments.script);
+    if (arguments.printScript && !arguments.script.empty()) {
+        PrintOutput(Host::WriteScrubScript(script));
+        return EXIT_DONE;
+    }
+    auto const file = Host::MediaFile::Open(arguments.input);
+    if (!arguments.random.empty()) script = Host::MakeRandomScrub(*file, arguments.count, arguments.seedValue);
+    if (arguments.printScript) {
+        PrintOutput(Host::WriteScrubScript(script));
+        return EXIT_DONE;
+    }
+    Host::ScrubOptions options;
+    options.cached = !arguments.noCache;
+    Host::ScrubReport report;
+    {
+        ProgressLine progress("scrubbing");
+        auto const total = static_cast<int64>(script.size());
+        options.progress = [&](std::size_t done) { progress.ShowCount(static_cast<int64>(done), total); };
+        report = Host::RunScrub(file, script, options);
+    }
+    PrintWarnings(file->GetWarnings());
+    PrintOutput(arguments.json ? report.ToJson() + "\n" : report.ToText());
+    return EXIT_DONE;
+}
+
+}  // namespace
+
+void AddScrubCommand(CLI::App& program, Action& chosen) {
+    auto const arguments = std::make_shared<ScrubArguments>();
+    CLI::App& command = *program.add_subcommand("scrub", "Seeks and steps about in a media file, and times it");
+    command.add_option("input", arguments->input, "The media file")->required();
+    command.add_option("--script", arguments->script,
+                       "What to do, a line each: \"seek TIME\", or \"step N\" with N below 0 for backwards; - is the "
+                       "standard input");
+    command.add_option("--random", arguments->random, "Do N things that a person might do instead");
+    command.add_option("--seed", arguments->seed, "Which of the random scripts (1)");
+    command.add_flag("--print-script", arguments->printScript, "Print the script and do nothing else");
+    command.add_flag("--no-cache", arguments->noCache, "Do the same without caches, to compare");
+    command.add_flag("--json", arguments->json, "Print the result as JSON");
+    command.footer(
+        "Times: [[HH:]MM:]SS[.fraction], or a number with s, ms or us.\nExamples:\n"
+        "  tarsel scrub film.mp4 --script steps.txt\n"
+        "  tarsel scrub film.mp4 --random 500 --seed 7 --no-cache --json");
+    command.final_callback([arguments, &chosen] {
+        CheckUsage(*arguments);
+        chosen = [arguments] { return Scrub(*arguments); };
+    });
+}
+
+}  // namespace Tarsel::Tool
