@@ -82,7 +82,8 @@ class FilterCache final : public IFilterCache, public SameKindStream<T> {
         FilterCache* const cache;
     };
 
-    struct SeekFlags {
+    /// Aligned so that every compiler makes it one word.
+    struct alignas(2) SeekFlags {
         bool seekRequested = false;  // and not yet finished
         bool seekInBuffer = false;   // its position was found here
     };
