@@ -15,6 +15,7 @@ int main(int count, char** arguments) try {
     }
     Rows rows;
     MeasureCaches(rows);
+    MeasurePreview(rows);
     mode == "--json" ? PrintJson(rows) : PrintTable(rows);
     return 0;
 } catch (std::exception const& failure) {

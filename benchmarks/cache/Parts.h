@@ -20,5 +20,7 @@ inline double Now() {
 
 /// Reads and seeks through caches, beside those of the bare source.
 void MeasureCaches(Rows& rows);
+/// What a producer of frames pays for its preview: frames published a second, and its worst wait.
+void MeasurePreview(Rows& rows);
 
 }  // namespace Tarsel::Bench

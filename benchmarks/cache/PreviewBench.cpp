@@ -1,27 +1,20 @@
-// What a producer of frames pays for its preview. Compare figures within one run only.
-//
-//   tarsel-bench-preview [--json]
-
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
-#include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "benchmarks/bitstream/BenchReport.h"
-#include "contracts/Core/ThreadPool.h"
+#include "benchmarks/cache/Parts.h"
 #include "contracts/Core/TimerSimple.h"
 #include "contracts/Proc/DataVideoFF.h"
 #include "contracts/Proc/IVideoPreviewSubscriber.h"
 
+namespace Tarsel::Bench {
+
 namespace {
 
-using namespace Tarsel;
-using namespace Tarsel::Bench;
-using Rows = std::vector<Row>;
 using Publisher = Core::EventPublisher<Proc::IVideoPreviewSubscriber>;
 
 /// What a slow subscriber takes for a frame.
@@ -79,31 +72,23 @@ void AddRows(Rows& rows, std::string const& name, int viewers, bool oneSlow) {
     Figures const flood = Measure(viewers, oneSlow, 0);
     double const rate = 1e6 * static_cast<double>(flood.frames) / static_cast<double>(flood.span);
     double const delivered = 1e6 * static_cast<double>(flood.deliveries) / static_cast<double>(flood.span);
-    rows.push_back({name + ": published without a pause", rate, "frames/s", {}});
-    rows.push_back({name + ": delivered of them", delivered, "frames/s", {}});
-    rows.push_back({name + ": worst wait", static_cast<double>(flood.worst), "us", {}});
+    rows.push_back({"preview, " + name + ": published without a pause", rate, "frames/s", {}});
+    rows.push_back({"preview, " + name + ": delivered of them", delivered, "frames/s", {}});
+    rows.push_back({"preview, " + name + ": worst wait", static_cast<double>(flood.worst), "us", {}});
     Figures const steady = Measure(viewers, oneSlow, 10000);
-    rows.push_back({name + ": worst wait at 100 frames a second", static_cast<double>(steady.worst), "us", {}});
+    rows.push_back(
+        {"preview, " + name + ": worst wait at 100 frames a second", static_cast<double>(steady.worst), "us", {}});
     std::fprintf(stderr, "%s\n", name.c_str());
 }
 
 }  // namespace
 
-int main(int count, char** arguments) {
-    bool const json = count == 2 && std::strcmp(arguments[1], "--json") == 0;
-    if (count > 1 && !json) {
-        std::fprintf(stderr, "usage: tarsel-bench-preview [--json]\n");
-        return 2;
-    }
-    Rows rows;
+void MeasurePreview(Rows& rows) {
     AddRows(rows, "no subscriber", 0, false);
     AddRows(rows, "1 subscriber", 1, false);
     AddRows(rows, "8 subscribers", 8, false);
     AddRows(rows, "1 subscriber that takes 5 ms", 1, true);
     AddRows(rows, "8 subscribers, one takes 5 ms", 8, true);
-    if (json)
-        PrintJson(rows);
-    else
-        PrintTable(rows);
-    return 0;
 }
+
+}  // namespace Tarsel::Bench
