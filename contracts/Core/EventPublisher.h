@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "contracts/Core/Exception.h"
+#include "contracts/Core/GiveWay.h"
+#include "contracts/Core/Lockable.h"
 #include "contracts/Core/Mutex.h"
 #include "contracts/Core/RefCount.h"
 #include "contracts/Core/Types.h"
@@ -41,7 +43,7 @@ struct SyncExecutePolicy {
 /// Two locks. `callLock` is held while a subscriber is called, by design: that is what `Unsubscribe` waits for.
 /// `listLock` guards the list and is held for moments, never during a call. Order: locks of who fires, `callLock`,
 /// locks of the subscriber, `listLock`. Both may be taken again by their thread, so a subscriber may subscribe,
-/// unsubscribe and fire from inside its call.
+/// unsubscribe and fire from inside its call, and be destroyed behind it, with `callLock` held.
 template <class I, class Policy>
 class EventHandlerList : public EventPublisher<I> {
   public:
@@ -56,7 +58,8 @@ class EventHandlerList : public EventPublisher<I> {
         RequireSubscriber(subscriber);
         bool const found = Remove(subscriber);
         // Who was chosen before the removal is being called, and this lock is free when that call has returned.
-        RecursiveMutexLock const lock(callLock);
+        GiveWay::Hurry const hurry(removals);
+        AutoLock const lock(callLock);
         return found;
     }
 
@@ -66,7 +69,9 @@ class EventHandlerList : public EventPublisher<I> {
     void Fire(Call const& call) {
         u64 const end = GetLastNumber();
         for (u64 number = 0; number < end;) {
-            RecursiveMutexLock const lock(callLock);
+            // A removal waits for one call, not for all of them. From inside a call it would wait for this thread.
+            if (!callLock.IsHeldByCaller()) removals.Await();
+            AutoLock const lock(callLock);
             // Let go ahead of the lock: behind `Unsubscribe` nobody here holds the subscriber.
             iptr<I> const subscriber = GetNext(number);
             if (!subscriber || number > end) return;
@@ -112,7 +117,8 @@ class EventHandlerList : public EventPublisher<I> {
         return next->subscriber;
     }
 
-    RecursiveMutex callLock;
+    LockImpl callLock;
+    GiveWay removals;
     RecursiveMutex listLock;
     Entries entries TARSEL_GUARDED_BY(listLock);
     u64 lastNumber TARSEL_GUARDED_BY(listLock) = 0;

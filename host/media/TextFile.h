@@ -8,8 +8,8 @@
 
 namespace Tarsel::Host {
 
-/// A text file, or another small one, that appears at its place when all of it is written. Failures are `Core::IOException` "PATH: what is
-/// wrong".
+/// A text file, or another small one, that appears at its place when all of it is written. Failures are
+/// `Core::IOException` "PATH: what is wrong".
 class TARSEL_HOST_EXPORT TextFile {
   public:
     /// Refuses at once a place that can't be written to, and one where a file stands unless `force` is set.

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <functional>
+#include <memory>
 #include <random>
 #include <string>
 #include <thread>
@@ -267,6 +268,30 @@ TEST_F(EventPublisherTest, NobodyIsCalledBehindUnsubscribeWhileOthersFire) {
     }
     done = true;
     for (auto& thread : firing) thread.join();
+}
+
+TEST(GiveWay, PatientThreadWaitsForThoseWhoAreInAHurryWhenItComes) {
+    GiveWay way;
+    way.Await();
+    Gate coming;
+    std::atomic<int> had{0};
+    int hadBehindWait = 0;
+    auto first = std::make_unique<GiveWay::Hurry>(way);
+    auto second = std::make_unique<GiveWay::Hurry>(way);
+    std::thread patient([&] {
+        coming.Pass();
+        way.Await();
+        hadBehindWait = had;
+    });
+    coming.AwaitArrivals(1);
+    for (int i = 0; i < 100; ++i) std::this_thread::yield();
+    had = 1;
+    first = nullptr;
+    for (int i = 0; i < 100; ++i) std::this_thread::yield();
+    had = 2;
+    second = nullptr;
+    patient.join();
+    EXPECT_EQ(hadBehindWait, 2);
 }
 
 TEST(TimerSimple, CountsFromConstructionAndFromReset) {

@@ -48,6 +48,10 @@ iptr<T> FilterCacheController::AddStreamT(iptr<T> const& stream, int64 prefetchS
     return cache;
 }
 
+template iptr<IStreamVideo> FilterCacheController::AddStreamT(iptr<IStreamVideo> const&, int64, int64);
+template iptr<IStreamAudio> FilterCacheController::AddStreamT(iptr<IStreamAudio> const&, int64, int64);
+template iptr<IStreamSubtitle> FilterCacheController::AddStreamT(iptr<IStreamSubtitle> const&, int64, int64);
+
 iptr<IStreamSubtitle> FilterCacheController::AddStream(iptr<IStreamSubtitle> const& stream) {
     return AddStreamT(stream, DEFAULT_PREFETCH_SPAN_SUBTITLE, DEFAULT_CACHE_SPAN_SUBTITLE);
 }

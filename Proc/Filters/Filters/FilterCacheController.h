@@ -34,6 +34,9 @@ class FilterCacheController final : public IFilterCacheController, public RefCou
     iptr<IStreamAudio> AddStream(iptr<IStreamAudio> const& stream) override;
     /// Null.
     iptr<IStreamRaw> AddStream(iptr<IStreamRaw> const& stream) override;
+    /// `AddStream` with a window of one's own, microseconds; for video, audio and subtitles.
+    template <class T>
+    iptr<T> AddStreamT(iptr<T> const& stream, int64 prefetchSpan, int64 cacheSpan);
     void SetCacheIncreaseSpan(int64 length) override;
     void SeekCaches(int64 position) override;
 
@@ -63,8 +66,6 @@ class FilterCacheController final : public IFilterCacheController, public RefCou
         IFilterCache* cache;    // the same object
     };
 
-    template <class T>
-    iptr<T> AddStreamT(iptr<T> const& stream, int64 prefetchSpan, int64 cacheSpan);
     void WaitForHost();
     /// The entries whose caches live.
     std::vector<Entry> GetLiving() const;

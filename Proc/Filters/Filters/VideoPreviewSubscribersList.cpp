@@ -31,6 +31,7 @@ void VideoPreviewSubscriberList::OnVideoFrame(iptr<IDataVideo> const& frame) {
 
 bool VideoPreviewSubscriberList::Exchange(iptr<IDataVideo> frame) {
     // The frame before it is released behind the lock, as the argument: its destruction may be anything.
+    Core::GiveWay::Hurry const hurry(producers);
     RecursiveMutexLock const lock(latestLock);
     latest.swap(frame);
     if (pendingTasks >= MAX_PENDING_TASKS) return false;
@@ -40,6 +41,8 @@ bool VideoPreviewSubscriberList::Exchange(iptr<IDataVideo> frame) {
 
 void VideoPreviewSubscriberList::Deliver() {
     iptr<IDataVideo> frame;
+    Core::MutexLock const alone(deliveryLock);
+    producers.Await();
     RecursiveMutexLock const lock(latestLock);
     --pendingTasks;
     // Meant: `latest` stays set, so the next task delivers the frame again. A subscriber may publish another one from

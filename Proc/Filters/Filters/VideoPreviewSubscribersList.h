@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "contracts/Core/EventPublisher.h"
+#include "contracts/Core/GiveWay.h"
 #include "contracts/Core/ThreadPool.h"
 #include "contracts/Proc/IVideoPreviewSubscriber.h"
 
@@ -13,10 +14,11 @@ namespace Tarsel::Proc {
 /// tasks that wait deliver the same frame, one after the other. What a subscriber throws is logged, and the others get
 /// the frame all the same.
 ///
-/// `latestLock` is held while subscribers are called, by design: it keeps deliveries apart, and a producer waits for a
-/// subscriber only while it puts its frame there. The subscriber's own calls of `OnVideoFrame` take it again. Order:
-/// locks of the producer, `latestLock`, the locks of the subscribers' list, locks of a subscriber. The pool's lock is
-/// never taken under it.
+/// `latestLock` is held while subscribers are called, by design: a producer waits for a delivery only while it puts its
+/// frame there. The subscriber's own calls of `OnVideoFrame` take it again. `deliveryLock` keeps deliveries apart ahead
+/// of it, so that a producer waits for the one in progress alone, however many tasks there are. Order: locks of the
+/// producer, `deliveryLock`, `latestLock`, the locks of the subscribers' list, locks of a subscriber. The pool's lock
+/// is taken under none of them, but by a subscriber that publishes.
 class VideoPreviewSubscriberList final
     : public IVideoPreviewSubscriber,
       public Core::EventHandlerList<IVideoPreviewSubscriber, Core::SyncExecutePolicy>,
@@ -27,7 +29,7 @@ class VideoPreviewSubscriberList final
 
     /// Throws `std::invalid_argument` for null.
     explicit VideoPreviewSubscriberList(std::shared_ptr<Core::ThreadPool> threadPool);
-    /// Waits while a delivery runs on another thread, until its subscribers have returned.
+    /// Waits while a delivery runs on another thread, until its subscribers have returned, and for no other one.
     void OnVideoFrame(iptr<IDataVideo> const& frame) override;
 
   private:
@@ -35,6 +37,8 @@ class VideoPreviewSubscriberList final
     bool Exchange(iptr<IDataVideo> frame);
     void Deliver();
 
+    Core::Mutex deliveryLock;
+    Core::GiveWay producers;
     iptr<IDataVideo> latest TARSEL_GUARDED_BY(latestLock);
     unsigned pendingTasks TARSEL_GUARDED_BY(latestLock) = 0;  // posted, and not yet at the lock
     Core::RecursiveMutex latestLock;
