@@ -53,9 +53,9 @@ int64 FindFirstPicture(IStreamVideo& video) {
 
 template <class Decoder, class T>
 iptr<T> Open(MediaFile& file, StreamInfo const& info, std::atomic<uint64>& seeks) {
-    DecoderOptions options;
-    options.threading = DecoderOptions::Threading::Frames;
-    iptr<T> const decoder(Decoder::Create(file.OpenStream(info.index), "", options));
+    // Not in frame threads: every seek would have to fill them again, and Theora's decoder keeps pictures from in front
+    // of a seek there.
+    iptr<T> const decoder(Decoder::Create(file.OpenStream(info.index), "", DecoderOptions()));
     return iptr<T>(new SourceTap<T>(decoder, file.GetPath(), StreamName(info), seeks));
 }
 

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <exception>
+#include <stdexcept>
 #include <string_view>
 #include <utility>
 
+#include "contracts/Core/Exception.h"
 #include "contracts/Proc/Time.h"
 #include "host/media/SeekTogether.h"
 
@@ -49,7 +51,8 @@ ScrubMove ScrubPlayer::Seek(int64 time) {
 }
 
 ScrubMove ScrubPlayer::Step(int64 pictures) {
-    return pictures < 0 ? StepBack(-pictures) : StepForward(pictures);
+    if (pictures == 0) TARSEL_THROW(std::invalid_argument, "a step of 0 pictures goes nowhere");
+    return pictures < 0 ? StepBack(-std::max(pictures, -MAX_SCRUB_STEP)) : StepForward(pictures);
 }
 
 ScrubMove ScrubPlayer::StepForward(int64 pictures) {

@@ -61,7 +61,7 @@ class TARSEL_HOST_EXPORT ScrubPlayer {
     /// To `time`, at least 0 and at most the duration. Shows the picture there, or the first one behind it.
     ScrubMove Seek(int64 time);
     /// `count` pictures on, or back where it is below 0; at most to the first picture and to the last. A step on that
-    /// meets the end shows the last picture, if it isn't shown already.
+    /// meets the end shows the last picture, if it isn't shown already. Throws `std::invalid_argument` for 0.
     ScrubMove Step(int64 count);
 
   private:

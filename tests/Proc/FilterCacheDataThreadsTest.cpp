@@ -467,6 +467,25 @@ TEST_F(CacheDataThreads, FailureDuringAnEndFromTheHostStillReachesTheConsumer) {
     EXPECT_TRUE(lines.Has("Background reading thread:"));
 }
 
+TEST_F(CacheDataThreads, FailureDuringAnEndFromTheHostComesBehindTheFrameThatWaits) {
+    gate->Close();
+    gate->Allow(2);
+    auto const gone = std::make_shared<Gate>();
+    source->onRead = [this, gone](int number) {
+        thread_local ExitNotice const notice(gone);
+        gate->Pass();
+        if (number == 2) TARSEL_THROW(FilterException, "broken");
+    };
+    EXPECT_THAT(stage->Read(), IsVideo(0, 40));
+    gate->AwaitArrivals(3);
+    stage->SetEndOfStream();
+    gate->Open();
+    gone->AwaitArrivals(1);  // the failure is stored, and the frame hasn't been taken
+    EXPECT_THAT(stage->Read(), IsVideo(40, 40));
+    EXPECT_EQ(MessageOf<FilterException>([&] { stage->Read(); }), "broken");
+    EXPECT_EQ(stage->Read(), nullptr);
+}
+
 TEST_F(CacheDataThreads, InterruptionOutOfAReadEndsTheThreadQuietly) {
     source->onRead = [](int number) {
         if (number == 1) std::rethrow_exception(std::make_exception_ptr(boost::thread_interrupted()));

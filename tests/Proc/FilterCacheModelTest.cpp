@@ -2,6 +2,7 @@
 // time: the same items, failures, calls of the sources, and the same items in memory.
 #include <gtest/gtest.h>
 
+#include <map>
 #include <random>
 
 #include "tests/Proc/CacheModel.h"
@@ -14,15 +15,23 @@ using namespace Test;
 
 constexpr char END[] = "null";
 
+/// How often each failure and each end of the stream came: none of them may be missing in the random calls.
+std::map<std::string, int> seen;
+
 template <class Call>
 std::string OutcomeOf(Call&& call) {
+    std::string outcome;
     try {
-        return call();
+        outcome = call();
+        if (outcome == END) ++seen[outcome];
+        return outcome;
     } catch (std::logic_error const& failure) {
-        return std::string("logic_error: ") + failure.what();
+        outcome = std::string("logic_error: ") + failure.what();
     } catch (FilterException const& failure) {
-        return std::string("FilterException: ") + failure.what();
+        outcome = std::string("FilterException: ") + failure.what();
     }
+    ++seen[outcome];
+    return outcome;
 }
 template <class Call>
 std::string OutcomeOfVoid(Call&& call) {
@@ -222,7 +231,12 @@ TEST_P(CacheModel, OneCacheGivesWhatTheModelGives) {
 }
 
 TEST_P(CacheModel, SeveralCachesGiveWhatTheirModelsGive) {
+    seen.clear();
     for (unsigned seed = 1; seed <= 700 && !HasFailure(); ++seed) Run(seed, seed % 2 == 0 ? 2 : 3);
+    EXPECT_GT(seen[END], 1000);
+    EXPECT_GT(seen["logic_error: buffer overrun"], 100);
+    EXPECT_GT(seen["logic_error: all registered caches must be positioned to the same position"], 100);
+    EXPECT_GT(seen["FilterException: scripted"], GetParam() == Items::ANY ? 100 : -1);
 }
 
 INSTANTIATE_TEST_SUITE_P(Scripts, CacheModel, ::testing::Values(Items::EVEN, Items::CONTIGUOUS, Items::ANY));

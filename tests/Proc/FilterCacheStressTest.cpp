@@ -52,13 +52,13 @@ class CountedStream : public SeekingStream<T> {
   private:
     struct Inside {
         explicit Inside(CountedStream& stream) : stream(stream) {
-            if (stream.inside.exchange(true)) ++stream.meetings;
+            if (stream.busy.exchange(true)) ++stream.meetings;
         }
-        ~Inside() { stream.inside = false; }
+        ~Inside() { stream.busy = false; }
         CountedStream& stream;
     };
 
-    std::atomic<bool> inside{false};
+    std::atomic<bool> busy{false};
     unsigned number = 0;
 };
 

@@ -1,22 +1,32 @@
 #include <CLI/CLI.hpp>
 #include <charconv>
+#include <cmath>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "contracts/Core/Exception.h"
 #include "host/scrub/ScrubJob.h"
+#include "host/scrub/ScrubPreview.h"
 #include "tools/tarsel/Program.h"
+#include "tools/tarsel/Signals.h"
 #include "tools/tarsel/Terminal.h"
 
 namespace Tarsel::Tool {
 
 namespace {
 
+constexpr double DEFAULT_PREVIEW_RATE = 10;
+constexpr double HIGHEST_PREVIEW_RATE = 1000;
+
 struct ScrubArguments {
     std::string input;
     std::string script;
     std::string random;
     std::string seed;
+    std::string preview;
+    std::string previewRate;
+    bool force = false;
     bool printScript = false;
     bool noCache = false;
     bool json = false;
@@ -24,6 +34,7 @@ struct ScrubArguments {
     // What the texts say, once they have been checked.
     std::size_t count = 0;
     uint64 seedValue = 1;
+    double picturesPerSecond = DEFAULT_PREVIEW_RATE;
 };
 
 template <class Number>
@@ -37,6 +48,16 @@ bool ReadNumber(std::string const& text, Number& value) {
     TARSEL_THROW(CLI::ValidationError, what);
 }
 
+void CheckPreview(ScrubArguments& arguments) {
+    std::string const& rate = arguments.previewRate;
+    if (arguments.preview.empty() && !rate.empty()) RefuseUsage("--preview-rate needs --preview");
+    if (arguments.preview.empty() && arguments.force) RefuseUsage("--force needs --preview");
+    if (rate.empty()) return;
+    double& value = arguments.picturesPerSecond;
+    if (!ReadNumber(rate, value) || !std::isfinite(value) || value <= 0 || value > HIGHEST_PREVIEW_RATE)
+        RefuseUsage("--preview-rate: \"" + rate + "\" is not a number above 0 and up to 1000");
+}
+
 void CheckUsage(ScrubArguments& arguments) {
     if (arguments.script.empty() == arguments.random.empty())
         RefuseUsage(arguments.script.empty() ? "--script or --random is required"
@@ -48,6 +69,34 @@ void CheckUsage(ScrubArguments& arguments) {
                     std::to_string(Host::MAX_SCRUB_OPERATIONS));
     if (!arguments.seed.empty() && !ReadNumber(arguments.seed, arguments.seedValue))
         RefuseUsage("--seed: \"" + arguments.seed + "\" is not a whole number of 64 bits");
+    CheckPreview(arguments);
+}
+
+Host::ScrubReport Play(iptr<Host::MediaFile> const& file, Host::ScrubScript const& script, Host::ScrubOptions options) {
+    ProgressLine progress("scrubbing");
+    auto const total = static_cast<int64>(script.size());
+    options.progress = [&](std::size_t done) { progress.ShowCount(static_cast<int64>(done), total); };
+    return Host::RunScrub(file, script, options);
+}
+
+/// Plays with a preview. Of a run that fails or is ended by a signal no picture stays.
+Host::ScrubReport PlayWithPreview(iptr<Host::MediaFile> const& file, Host::ScrubScript const& script,
+                                  Host::ScrubOptions options, ScrubArguments const& arguments) {
+    SignalDelay signals;
+    Host::ScrubPreview preview(arguments.preview, arguments.picturesPerSecond, arguments.force);
+    options.listener.picture = [&](iptr<Proc::IDataVideo> const& picture) { preview.Show(picture); };
+    options.listener.beforeRead = [&] {
+        if (signals.HasCome()) TARSEL_THROW(Core::CoreException, "interrupted");
+    };
+    try {
+        Host::ScrubReport report = Play(file, script, std::move(options));
+        preview.Finish();
+        if (!signals.End()) TARSEL_THROW(Core::CoreException, "interrupted");
+        return report;
+    } catch (...) {
+        preview.Discard();
+        throw;
+    }
 }
 
 int Scrub(ScrubArguments const& arguments) {
@@ -66,13 +115,8 @@ int Scrub(ScrubArguments const& arguments) {
     }
     Host::ScrubOptions options;
     options.cached = !arguments.noCache;
-    Host::ScrubReport report;
-    {
-        ProgressLine progress("scrubbing");
-        auto const total = static_cast<int64>(script.size());
-        options.progress = [&](std::size_t done) { progress.ShowCount(static_cast<int64>(done), total); };
-        report = Host::RunScrub(file, script, options);
-    }
+    Host::ScrubReport const report =
+        arguments.preview.empty() ? Play(file, script, options) : PlayWithPreview(file, script, options, arguments);
     PrintWarnings(file->GetWarnings());
     PrintOutput(arguments.json ? report.ToJson() + "\n" : report.ToText());
     return EXIT_DONE;
@@ -91,6 +135,9 @@ void AddScrubCommand(CLI::App& program, Action& chosen) {
     command.add_option("--seed", arguments->seed, "Which of the random scripts (1)");
     command.add_flag("--print-script", arguments->printScript, "Print the script and do nothing else");
     command.add_flag("--no-cache", arguments->noCache, "Do the same without caches, to compare");
+    command.add_option("--preview", arguments->preview, "Write what is shown as PNG files into this folder");
+    command.add_option("--preview-rate", arguments->previewRate, "Write at most N pictures a second (10)");
+    command.add_flag("--force", arguments->force, "Write into a folder that holds previews, behind those");
     command.add_flag("--json", arguments->json, "Print the result as JSON");
     command.footer(
         "Times: [[HH:]MM:]SS[.fraction], or a number with s, ms or us.\nExamples:\n"

@@ -269,9 +269,7 @@ template <class T>
 void FilterCache<T>::RequestSeekInternal(int64 target, iptr<IRefCountable> const&) {
     seekForward = target > GetLogicalPosition();
     SetLogicalPosition(target);
-    SeekFlags flags = seekFlags;
-    flags.seekRequested = true;
-    seekFlags = flags;
+    seekFlags |= SEEK_REQUESTED;
     controller->CheckLogicalPositions();
 }
 
@@ -301,9 +299,7 @@ void FilterCache<T>::DoSeekInternal() {
         int64 const time = (*bufferPos)->GetTime();
         if (!IsBefore(time, position) || !IsBefore(position, EndOf(**bufferPos))) continue;
         SetLogicalPosition(time);
-        SeekFlags flags = seekFlags;
-        flags.seekInBuffer = true;
-        seekFlags = flags;
+        seekFlags |= SEEK_IN_BUFFER;
         controller->FinishSeekIfAllInBuffer();
         return;
     }

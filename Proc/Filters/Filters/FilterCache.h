@@ -48,10 +48,10 @@ class FilterCache final : public IFilterCache, public SameKindStream<T> {
     void IncreaseCacheSpan() override;
     void DecreaseCacheSpan() override;
     void StopAndClear() override;
-    bool IsSeekRequested() const override { return seekFlags.load().seekRequested; }
-    bool IsSeekInBuffer() const override { return seekFlags.load().seekInBuffer; }
+    bool IsSeekRequested() const override { return (seekFlags & SEEK_REQUESTED) != 0; }
+    bool IsSeekInBuffer() const override { return (seekFlags & SEEK_IN_BUFFER) != 0; }
     int64 GetLogicalPosition() const override { return logicalPosition; }
-    void ClearSeekFlags() override { seekFlags = SeekFlags(); }
+    void ClearSeekFlags() override { seekFlags = 0; }
 
   protected:
     void AcceptInternal(IStreamVisitor& visitor) override;
@@ -82,9 +82,10 @@ class FilterCache final : public IFilterCache, public SameKindStream<T> {
         FilterCache* const cache;
     };
 
-    struct SeekFlags {
-        bool seekRequested = false;  // and not yet finished
-        bool seekInBuffer = false;   // its position was found here
+    /// Bits of one word, so that one store clears both.
+    enum SeekFlag : unsigned {
+        SEEK_REQUESTED = 1,  // and not yet finished
+        SEEK_IN_BUFFER = 2,  // its position was found here
     };
     /// The times of a window; without values as long as there is no position.
     struct Bounds {
@@ -122,7 +123,7 @@ class FilterCache final : public IFilterCache, public SameKindStream<T> {
     typename Buffer::iterator bufferPos TARSEL_GUARDED_BY(positionMutex);
     std::atomic<int64> logicalPosition{NO_VALUE};
 
-    std::atomic<SeekFlags> seekFlags{SeekFlags()};
+    std::atomic<unsigned> seekFlags{0};   // of `SeekFlag`
     std::atomic<bool> seekForward{true};  // the last seek asked for went forward
 
     int64 const statTime = 0;

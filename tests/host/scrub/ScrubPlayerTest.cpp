@@ -255,6 +255,13 @@ TEST_P(EitherWay, AFileThatShowsNothingGoesNowhere) {
     EXPECT_EQ((ScrubMove{0, NONE}), session->player->Step(-1));
 }
 
+TEST_P(EitherWay, AStepOfNothingIsRefusedAndOneOfAnyLengthIsNot) {
+    auto const session = Play(Regular(10, 0));
+    EXPECT_EQ("a step of 0 pictures goes nowhere", MessageOf<std::invalid_argument>([&] { session->player->Step(0); }));
+    EXPECT_EQ(9 * FRAME, session->player->Step(std::numeric_limits<int64>::max()).real);
+    EXPECT_EQ(0, session->player->Step(std::numeric_limits<int64>::min()).real);
+}
+
 TEST_P(EitherWay, WhatIsThrownAheadOfAReadEndsTheOperation) {
     auto const session = Play(Regular(100, 0));
     session->beforeRead = [] { TARSEL_THROW(Core::IOException, "interrupted"); };
