@@ -113,6 +113,7 @@ class ModelCache {
         forward = to > position;
         position = to;
         requested = true;
+        found = false;
         controller.CheckPositions();
     }
     void DoSeek() {

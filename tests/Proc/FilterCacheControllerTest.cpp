@@ -223,6 +223,33 @@ TEST(FilterCacheController, WithoutStreamsASeekDoesNothing) {
     EXPECT_TRUE(MakeShared<FilterCacheController>()->AllSeeksRequested());
 }
 
+TEST(FilterCacheController, WhatAFailedSeekFoundDoesNotFinishTheNextOne) {
+    Pair pair;
+    pair.secondSource = ScriptedVideo::Create(MakeVideos(1000, PICTURE / 2));
+    pair.secondSource->duration = 500 * PICTURE;
+    pair.controller = FilterCacheController::Create();
+    AfterThreadsEnd(2, [&pair] {
+        pair.first = pair.controller->AddStream(iptr<IStreamVideo>(pair.firstSource));
+        pair.second = pair.controller->AddStream(iptr<IStreamVideo>(pair.secondSource));
+        pair.SeekBoth(5 * SECOND);
+        return 0;
+    });
+    // Both windows reach from 4 s to 6 s.
+    ASSERT_EQ(pair.first->Read()->GetTime(), 5 * SECOND);
+    ASSERT_EQ(pair.second->Read()->GetTime(), 5 * SECOND);
+    // The first cache has a picture there, in the second one it would have to begin exactly there.
+    EXPECT_THROW(pair.SeekBoth(4500000), std::logic_error);
+    ASSERT_TRUE(Pair::CacheOf(pair.first).IsSeekInBuffer());
+
+    EXPECT_THROW(pair.first->RequestSeek(4210000, nullptr), std::logic_error);
+    EXPECT_FALSE(Pair::CacheOf(pair.first).IsSeekInBuffer());
+    pair.second->RequestSeek(4210000, nullptr);
+    pair.second->DoSeek();
+    pair.first->DoSeek();
+    EXPECT_EQ(pair.first->Read()->GetTime(), 4200000);
+    EXPECT_EQ(pair.second->Read()->GetTime(), 4200000);
+}
+
 // --- Failures of sources ---------------------------------------------------------------------------------------------
 
 /// A source whose next seek fails.

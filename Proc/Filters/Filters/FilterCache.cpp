@@ -269,7 +269,8 @@ template <class T>
 void FilterCache<T>::RequestSeekInternal(int64 target, iptr<IRefCountable> const&) {
     seekForward = target > GetLogicalPosition();
     SetLogicalPosition(target);
-    seekFlags |= SEEK_REQUESTED;
+    // What an earlier seek found that failed elsewhere says nothing about this one.
+    seekFlags = SEEK_REQUESTED;
     controller->CheckLogicalPositions();
 }
 
