@@ -3,6 +3,7 @@
 #include <glog/logging.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <ctime>
 #include <memory>
 #include <string>
@@ -54,7 +55,12 @@ struct CachedClip {
 /// Counts the ends of caches' threads that began while it lives: each says in the log that it sleeps.
 class SleeperWatch final : public google::LogSink {
   public:
-    SleeperWatch() : before(std::exchange(FLAGS_v, 30)) { google::AddLogSink(this); }
+    SleeperWatch() : before(std::exchange(FLAGS_v, 30)) {
+        // A fixed time zone: else the log stores it anew for each line, where the thread sanitizer can't follow.
+        setenv("TZ", "UTC", 1);
+        tzset();
+        google::AddLogSink(this);
+    }
     ~SleeperWatch() override {
         google::RemoveLogSink(this);
         FLAGS_v = before;

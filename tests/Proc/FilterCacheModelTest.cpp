@@ -97,17 +97,17 @@ class CacheModel : public ::testing::TestWithParam<Items> {
         std::vector<CacheStep> steps;
         int64 time = GetParam() == Items::ANY && OneIn(4) ? Number(-50, 50) : 0;
         for (int64 count = Number(0, 30); count > 0; --count) {
-            int64 duration = GetParam() == Items::EVEN ? 20 : Number(1, 40);
+            int64 length = GetParam() == Items::EVEN ? 20 : Number(1, 40);
             if (GetParam() == Items::ANY) {
                 if (OneIn(40)) steps.push_back({CacheStep::FAILURE});
                 if (OneIn(60)) steps.push_back({CacheStep::NOTHING});
-                if (OneIn(10)) duration = 0;
+                if (OneIn(10)) length = 0;
                 if (OneIn(10)) time += Number(-60, 60);
                 if (OneIn(200)) time += 500;
-                if (OneIn(60)) duration = NO_VALUE;
+                if (OneIn(60)) length = NO_VALUE;
             }
-            steps.push_back({CacheStep::ITEM, GetParam() == Items::ANY && OneIn(60) ? NO_VALUE : time, duration});
-            if (HasValue(duration)) time += duration;
+            steps.push_back({CacheStep::ITEM, GetParam() == Items::ANY && OneIn(60) ? NO_VALUE : time, length});
+            if (HasValue(length)) time += length;
         }
         return steps;
     }
