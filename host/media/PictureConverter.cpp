@@ -8,6 +8,7 @@
 #include "contracts/Proc/DataVideoFF.h"
 
 extern "C" {
+#include <libavutil/pixdesc.h>
 #include <libswscale/swscale.h>
 }
 
@@ -44,6 +45,33 @@ FramePtr CopyPlanes(Proc::IDataVideo const& picture) {
     return frame;
 }
 
+bool IsRgb(int format) {
+    AVPixFmtDescriptor const* const description = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(format));
+    return description && (description->flags & AV_PIX_FMT_FLAG_RGB) != 0;
+}
+
+/// A picture that becomes RGB does so by the matrix and the range that it names; without them libswscale takes those of
+/// BT.601 in limited range. The numbers of `AVColorSpace` are the ones that libswscale knows its matrices by.
+void NameColours(SwsContext& scaler, AVFrame const& from, AVFrame& to) {
+    if (IsRgb(from.format) || !IsRgb(to.format)) return;
+    int* unusedInverse = nullptr;
+    int* toTable = nullptr;
+    int fromRange = 0;
+    int toRange = 0;
+    int brightness = 0;
+    int contrast = 0;
+    int saturation = 0;
+    if (sws_getColorspaceDetails(&scaler, &unusedInverse, &fromRange, &toTable, &toRange, &brightness, &contrast,
+                                 &saturation) < 0)
+        return;
+    if (from.color_range != AVCOL_RANGE_UNSPECIFIED) fromRange = from.color_range == AVCOL_RANGE_JPEG ? 1 : 0;
+    bool const named = from.colorspace != AVCOL_SPC_UNSPECIFIED && from.colorspace != AVCOL_SPC_RGB;
+    int const* const matrix = sws_getCoefficients(named ? static_cast<int>(from.colorspace) : SWS_CS_DEFAULT);
+    sws_setColorspaceDetails(&scaler, matrix, fromRange, toTable, toRange, brightness, contrast, saturation);
+    to.colorspace = AVCOL_SPC_RGB;
+    to.color_range = AVCOL_RANGE_UNSPECIFIED;
+}
+
 }  // namespace
 
 PictureConverter::~PictureConverter() {
@@ -60,12 +88,13 @@ FramePtr PictureConverter::Convert(Proc::IDataVideo const& picture, int width, i
                                       SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_BITEXACT, nullptr,
                                       nullptr, nullptr);
         FramePtr converted = AllocatePicture(width, height, format);
+        av_frame_copy_props(converted.get(), frame.get());
+        if (scaler) NameColours(*scaler, *frame, *converted);
         if (!scaler ||
             sws_scale(scaler, frame->data, frame->linesize, 0, frame->height, converted->data, converted->linesize) < 0)
             TARSEL_THROW(Proc::ProcException, "Can't convert a picture of " + std::to_string(frame->width) + "x" +
                                                   std::to_string(frame->height) + " in pixel format " +
                                                   std::to_string(frame->format));
-        av_frame_copy_props(converted.get(), frame.get());
         frame = std::move(converted);
     }
     frame->pts = NO_VALUE;

@@ -153,6 +153,37 @@ TEST_F(PngPreviewTest, YuvPicturesBecomeRgbOfTheSameColour) {
     }
 }
 
+TEST_F(PngPreviewTest, MatrixAndRangeThatAPictureNamesCount) {
+    struct Colour {
+        AVColorSpace matrix;
+        AVColorRange range;
+        std::array<u8, 3> yuv;
+    };
+    // Each is pure red.
+    for (Colour const& colour : {Colour{AVCOL_SPC_BT709, AVCOL_RANGE_MPEG, {63, 102, 240}},
+                                 Colour{AVCOL_SPC_SMPTE170M, AVCOL_RANGE_MPEG, {81, 90, 240}},
+                                 Colour{AVCOL_SPC_UNSPECIFIED, AVCOL_RANGE_JPEG, {76, 85, 255}}}) {
+        auto const preview = Make(1, true);
+        auto const plain = MakeVideo(0, 1, 0, PIX_FMT_YUV420P, 16, 16);
+        AVFrame* const named = av_frame_clone(dynamic_cast<Proc::DataVideoFF&>(*plain).GetAVFrame());
+        named->colorspace = colour.matrix;
+        named->color_range = colour.range;
+        auto const frame = Proc::DataVideoFF::Wrap(named, 0, 1);
+        for (unsigned i = 0; i < 3; ++i) {
+            auto const plane = frame->GetPlane(i);
+            for (int row = 0; row < plane.GetRows(); ++row)
+                std::memset(plane.GetOffsetPtr(0, static_cast<unsigned>(row)), colour.yuv[i],
+                            static_cast<std::size_t>(plane.GetRowBytes()));
+        }
+        preview->OnVideoFrame(frame);
+        preview->Finish();
+        PngFile const file(preview->GetWritten().at(0));
+        ASSERT_EQ(file.pixels.size(), 16U * 16 * 3);
+        for (std::size_t at = 0; at < file.pixels.size(); ++at)
+            ASSERT_NEAR(file.pixels[at], at % 3 == 0 ? 255 : 0, 4) << "matrix " << colour.matrix << ", byte " << at;
+    }
+}
+
 TEST_F(PngPreviewTest, YuvPictureWithAlphaBecomesRgba) {
     auto const preview = Make();
     auto const frame = MakeVideo(0, 1, 128, PIX_FMT_YUVA420P, 9, 5);
