@@ -1,7 +1,6 @@
 #pragma once
 
 #include <algorithm>
-#include <atomic>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
@@ -16,10 +15,9 @@ namespace Tarsel::Host {
 
 /// Stands behind a cached stream of a graph and makes up for what its readers don't expect of a stream. A cache gives
 /// the item behind a refill twice: the second one is left out. A window holds no answer for a position at the very
-/// start of one of its items: all streams of the controller are read there from their sources again. So they are behind
-/// an end from outside, which only a seek of the source itself takes back. Everything else passes untouched; to
-/// visitors and in statistics it isn't there. One consumer; `SetEndOfStream`, `IsEndOfStream`, `GetDuration`,
-/// `GetFormatCodec` and `GetStatistic` as the cache.
+/// start of one of its items: all streams of the controller are read there from their sources again. Everything else
+/// passes untouched; to visitors and in statistics it isn't there. One consumer; `SetEndOfStream`, `IsEndOfStream`,
+/// `GetDuration`, `GetFormatCodec` and `GetStatistic` as the cache.
 template <class T>
 class CachedStream final : public virtual T, public RefCounted {
   public:
@@ -47,7 +45,6 @@ class CachedStream final : public virtual T, public RefCounted {
         stream->RequestSeek(position, std::move(seekContext));
     }
     void DoSeek() override {
-        if (ended.exchange(false)) return controller->SeekCaches(target);
         try {
             stream->DoSeek();
         } catch (std::logic_error const& failure) {
@@ -59,10 +56,7 @@ class CachedStream final : public virtual T, public RefCounted {
     }
     bool FinishSeek() override { return stream->FinishSeek(); }
     Core::Property GetStatistic() override { return stream->GetStatistic(); }
-    void SetEndOfStream() override {
-        ended = true;
-        stream->SetEndOfStream();
-    }
+    void SetEndOfStream() override { stream->SetEndOfStream(); }
     bool IsEndOfStream() override { return stream->IsEndOfStream(); }
     void ReleaseInternalData() override { stream->ReleaseInternalData(); }
     void Accept(Proc::IStreamVisitor& visitor) override { stream->Accept(visitor); }
@@ -79,9 +73,6 @@ class CachedStream final : public virtual T, public RefCounted {
     // The reader.
     iptr<DataType> last;
     int64 target = 0;  // where the last seek goes
-
-    /// The source has been told to end since the last seek. Any thread.
-    std::atomic<bool> ended{false};
 };
 
 }  // namespace Tarsel::Host

@@ -92,6 +92,7 @@ class ModelCache {
     int64 position = NO_VALUE;
     bool requested = false;
     bool found = false;
+    bool toldToEnd = false;  // only a seek of the source takes it back
     unsigned delivered = 0;
 
     std::optional<ModelItem> Read() {
@@ -128,7 +129,7 @@ class ModelCache {
     }
     void SetEndOfStream() {
         source.calls.emplace_back("SetEndOfStream");
-        source.ended = true;
+        source.ended = toldToEnd = true;
     }
     void Release() {
         ahead.reset();
@@ -138,6 +139,7 @@ class ModelCache {
     void Clear() {
         buffer.clear();
         next = buffer.end();
+        toldToEnd = false;
     }
     void Increase() {
         if (!std::exchange(increased, true)) span = AddTime(span, controller.increase);
@@ -160,7 +162,7 @@ class ModelCache {
   private:
     /// A first item without a time is no beginning.
     bool IsOutside() const {
-        return buffer.empty() || !HasValue(buffer.front().time) || position <= buffer.front().time ||
+        return toldToEnd || buffer.empty() || !HasValue(buffer.front().time) || position <= buffer.front().time ||
                position >= buffer.back().time;
     }
     /// An item of unknown length is kept for as long as its start is, one of unknown time as long as those behind it.

@@ -118,6 +118,22 @@ TEST(FilterCacheSeek, ASeekBehindTheEndGoesToTheEnd) {
     EXPECT_FALSE(clip.cache->Read());
 }
 
+TEST(FilterCacheSeek, AnEndFromTheHostIsTakenBackByASeekInsideTheWindow) {
+    CachedClip const clip = MakeSoughtClip(200, 4 * SECOND);
+    ASSERT_EQ(clip.ReadTime(), 4 * SECOND);
+    clip.cache->SetEndOfStream();
+    ASSERT_TRUE(clip.source->IsEndOfStream());
+    clip.TakeSeeks();
+    Seek(*clip.cache, 4100000);
+    EXPECT_FALSE(clip.source->IsEndOfStream());
+    EXPECT_THAT(clip.TakeSeeks(), ElementsAre("RequestSeek(3100000)", "DoSeek"));
+    EXPECT_EQ(clip.ReadTime(), 4080000);
+
+    // The mark is gone: the window answers again.
+    Seek(*clip.cache, 4500000);
+    EXPECT_THAT(clip.TakeSeeks(), IsEmpty());
+}
+
 TEST(FilterCacheSeek, TheContextStaysHere) {
     CachedClip const clip(100);
     clip.cache->RequestSeek(0, iptr<IRefCountable>(clip.source));

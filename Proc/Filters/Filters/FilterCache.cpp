@@ -263,6 +263,12 @@ void FilterCache<T>::ReleaseInternalData() {
     SameKindStream<T>::ReleaseInternalData();
 }
 
+template <class T>
+void FilterCache<T>::SetEndOfStream() {
+    sourceEnded = true;
+    SameKindStream<T>::SetEndOfStream();
+}
+
 // --- Seek ------------------------------------------------------------------------------------------------------------
 
 template <class T>
@@ -276,7 +282,7 @@ void FilterCache<T>::RequestSeekInternal(int64 target, iptr<IRefCountable> const
 
 template <class T>
 bool FilterCache<T>::IsOutside(int64 position) const {
-    if (buffer.empty()) return true;
+    if (sourceEnded || buffer.empty()) return true;
     int64 const first = buffer.front()->GetTime();
     // A last item of unknown time lies in front of every position.
     return !HasValue(first) || position <= first || position >= buffer.back()->GetTime();
@@ -320,6 +326,7 @@ void FilterCache<T>::StopAndClear() {
     btThread->Interrupt();
     buffer.clear();
     bufferPos = buffer.end();
+    sourceEnded = false;
 }
 
 // --- The thread ------------------------------------------------------------------------------------------------------

@@ -43,6 +43,8 @@ class FilterCache final : public IFilterCache, public SameKindStream<T> {
     iptr<FormatType const> GetFormatCodec() const override { return this->parentStream->GetFormatCodec(); }
     /// Empties the buffer, too: the thread doesn't fill it until the next read. Waits for an item that is being read.
     void ReleaseInternalData() override;
+    /// The next seek goes to the source, inside of the window too: nothing else takes the mark back there.
+    void SetEndOfStream() override;
 
     int64 GetCacheSpan() const override { return cacheSpan; }
     void IncreaseCacheSpan() override;
@@ -123,8 +125,9 @@ class FilterCache final : public IFilterCache, public SameKindStream<T> {
     typename Buffer::iterator bufferPos TARSEL_GUARDED_BY(positionMutex);
     std::atomic<int64> logicalPosition{NO_VALUE};
 
-    std::atomic<unsigned> seekFlags{0};   // of `SeekFlag`
-    std::atomic<bool> seekForward{true};  // the last seek asked for went forward
+    std::atomic<unsigned> seekFlags{0};    // of `SeekFlag`
+    std::atomic<bool> sourceEnded{false};  // by `SetEndOfStream`, and not sought since
+    std::atomic<bool> seekForward{true};   // the last seek asked for went forward
 
     int64 const statTime = 0;
     std::atomic<unsigned> itemsDelivered{0};

@@ -117,23 +117,6 @@ TEST(CachedStream, APositionBehindTheEndIsReadFromTheSourcesAtTheEnd) {
     EXPECT_THAT(graph.controller->sent, ElementsAre(50000));
 }
 
-TEST(CachedStream, AnEndFromOutsideIsTakenBackByTheNextSeek) {
-    auto const factory = MakeFilterFactory();
-    auto const controller = factory->Dedicated(FilterSlots::CACHE_CONTROLLER, "Default")();
-    std::vector<ScriptedVideo::Step> steps;
-    for (int i = 0; i < 200; ++i) steps.emplace_back(MakeVideo(i * 40000, 40000));
-    auto const source = ScriptedVideo::Create(steps);
-    iptr<IStreamVideo> const typed = source;
-    auto const stream = MakeShared<CachedStream<IStreamVideo>>(controller->AddStream(typed), controller);
-    Seek(*stream, 4000000);
-    ASSERT_NE(nullptr, stream->Read());
-    stream->SetEndOfStream();
-    // Inside the window, where no source would be asked.
-    Seek(*stream, 4100000);
-    EXPECT_FALSE(source->IsEndOfStream());
-    EXPECT_EQ(200U - 102U - 1U, ReadAll(*stream).size());
-}
-
 TEST(CachedStream, OtherFailuresOfASeekPass) {
     Behind graph;
     graph.cache->failure = Failure<std::logic_error>("out of order");
