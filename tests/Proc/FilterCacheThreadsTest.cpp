@@ -324,6 +324,21 @@ TEST_F(CacheThreads, ReleaseWhileTheThreadWaitsForTheBufferLetsItReadOnFromThere
     ReadRest(30);
 }
 
+TEST_F(CacheThreads, ReleaseTakesBackACommandThatTheThreadHasNotHeard) {
+    gates.At(SLEEPING).Close();
+    Begin();
+    AwaitSleep(2);
+    Read(1);
+    stream->ReleaseInternalData();
+    gates.At(SLEEPING).Open();
+    // The thread has every chance to take the command.
+    for (int i = 0; i < 100; ++i) std::this_thread::yield();
+    Seek(*stream, 30 * PICTURE + 1);
+    AwaitEnd();
+    EXPECT_EQ(lines.Count(WOKEN), 1U);
+    ReadRest(30);
+}
+
 TEST_F(CacheThreads, ReleaseDuringATurnWaitsForItsEnd) {
     Begin();
     AwaitSleep(2);
