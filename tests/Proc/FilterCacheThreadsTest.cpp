@@ -264,6 +264,18 @@ TEST_F(CacheThreads, SecondSeekEndsTheThreadThatTheFirstLetLive) {
     EXPECT_EQ(lines.Count(WOKEN), 1U);
 }
 
+TEST_F(CacheThreads, SeekTakesBackACommandThatTheThreadHasNotHeardAndEndsIt) {
+    gates.At(SLEEPING).Close();
+    Begin();
+    AwaitSleep(2);
+    Read(1);
+    Seek(*stream, 30 * PICTURE + 1);
+    gates.At(SLEEPING).Open();
+    AwaitEnd();
+    EXPECT_EQ(lines.Count(WOKEN), 1U);
+    ReadRest(30);
+}
+
 TEST_F(CacheThreads, SeekRequestDuringATurnEndsTheTurn) {
     Begin();
     AwaitSleep(2);
@@ -294,6 +306,24 @@ TEST_F(CacheThreads, SeekRequestKeepsAWakingThreadFromReading) {
     Read(3);
     AwaitSleep(3);
     ReadRest(4);
+}
+
+// --- The span --------------------------------------------------------------------------------------------------------
+
+TEST_F(CacheThreads, ThreadGivesTheStepOfTheSpanBackOnceItHasReadSomething) {
+    dynamic_cast<IFilterCache&>(*stream).IncreaseCacheSpan();
+    Begin();
+    AwaitSleep(2);
+    EXPECT_EQ(dynamic_cast<IFilterCache&>(*stream).GetCacheSpan(), BEHIND);
+}
+
+TEST_F(CacheThreads, ThreadThatFindsNothingToReadKeepsTheStepOfTheSpan) {
+    Make(MakeVideos(FILL, PICTURE));
+    dynamic_cast<IFilterCache&>(*stream).IncreaseCacheSpan();
+    Begin();
+    AwaitSleep(2);
+    EXPECT_EQ(reads->GetArrivals(), FILL + 1);
+    EXPECT_EQ(dynamic_cast<IFilterCache&>(*stream).GetCacheSpan(), BEHIND + SECOND);
 }
 
 // --- Release ---------------------------------------------------------------------------------------------------------

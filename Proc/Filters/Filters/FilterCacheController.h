@@ -35,7 +35,8 @@ class FilterCacheController final : public IFilterCacheController, public RefCou
     iptr<IStreamAudio> AddStream(iptr<IStreamAudio> const& stream) override;
     /// Null.
     iptr<IStreamRaw> AddStream(iptr<IStreamRaw> const& stream) override;
-    /// `AddStream` with a window of one's own, microseconds; for video, audio and subtitles.
+    /// `AddStream` with a window of one's own, microseconds; for video, audio and subtitles. `prefetchSpan` above 0:
+    /// with none the reader gets the same item for ever.
     template <class T>
     iptr<T> AddStreamT(iptr<T> const& stream, int64 prefetchSpan, int64 cacheSpan);
     void SetCacheIncreaseSpan(int64 length) override;
