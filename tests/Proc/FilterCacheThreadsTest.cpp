@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <ctime>
 #include <thread>
 
 #include "tests/Proc/CacheSupport.h"
@@ -306,6 +308,33 @@ TEST_F(CacheThreads, SeekRequestKeepsAWakingThreadFromReading) {
     Read(3);
     AwaitSleep(3);
     ReadRest(4);
+}
+
+// --- The log ---------------------------------------------------------------------------------------------------------
+
+/// Counts the flushes of the log's files, in whose place it stands.
+class FlushCounter final : public google::base::Logger {
+  public:
+    explicit FlushCounter(std::atomic<int>& count) : count(count) {}
+    void Write(bool, std::time_t, char const*, std::size_t) override {}
+    void Flush() override { ++count; }
+    google::uint32 LogSize() override { return 0; }
+
+  private:
+    std::atomic<int>& count;
+};
+
+TEST_F(CacheThreads, LogFilesAreFlushedAheadOfEachFillingOfReaderAndThread) {
+    std::atomic<int> flushes{0};
+    google::base::Logger* const files = google::base::GetLogger(google::GLOG_INFO);
+    // The log owns it from here on, and destroys it when the files come back.
+    google::base::SetLogger(google::GLOG_INFO, new FlushCounter(flushes));
+    Read(0);
+    EXPECT_EQ(flushes, 1);
+    Read(0);
+    AwaitSleep(2);
+    EXPECT_EQ(flushes, 2);
+    google::base::SetLogger(google::GLOG_INFO, files);
 }
 
 // --- The span --------------------------------------------------------------------------------------------------------
