@@ -298,6 +298,30 @@ TEST(FilterCacheController, AFailureOfASourceComesOutOfTheSeekAndLeavesTheCaches
     }
 }
 
+TEST(FilterCacheController, ASeekOfACacheOverAnotherOfItsControllerFailsAndDoesNotGoRoundForEver) {
+    auto const controller = FilterCacheController::Create();
+    auto const inner = controller->AddStream(iptr<IStreamVideo>(MakeClip(100)));
+    auto const outer = controller->AddStream(inner);
+    auto const expectFailure = [&](auto const& call, char const* text) {
+        try {
+            call();
+            FAIL() << "nothing was thrown";
+        } catch (std::logic_error const& failure) {
+            EXPECT_STREQ(failure.what(), text);
+        }
+    };
+    for (int i = 0; i < 2; ++i) {
+        inner->RequestSeek(0, nullptr);
+        outer->RequestSeek(0, nullptr);
+        expectFailure([&] { outer->DoSeek(); }, "a cache is a source of another one of its controller");
+    }
+    expectFailure([&] { controller->SeekCaches(0); }, "a cache is a source of another one of its controller");
+    // Anywhere else the two are asked for different positions.
+    EXPECT_THROW(inner->RequestSeek(3 * SECOND, nullptr), std::logic_error);
+    outer->RequestSeek(3 * SECOND, nullptr);
+    expectFailure([&] { outer->DoSeek(); }, "all registered caches must be positioned to the same position");
+}
+
 TEST(FilterCacheController, SeekCachesToTheSamePositionHelpsAfterAFailure) {
     auto const source = MakeShared<Stubborn>();
     auto const controller = FilterCacheController::Create();

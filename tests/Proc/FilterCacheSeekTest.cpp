@@ -160,6 +160,21 @@ TEST(FilterCacheSeek, AFirstPhaseAloneIsSeenByTheController) {
     EXPECT_FALSE(clip.AsCache().IsSeekRequested());
 }
 
+TEST(FilterCacheSeek, AFirstPhaseAloneDoesNotMoveAReaderWhoHasItemsLeft) {
+    CachedClip const clip = MakeSoughtClip(100);
+    clip.ReadTimes(3);
+    clip.cache->RequestSeek(3 * SECOND, nullptr);
+    EXPECT_THAT(clip.ReadTimes(2), ElementsAre(2 * PICTURE, 3 * PICTURE));
+    EXPECT_EQ(clip.AsCache().GetLogicalPosition(), 4 * PICTURE);
+}
+
+TEST(FilterCacheSeek, AFirstPhaseAloneMovesAReaderWithoutItemsThroughTheSource) {
+    CachedClip const clip = MakeSoughtClip(100);
+    clip.cache->RequestSeek(3 * SECOND, nullptr);
+    EXPECT_EQ(clip.ReadTime(), 3 * SECOND);
+    EXPECT_THAT(clip.TakeSeeks(), IsEmpty());
+}
+
 TEST(FilterCacheSeek, LogsThePositionAskedForAndTheOneFound) {
     LogLines const lines(30);
     CachedClip const clip = MakeSoughtClip(100);

@@ -183,6 +183,38 @@ TEST(FilterCache, AGapWiderThanTheWindowFailsInTheRead) {
     EXPECT_THAT(lines.Get(google::ERROR), ElementsAre("Bad seek, buffer overrun!"));
 }
 
+TEST(FilterCache, AnItemLongerThanTheWindowFailsTheReadBehindItAndEachComesBehindASeekIntoIt) {
+    CachedClip const clip = MakeSought(ScriptedVideo::Create(MakeVideos(4, 10 * SECOND)));
+    EXPECT_EQ(clip.ReadTime(), 0);
+    EXPECT_THROW(clip.cache->Read(), std::logic_error);
+    for (int64 const time : {30 * SECOND, 10 * SECOND, 20 * SECOND}) {
+        Seek(*clip.cache, time + SECOND / 2);
+        EXPECT_EQ(clip.ReadTime(), time);
+    }
+}
+
+TEST(FilterCache, ItemsThatAllLastNoTimeAreNeverFound) {
+    std::vector<iptr<IDataVideo>> pictures;
+    for (int i = 0; i < 25; ++i) pictures.push_back(MakeVideo(i * PICTURE, 0));
+    EXPECT_FALSE(MakeSought(ScriptedVideo::Create(pictures)).cache->Read());
+    // With more of them than the window holds, the one behind it shows that none was found.
+    for (int i = 25; i < 50; ++i) pictures.push_back(MakeVideo(i * PICTURE, 0));
+    CachedClip const clip = MakeSought(ScriptedVideo::Create(pictures));
+    EXPECT_EQ(MessageOf<std::logic_error>([&] { clip.cache->Read(); }), "buffer overrun");
+}
+
+TEST(FilterCache, WhatLiesBeforeZeroComesInTheStreamButCannotBeSought) {
+    std::vector<iptr<IDataVideo>> pictures;
+    for (int i = -50; i < 50; ++i) pictures.push_back(MakeVideo(i * PICTURE, PICTURE));
+    EXPECT_EQ(CachedClip(ScriptedVideo::Create(pictures)).ReadTime(), -2 * SECOND);
+    CachedClip const clip = MakeSought(ScriptedVideo::Create(pictures), -SECOND / 2);
+    EXPECT_FALSE(clip.cache->Read());
+    Seek(*clip.cache, -3 * SECOND / 2);
+    EXPECT_EQ(MessageOf<std::logic_error>([&] { clip.cache->Read(); }), "buffer overrun");
+    Seek(*clip.cache, 0);
+    EXPECT_EQ(clip.ReadTime(), 0);
+}
+
 TEST(FilterCache, ASeekBehindTheGapGoesOn) {
     CachedClip const clip = MakeSought(ScriptedVideo::Create({MakeVideo(0, PICTURE), MakeVideo(2 * SECOND, PICTURE)}));
     EXPECT_THROW(clip.cache->Read(), std::logic_error);

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <ctime>
 #include <thread>
 
 #include "tests/Proc/CacheSupport.h"
@@ -264,6 +266,18 @@ TEST_F(CacheThreads, SecondSeekEndsTheThreadThatTheFirstLetLive) {
     EXPECT_EQ(lines.Count(WOKEN), 1U);
 }
 
+TEST_F(CacheThreads, SeekTakesBackACommandThatTheThreadHasNotHeardAndEndsIt) {
+    gates.At(SLEEPING).Close();
+    Begin();
+    AwaitSleep(2);
+    Read(1);
+    Seek(*stream, 30 * PICTURE + 1);
+    gates.At(SLEEPING).Open();
+    AwaitEnd();
+    EXPECT_EQ(lines.Count(WOKEN), 1U);
+    ReadRest(30);
+}
+
 TEST_F(CacheThreads, SeekRequestDuringATurnEndsTheTurn) {
     Begin();
     AwaitSleep(2);
@@ -296,6 +310,51 @@ TEST_F(CacheThreads, SeekRequestKeepsAWakingThreadFromReading) {
     ReadRest(4);
 }
 
+// --- The log ---------------------------------------------------------------------------------------------------------
+
+/// Counts the flushes of the log's files, in whose place it stands.
+class FlushCounter final : public google::base::Logger {
+  public:
+    explicit FlushCounter(std::atomic<int>& count) : count(count) {}
+    void Write(bool, std::time_t, char const*, std::size_t) override {}
+    void Flush() override { ++count; }
+    google::uint32 LogSize() override { return 0; }
+
+  private:
+    std::atomic<int>& count;
+};
+
+TEST_F(CacheThreads, LogFilesAreFlushedAheadOfEachFillingOfReaderAndThread) {
+    std::atomic<int> flushes{0};
+    google::base::Logger* const files = google::base::GetLogger(google::GLOG_INFO);
+    // The log owns it from here on, and destroys it when the files come back.
+    google::base::SetLogger(google::GLOG_INFO, new FlushCounter(flushes));
+    Read(0);
+    EXPECT_EQ(flushes, 1);
+    Read(0);
+    AwaitSleep(2);
+    EXPECT_EQ(flushes, 2);
+    google::base::SetLogger(google::GLOG_INFO, files);
+}
+
+// --- The span --------------------------------------------------------------------------------------------------------
+
+TEST_F(CacheThreads, ThreadGivesTheStepOfTheSpanBackOnceItHasReadSomething) {
+    dynamic_cast<IFilterCache&>(*stream).IncreaseCacheSpan();
+    Begin();
+    AwaitSleep(2);
+    EXPECT_EQ(dynamic_cast<IFilterCache&>(*stream).GetCacheSpan(), BEHIND);
+}
+
+TEST_F(CacheThreads, ThreadThatFindsNothingToReadKeepsTheStepOfTheSpan) {
+    Make(MakeVideos(FILL, PICTURE));
+    dynamic_cast<IFilterCache&>(*stream).IncreaseCacheSpan();
+    Begin();
+    AwaitSleep(2);
+    EXPECT_EQ(reads->GetArrivals(), FILL + 1);
+    EXPECT_EQ(dynamic_cast<IFilterCache&>(*stream).GetCacheSpan(), BEHIND + SECOND);
+}
+
 // --- Release ---------------------------------------------------------------------------------------------------------
 
 TEST_F(CacheThreads, ReleaseWhileTheThreadSleepsEmptiesTheWindowAndLeavesTheThreadAlone) {
@@ -321,6 +380,21 @@ TEST_F(CacheThreads, ReleaseWhileTheThreadWaitsForTheBufferLetsItReadOnFromThere
     // An empty buffer is always read.
     EXPECT_GT(reads->GetArrivals(), FILL);
     Seek(*stream, 30 * PICTURE + 1);
+    ReadRest(30);
+}
+
+TEST_F(CacheThreads, ReleaseTakesBackACommandThatTheThreadHasNotHeard) {
+    gates.At(SLEEPING).Close();
+    Begin();
+    AwaitSleep(2);
+    Read(1);
+    stream->ReleaseInternalData();
+    gates.At(SLEEPING).Open();
+    // The thread has every chance to take the command.
+    for (int i = 0; i < 100; ++i) std::this_thread::yield();
+    Seek(*stream, 30 * PICTURE + 1);
+    AwaitEnd();
+    EXPECT_EQ(lines.Count(WOKEN), 1U);
     ReadRest(30);
 }
 

@@ -134,6 +134,12 @@ void FilterCacheController::SeekAll(int64 position, bool forward) {
 void FilterCacheController::SeekCaches(int64 position) {
     std::vector<Entry> const living = GetLiving();
     if (living.empty()) return;
+    // The seek of a cache that is also a source of another one would come back here without end.
+    if (seeking.exchange(true)) TARSEL_THROW(std::logic_error, "a cache is a source of another one of its controller");
+    struct Sought {
+        ~Sought() { seeking = false; }
+        std::atomic<bool>& seeking;
+    } const sought{seeking};
     int64 minSpan = living.front().cache->GetCacheSpan();
     for (Entry const& entry : living) minSpan = std::min(minSpan, entry.cache->GetCacheSpan());
     int64 const target = std::max<int64>(0, SubTime(position, minSpan));

@@ -14,10 +14,11 @@ namespace Tarsel::Proc {
 ///
 /// Goes in: streams, by `AddStream`; comes out: for each a `FilterCache` that keeps the controller alive and isn't
 /// owned by it. Compressed streams are not cached: their cache is null. A seek that one of the caches can't answer from
-/// its items empties all of them and moves all sources to one place. A source whose cache has died stays registered,
-/// and isn't sought any more. Threads: streams may be added and caches may die on any thread; seeks come from one
-/// thread, while nobody adds or ends caches. Order of locks: the host's lock (`Lock`) first, the caches' locks, then
-/// `entriesLock`, under which nothing is called but the caches' atomic getters and setters.
+/// its items empties all of them and moves all sources to one place; it fails with `std::logic_error` where one of the
+/// caches lies under another of them. A source whose cache has died stays registered, and isn't sought any more.
+/// Threads: streams may be added and caches may die on any thread; seeks come from one thread, while nobody adds or
+/// ends caches. Order of locks: the host's lock (`Lock`) first, the caches' locks, then `entriesLock`, under which
+/// nothing is called but the caches' atomic getters and setters.
 class FilterCacheController final : public IFilterCacheController, public RefCounted {
   public:
     static iptr<IFilterCacheController> Create();
@@ -34,7 +35,8 @@ class FilterCacheController final : public IFilterCacheController, public RefCou
     iptr<IStreamAudio> AddStream(iptr<IStreamAudio> const& stream) override;
     /// Null.
     iptr<IStreamRaw> AddStream(iptr<IStreamRaw> const& stream) override;
-    /// `AddStream` with a window of one's own, microseconds; for video, audio and subtitles.
+    /// `AddStream` with a window of one's own, microseconds; for video, audio and subtitles. `prefetchSpan` above 0:
+    /// with none the reader gets the same item for ever.
     template <class T>
     iptr<T> AddStreamT(iptr<T> const& stream, int64 prefetchSpan, int64 cacheSpan);
     void SetCacheIncreaseSpan(int64 length) override;
@@ -71,6 +73,7 @@ class FilterCacheController final : public IFilterCacheController, public RefCou
     std::vector<Entry> GetLiving() const;
 
     std::atomic<int64> cacheIncreaseSpan{DEFAULT_CACHE_INCREASE_SPAN};
+    std::atomic<bool> seeking{false};  // inside `SeekCaches`
     Core::LockImpl hostLock;
     mutable Core::Mutex entriesLock;
     std::vector<Entry> entries TARSEL_GUARDED_BY(entriesLock);
