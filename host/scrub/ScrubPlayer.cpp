@@ -211,6 +211,8 @@ iptr<IDataAudio> ScrubPlayer::ReadBlock() {
 /// Plays up to the block that holds `position`, and gives the time of the very sample there: where blocks begin
 /// depends on where reading began.
 int64 ScrubPlayer::ReachSound(int64 position) {
+    // Some decoders give more than the file has, where reading began near its end.
+    if (position >= streams.soundEnd) return NO_VALUE;
     while (!lastBlock || soundUpTo <= position)
         if (!streams.audio || !NextBlock()) return NO_VALUE;
     return SampleAt(position);

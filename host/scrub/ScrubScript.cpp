@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <cstdio>
 #include <fstream>
 #include <iostream>
 #include <string_view>
@@ -130,8 +131,9 @@ std::string ReadAll(std::istream& stream, std::string const& name) {
     std::string text(MAX_SCRUB_BYTES + 1, '\0');
     errno = 0;
     stream.read(text.data(), static_cast<std::streamsize>(text.size()));
-    // A folder opens, and fails to be read.
-    if (stream.bad() || (stream.gcount() == 0 && !stream.eof()))
+    // A folder opens, and fails to be read; on the standard input that looks like its end.
+    bool const failed = &stream == &std::cin ? std::ferror(stdin) != 0 : stream.gcount() == 0 && !stream.eof();
+    if (stream.bad() || failed)
         TARSEL_THROW(Core::IOException, name + ": " + std::generic_category().message(errno == 0 ? EIO : errno));
     text.resize(static_cast<std::size_t>(stream.gcount()));
     return text;

@@ -44,6 +44,11 @@ bool ReadNumber(std::string const& text, Number& value) {
     return result.ec == std::errc() && result.ptr == end;
 }
 
+/// An option given without a value (a script's variable that isn't set) is not one left out.
+std::string CheckGiven(std::string const& value) {
+    return value.empty() ? "a value is needed" : "";
+}
+
 [[noreturn]] void RefuseUsage(std::string const& what) {
     TARSEL_THROW(CLI::ValidationError, what);
 }
@@ -128,15 +133,17 @@ void AddScrubCommand(CLI::App& program, Action& chosen) {
     auto const arguments = std::make_shared<ScrubArguments>();
     CLI::App& command = *program.add_subcommand("scrub", "Seeks and steps about in a media file, and times it");
     command.add_option("input", arguments->input, "The media file")->required();
-    command.add_option("--script", arguments->script,
-                       "What to do, a line each: \"seek TIME\", or \"step N\" with N below 0 for backwards; - is the "
-                       "standard input");
-    command.add_option("--random", arguments->random, "Do N things that a person might do instead");
-    command.add_option("--seed", arguments->seed, "Which of the random scripts (1)");
+    auto const add = [&](char const* name, std::string& value, char const* what) {
+        command.add_option(name, value, what)->check(CLI::Validator(CheckGiven, ""));
+    };
+    add("--script", arguments->script,
+        "What to do, a line each: \"seek TIME\", or \"step N\" with N below 0 for backwards; - is the standard input");
+    add("--random", arguments->random, "Do N things that a person might do instead");
+    add("--seed", arguments->seed, "Which of the random scripts (1)");
     command.add_flag("--print-script", arguments->printScript, "Print the script and do nothing else");
     command.add_flag("--no-cache", arguments->noCache, "Do the same without caches, to compare");
-    command.add_option("--preview", arguments->preview, "Write what is shown as PNG files into this folder");
-    command.add_option("--preview-rate", arguments->previewRate, "Write at most N pictures a second (10)");
+    add("--preview", arguments->preview, "Write what is shown as PNG files into this folder");
+    add("--preview-rate", arguments->previewRate, "Write at most N pictures a second (10)");
     command.add_flag("--force", arguments->force, "Write into a folder that holds previews, behind those");
     command.add_flag("--json", arguments->json, "Print the result as JSON");
     command.footer(

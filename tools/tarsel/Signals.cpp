@@ -50,6 +50,8 @@ bool SignalDelay::End() {
 }
 
 void HandleSignals() {
+    // A file that meets the limit on sizes is a failed write, cleaned up like any other.
+    signal(SIGXFSZ, SIG_IGN);
     struct sigaction action {};
     action.sa_handler = EndOnSignal;
     // A second signal must not cut the clean-up of the first one short.

@@ -3,7 +3,7 @@
 namespace Tarsel::Tool {
 
 /// From here on an interrupt, a termination request or a hang-up removes what is half written and ends the program with
-/// 128 plus the signal's number.
+/// 128 plus the signal's number. A write over the limit on a file's size fails and sends none.
 void HandleSignals();
 
 /// While it lives such a signal is only noted, so that work which leaves whole files behind can take them back first.

@@ -44,6 +44,8 @@ struct Film {
     std::vector<int64> times;
     int64 samples = 0;
     int block = BLOCK;
+    /// Samples that the decoder gives behind the last one.
+    int excess = 0;
     /// Pictures at the front that can't be decoded.
     std::size_t missing = 0;
 
@@ -68,7 +70,7 @@ std::vector<ScriptedVideo::Step> Pictures(Film const& film) {
 std::vector<ScriptedAudio::Step> Sound(Film const& film) {
     std::vector<ScriptedAudio::Step> steps;
     for (int64 sample = 0; sample < film.samples; sample += film.block) {
-        auto const count = static_cast<int>(std::min<int64>(film.block, film.samples - sample));
+        auto const count = static_cast<int>(std::min<int64>(film.block, film.samples - sample + film.excess));
         int64 const time = SampleCount2Duration(sample, RATE);
         auto const block = MakeAudio(time, count, RATE);
         block->SetDuration(SampleCount2Duration(sample + count, RATE) - time);
@@ -246,6 +248,16 @@ TEST_P(EitherWay, WithoutPicturesThePacketsOfSoundAreStepped) {
     EXPECT_EQ((ScrubMove{2000000, NONE}), session->player->Seek(2000000));
     EXPECT_EQ((ScrubMove{1984000, 1984000}), session->player->Step(-1));
     EXPECT_EQ((ScrubMove{2000000, NONE}), session->player->Step(1));
+}
+
+TEST_P(EitherWay, SoundBehindItsEndIsNotShown) {
+    Film film;
+    film.samples = 100 * BLOCK - 200;
+    film.excess = 200;
+    auto const session = Play(film);
+    EXPECT_EQ((ScrubMove{film.SoundEnd(), NONE}), session->player->Seek(film.SoundEnd()));
+    EXPECT_EQ((ScrubMove{2112000, 2112000}), session->player->Step(-1));
+    EXPECT_EQ((ScrubMove{film.SoundEnd(), NONE}), session->player->Step(1));
 }
 
 TEST_P(EitherWay, AFileThatShowsNothingGoesNowhere) {
