@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "Proc/Filters/Filters/FilterSeekController.h"
 #include "tests/Proc/CachedClip.h"
 #include "tests/support/Matchers.h"
 #include "tests/support/OtherSettings.h"
@@ -296,6 +297,24 @@ TEST(FilterCacheController, AFailureOfASourceComesOutOfTheSeekAndLeavesTheCaches
         EXPECT_THAT(source->log.Take(), ElementsAre("RequestSeek(0)", "DoSeek"));
         EXPECT_EQ(cache->Read()->GetTime(), PICTURE);
     }
+}
+
+TEST(FilterCacheController, ASeekControllerOverCachesFailsOnBehindASeekToAStartUntilTheCachesAreSought) {
+    Pair const pair = MakeSoughtPair(0);
+    auto const seeks = FilterSeekController::Create();
+    auto const first = seeks->AddStream(pair.first);
+    auto const second = seeks->AddStream(pair.second);
+    first->Read();
+    second->Read();
+    EXPECT_EQ(MessageOf<std::logic_error>([&] { seeks->Seek(10 * PICTURE); }), "buffer overrun");
+    // The first cache is asked anew, the second never.
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(MessageOf<std::logic_error>([&] { seeks->Seek(20 * PICTURE + 1); }),
+                  "all registered caches must be positioned to the same position");
+    pair.controller->SeekCaches(10 * PICTURE);
+    seeks->Seek(20 * PICTURE + 1);
+    EXPECT_EQ(first->Read()->GetTime(), 20 * PICTURE);
+    EXPECT_EQ(second->Read()->GetTime(), 20 * PICTURE);
 }
 
 TEST(FilterCacheController, ASeekOfACacheOverAnotherOfItsControllerFailsAndDoesNotGoRoundForEver) {
