@@ -13,6 +13,7 @@
 #include "host/scrub/SourceTap.h"
 #include "tests/support/Builders.h"
 #include "tests/support/ExpectThrow.h"
+#include "tests/support/LogLines.h"
 #include "tests/support/ScriptedStream.h"
 
 namespace Tarsel::Host {
@@ -340,6 +341,15 @@ TEST(ScrubPlayer, TheEndIsLookedForOnceOnly) {
     session.seeks = 0;
     EXPECT_EQ(NONE, session.player->Step(1).real);
     EXPECT_EQ(0U, session.seeks);
+}
+
+TEST(ScrubPlayer, PicturesLongerThanTheWindowAreSoughtBeforeACacheComplains) {
+    Film film;
+    film.times = {0, 5000000, 5040000, 12000000, 12040000, 12080000, 20000000};
+    Session session(film, true);
+    LogLines const lines(0);
+    for (std::size_t i = 0; i + 1 < film.times.size(); ++i) EXPECT_EQ(film.times[i], session.player->Step(1).real);
+    EXPECT_THAT(lines.Get(google::ERROR), IsEmpty());
 }
 
 // Random films and scripts: what caches show equals what bare streams show.
