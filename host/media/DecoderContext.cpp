@@ -63,6 +63,11 @@ ParametersPtr MakeParameters(Conf::IFormatCodec const& format, AVMediaType type)
     return parameters;
 }
 
+/// In frame threads the decoders of Theora's family keep pictures from in front of a seek, and show them behind it.
+bool AreFrameThreadsExact(AVCodecID codec) {
+    return codec != AV_CODEC_ID_THEORA && codec != AV_CODEC_ID_VP3 && codec != AV_CODEC_ID_VP4;
+}
+
 }  // namespace
 
 NativeParameters const* FindNativeParameters(Conf::IFormatCodec const& format) {
@@ -84,8 +89,8 @@ CodecContextPtr DecoderContext::Make(int threadCount) {
         watch.Attach(*made);
         made->pkt_timebase = MICROSECONDS;
         made->thread_count = threadCount;
-        made->thread_type = options.threading == DecoderOptions::Threading::Frames ? FF_THREAD_FRAME | FF_THREAD_SLICE
-                                                                                   : FF_THREAD_SLICE;
+        bool const frames = options.threading == DecoderOptions::Threading::Frames && AreFrameThreadsExact(codec->id);
+        made->thread_type = frames ? FF_THREAD_FRAME | FF_THREAD_SLICE : FF_THREAD_SLICE;
         code = avcodec_open2(made.get(), codec, nullptr);
     }
     if (code < 0) TARSEL_THROW(Proc::CodecFactoryException, "Can't open decoder " + name + ": " + ErrorText(code));
