@@ -162,6 +162,17 @@ TEST_F(EventPublisherTest, SubscriberThatComesDuringADeliveryTakesPartFromTheNex
     EXPECT_THAT(told, ElementsAre("a1", "a2", "late2"));
 }
 
+TEST_F(EventPublisherTest, SubscriberThatTakesThePlaceOfTheLastOneDuringADeliveryIsNotCalledInIt) {
+    iptr<IListener> const last = Make("last"), successor = Make("successor");
+    publisher->Subscribe(Make("changer", [&] {
+        if (publisher->Unsubscribe(last)) publisher->Subscribe(successor);
+    }));
+    publisher->Subscribe(last);
+    publisher->Tell(1);
+    publisher->Tell(2);
+    EXPECT_THAT(told, ElementsAre("changer1", "changer2", "successor2"));
+}
+
 TEST_F(EventPublisherTest, SubscriberThatLeavesAndComesBackDuringADeliveryIsNotCalledInItAgain) {
     iptr<IListener> self;
     self = Make("self", [&] {
