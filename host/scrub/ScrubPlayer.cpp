@@ -19,6 +19,9 @@ namespace {
 /// What a cache says when the item behind its last one lies beyond its window.
 constexpr std::string_view BEYOND_WINDOW = "buffer overrun";
 
+/// By how much two readings of one block may differ in time: the longest tick of the containers.
+constexpr int64 LONGEST_TICK = 1000;
+
 int64 EndOf(IData const& item) {
     return AddTime(item.GetTime(), item.GetDuration());
 }
@@ -195,9 +198,11 @@ bool ScrubPlayer::NextBlock() {
         if (!block) noSoundFrom = soundUpTo;
     }
     if (!block) return false;
+    // What has been played already may come again a little later, read from another place on.
+    bool const again = lastBlock && block->GetTime() < soundUpTo && EndOf(*block) <= AddTime(soundUpTo, LONGEST_TICK);
     soundUpTo = EndOf(*block);
     lastBlock = std::move(block);
-    if (listener.sound) listener.sound(lastBlock);
+    if (listener.sound && !again) listener.sound(lastBlock);
     return true;
 }
 

@@ -446,6 +446,23 @@ TEST_F(Scrub, CachesGoToTheSamePlacesInSoundAlone) {
         ExpectEqual(TestMedia(clip), 3, 300, false);
 }
 
+TEST_F(Scrub, NoBlockOfSoundComesTwiceWhereTimesAreRounded) {
+    std::string const clip =
+        MakeClip("scrub-opus.webm", {"-f", "lavfi", "-i", "sine=f=440:b=2:r=48000:d=4", "-ac", "2", "-c:a", "libopus"});
+    for (bool const cached : {false, true}) {
+        int64 end = 0;
+        Host::ScrubOptions options;
+        options.cached = cached;
+        options.listener.sound = [&](iptr<Proc::IDataAudio> const& block) {
+            EXPECT_GE(block->GetTime(), end - 1000) << cached;
+            end = AddTime(block->GetTime(), block->GetDuration());
+        };
+        Host::RunScrub(Host::MediaFile::Open(clip), Host::ParseScrubScript("step 100000\n", "script"), options);
+        EXPECT_GT(end, 3900000) << cached;
+    }
+    ExpectEqual(clip, 6, 300, false);
+}
+
 TEST_F(Scrub, CachesShowTheSameInOddFiles) {
     for (std::string const& clip : OddClips()) ExpectEqual(clip, 4, 150, false);
     ExpectEqual(Headless(folder), 5, 150, false);
