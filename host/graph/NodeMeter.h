@@ -3,48 +3,24 @@
 #include <utility>
 
 #include "contracts/Core/Exception.h"
-#include "contracts/Core/RefCount.h"
-#include "contracts/Proc/IStream.h"
 #include "host/graph/NodeRecord.h"
+#include "host/media/ForwardingStream.h"
 
 namespace Tarsel::Host {
-
-namespace Details {
-
-/// A compressed stream says what it carries; the other kinds have nothing to add.
-template <class T>
-class MeteredKind : public virtual T {
-  protected:
-    explicit MeteredKind(T const&) {}
-};
-template <>
-class MeteredKind<Proc::IStreamRaw> : public virtual Proc::IStreamRaw {
-  public:
-    MediaType GetMediaType() const override { return stream.GetMediaType(); }
-
-  protected:
-    explicit MeteredKind(Proc::IStreamRaw const& stream) : stream(stream) {}
-
-  private:
-    Proc::IStreamRaw const& stream;  // the meter's own
-};
-
-}  // namespace Details
 
 /// Stands behind a node of a graph: counts and times what it does, names it in every failure, and ends a node that
 /// gives items for ever. Everything else passes untouched; to visitors and in statistics it isn't there. An item that
 /// comes through stays the same object. Seek, end and threads: the node's own.
 template <class T>
-class NodeMeter final : public Details::MeteredKind<T>, public RefCounted {
+class NodeMeter final : public ForwardingStream<T> {
   public:
-    using DataType = typename T::DataType;
+    using typename ForwardingStream<T>::DataType;
+    using typename ForwardingStream<T>::FormatType;
 
     /// A limit of 0: no guard, for a stream that others seek behind the meter's back.
     NodeMeter(iptr<T> node, iptr<NodeRecord> nodeRecord, int64 stallLimit)
-        : Details::MeteredKind<T>(*node), stream(std::move(node)), record(std::move(nodeRecord)), guard(stallLimit) {}
+        : ForwardingStream<T>(std::move(node)), record(std::move(nodeRecord)), guard(stallLimit) {}
 
-    void Initialize(Core::Property const& property) override { stream->Initialize(property); }
-    Core::Property GetSettings() override { return stream->GetSettings(); }
     int64 GetDuration() const override {
         return Named([&] { return stream->GetDuration(); });
     }
@@ -67,14 +43,10 @@ class NodeMeter final : public Details::MeteredKind<T>, public RefCounted {
     bool FinishSeek() override {
         return Timed([&] { return stream->FinishSeek(); });
     }
-    Core::Property GetStatistic() override { return stream->GetStatistic(); }
-    void SetEndOfStream() override { stream->SetEndOfStream(); }
-    bool IsEndOfStream() override { return stream->IsEndOfStream(); }
     void ReleaseInternalData() override {
         Timed([&] { stream->ReleaseInternalData(); });
     }
-    void Accept(Proc::IStreamVisitor& visitor) override { stream->Accept(visitor); }
-    iptr<typename T::FormatType const> GetFormatCodec() const override {
+    iptr<FormatType const> GetFormatCodec() const override {
         return Named([&] { return stream->GetFormatCodec(); });
     }
 
@@ -98,7 +70,8 @@ class NodeMeter final : public Details::MeteredKind<T>, public RefCounted {
         return Named(call);
     }
 
-    iptr<T> const stream;
+    using ForwardingStream<T>::stream;
+
     iptr<NodeRecord> const record;
     // Of whoever reads. Below a cache these are two threads, which the cache keeps apart by its own lock.
     StallGuard guard;

@@ -9,7 +9,6 @@ namespace {
 
 /// What caches say that still stand at the position of a seek that failed.
 constexpr std::string_view OTHER_POSITION = "all registered caches must be positioned to the same position";
-/// What a cache says whose window reaches over a position that none of its items holds.
 constexpr std::string_view NOT_IN_WINDOW = "buffer overrun";
 
 /// The text may stand within that of a node that passed the failure on.
@@ -34,6 +33,10 @@ void RequestAll(std::vector<SeekTarget> const& targets, bool cached) {
 
 }  // namespace
 
+bool MissesWindow(std::exception const& failure) {
+    return Says(failure, NOT_IN_WINDOW);
+}
+
 void SeekTogether(std::vector<SeekTarget> const& targets, std::vector<iptr<Proc::IFilterCacheController>> const& caches,
                   int64 cachePosition) {
     RequestAll(targets, !caches.empty());
@@ -41,7 +44,7 @@ void SeekTogether(std::vector<SeekTarget> const& targets, std::vector<iptr<Proc:
         try {
             target.stream->DoSeek();
         } catch (std::exception const& failure) {
-            if (caches.empty() || !Says(failure, NOT_IN_WINDOW)) throw;
+            if (caches.empty() || !MissesWindow(failure)) throw;
             for (auto const& controller : caches) controller->SeekCaches(cachePosition);
         }
     }

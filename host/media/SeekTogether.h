@@ -1,5 +1,6 @@
 #pragma once
 
+#include <exception>
 #include <vector>
 
 #include "contracts/Core/Export.h"
@@ -21,5 +22,9 @@ struct SeekTarget {
 TARSEL_HOST_EXPORT void SeekTogether(std::vector<SeekTarget> const& targets,
                                      std::vector<iptr<Proc::IFilterCacheController>> const& caches = {},
                                      int64 cachePosition = 0);
+
+/// Whether a failure is a cache's whose window has no answer: no item of it holds the position, or the next item lies
+/// beyond it. It may have come through a node that put its own text in front.
+TARSEL_HOST_EXPORT bool MissesWindow(std::exception const& failure);
 
 }  // namespace Tarsel::Host

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <exception>
 #include <stdexcept>
-#include <string_view>
 #include <utility>
 
 #include "contracts/Core/Exception.h"
@@ -15,9 +14,6 @@ namespace Tarsel::Host {
 using namespace Proc;
 
 namespace {
-
-/// What a cache says when the item behind its last one lies beyond its window.
-constexpr std::string_view BEYOND_WINDOW = "buffer overrun";
 
 /// By how much two readings of one block may differ in time: the longest tick of the containers.
 constexpr int64 LONGEST_TICK = 1000;
@@ -125,8 +121,7 @@ iptr<typename T::DataType> ScrubPlayer::ReadOne(T& stream) {
         return stream.Read();
     } catch (std::exception const& failure) {
         // To the player the same as an end that may not be one.
-        if (streams.caches.empty() || std::string_view(failure.what()).find(BEYOND_WINDOW) == std::string_view::npos)
-            throw;
+        if (streams.caches.empty() || !MissesWindow(failure)) throw;
         return nullptr;
     }
 }

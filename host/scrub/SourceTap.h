@@ -6,8 +6,7 @@
 #include <utility>
 
 #include "contracts/Core/Exception.h"
-#include "contracts/Core/RefCount.h"
-#include "contracts/Proc/IStream.h"
+#include "host/media/ForwardingStream.h"
 
 namespace Tarsel::Host {
 
@@ -15,17 +14,14 @@ namespace Tarsel::Host {
 /// An item that comes through stays the same object; to visitors and in statistics it isn't there. Seek, end and
 /// threads: the decoder's own.
 template <class T>
-class SourceTap final : public virtual T, public RefCounted {
+class SourceTap final : public ForwardingStream<T> {
   public:
-    using DataType = typename T::DataType;
+    using typename ForwardingStream<T>::DataType;
 
     /// `path` and `name` are the file and what the stream is called in messages. `seeks` outlives the tap.
     SourceTap(iptr<T> source, std::string path, std::string name, std::atomic<uint64>& seeks)
-        : stream(std::move(source)), path(std::move(path)), name(std::move(name)), seeks(seeks) {}
+        : ForwardingStream<T>(std::move(source)), path(std::move(path)), name(std::move(name)), seeks(seeks) {}
 
-    void Initialize(Core::Property const& property) override { stream->Initialize(property); }
-    Core::Property GetSettings() override { return stream->GetSettings(); }
-    int64 GetDuration() const override { return stream->GetDuration(); }
     int64 GetPosition() override {
         return Named([&] { return stream->GetPosition(); });
     }
@@ -42,14 +38,9 @@ class SourceTap final : public virtual T, public RefCounted {
     bool FinishSeek() override {
         return Named([&] { return stream->FinishSeek(); });
     }
-    Core::Property GetStatistic() override { return stream->GetStatistic(); }
-    void SetEndOfStream() override { stream->SetEndOfStream(); }
-    bool IsEndOfStream() override { return stream->IsEndOfStream(); }
     void ReleaseInternalData() override {
         Named([&] { stream->ReleaseInternalData(); });
     }
-    void Accept(Proc::IStreamVisitor& visitor) override { stream->Accept(visitor); }
-    iptr<typename T::FormatType const> GetFormatCodec() const override { return stream->GetFormatCodec(); }
 
   private:
     template <class Call>
@@ -65,7 +56,8 @@ class SourceTap final : public virtual T, public RefCounted {
         }
     }
 
-    iptr<T> const stream;
+    using ForwardingStream<T>::stream;
+
     std::string const path;
     std::string const name;
     std::atomic<uint64>& seeks;

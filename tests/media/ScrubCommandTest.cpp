@@ -297,6 +297,15 @@ TEST_F(Scrub, ALimitOnTheSizeOfFilesLeavesNothingOfItsPreview) {
     EXPECT_THAT(folder.List(), ElementsAre("script.txt"));
 }
 
+TEST_F(Scrub, AReportThatCannotBePrintedLeavesNothingOfItsPreview) {
+    std::string const preview = folder / "preview";
+    auto const result = RunProgram({"sh", "-c", "\"$1\" scrub \"$2\" --random 5 --preview \"$3\" > /dev/full", "sh",
+                                    TarselPath(), Short(), preview});
+    EXPECT_EQ(1, result.exitCode);
+    EXPECT_THAT(result.errors, Not(IsEmpty()));
+    EXPECT_FALSE(std::filesystem::exists(preview));
+}
+
 TEST_F(Scrub, ASignalLeavesNothingOfItsPreview) {
     std::string const preview = folder / "preview";
     std::string script;

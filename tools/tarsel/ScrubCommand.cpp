@@ -84,9 +84,14 @@ Host::ScrubReport Play(iptr<Host::MediaFile> const& file, Host::ScrubScript cons
     return Host::RunScrub(file, script, options);
 }
 
-/// Plays with a preview. Of a run that fails or is ended by a signal no picture stays.
-Host::ScrubReport PlayWithPreview(iptr<Host::MediaFile> const& file, Host::ScrubScript const& script,
-                                  Host::ScrubOptions options, ScrubArguments const& arguments) {
+void Print(Host::MediaFile const& file, Host::ScrubReport const& report, ScrubArguments const& arguments) {
+    PrintWarnings(file.GetWarnings());
+    PrintOutput(arguments.json ? report.ToJson() + "\n" : report.ToText());
+}
+
+/// Plays with a preview and prints the report. Of a run that fails or is ended by a signal no picture stays.
+void PlayWithPreview(iptr<Host::MediaFile> const& file, Host::ScrubScript const& script, Host::ScrubOptions options,
+                     ScrubArguments const& arguments) {
     SignalDelay signals;
     Host::ScrubPreview preview(arguments.preview, arguments.picturesPerSecond, arguments.force);
     options.listener.picture = [&](iptr<Proc::IDataVideo> const& picture) { preview.Show(picture); };
@@ -94,10 +99,10 @@ Host::ScrubReport PlayWithPreview(iptr<Host::MediaFile> const& file, Host::Scrub
         if (signals.HasCome()) TARSEL_THROW(Core::CoreException, "interrupted");
     };
     try {
-        Host::ScrubReport report = Play(file, script, std::move(options));
+        Host::ScrubReport const report = Play(file, script, std::move(options));
         preview.Finish();
+        Print(*file, report, arguments);
         if (!signals.End()) TARSEL_THROW(Core::CoreException, "interrupted");
-        return report;
     } catch (...) {
         preview.Discard();
         throw;
@@ -120,10 +125,10 @@ int Scrub(ScrubArguments const& arguments) {
     }
     Host::ScrubOptions options;
     options.cached = !arguments.noCache;
-    Host::ScrubReport const report =
-        arguments.preview.empty() ? Play(file, script, options) : PlayWithPreview(file, script, options, arguments);
-    PrintWarnings(file->GetWarnings());
-    PrintOutput(arguments.json ? report.ToJson() + "\n" : report.ToText());
+    if (arguments.preview.empty())
+        Print(*file, Play(file, script, options), arguments);
+    else
+        PlayWithPreview(file, script, options, arguments);
     return EXIT_DONE;
 }
 

@@ -81,9 +81,9 @@ std::vector<ScriptedAudio::Step> Sound(Film const& film) {
 }
 
 /// A player over a film, and what it has shown.
-class Session {
+class Screening {
   public:
-    Session(Film const& film, bool cached)
+    Screening(Film const& film, bool cached)
         : pictures(ScriptedVideo::Create(Pictures(film))), sound(ScriptedAudio::Create(Sound(film))) {
         ScrubStreams streams;
         pictures->duration = film.Duration();
@@ -133,152 +133,153 @@ class Session {
 
 class EitherWay : public ::testing::TestWithParam<bool> {
   protected:
-    std::unique_ptr<Session> Play(Film const& film) { return std::make_unique<Session>(film, GetParam()); }
+    std::unique_ptr<Screening> Play(Film const& film) { return std::make_unique<Screening>(film, GetParam()); }
 };
 INSTANTIATE_TEST_SUITE_P(ScrubPlayer, EitherWay, ::testing::Bool(),
                          [](auto const& way) { return way.param ? "Cached" : "Bare"; });
 
 TEST_P(EitherWay, ASeekShowsThePictureThatContainsThePosition) {
-    auto const session = Play(Regular(100, 0));
-    EXPECT_EQ((ScrubMove{1000000, 1000000}), session->player->Seek(1000000));
-    EXPECT_EQ((ScrubMove{1030000, 1000000}), session->player->Seek(1030000));
-    EXPECT_EQ((ScrubMove{3999999, 3960000}), session->player->Seek(3999999));
-    EXPECT_EQ((ScrubMove{0, 0}), session->player->Seek(0));
-    EXPECT_THAT(session->shown, ElementsAre(1000000, 1000000, 3960000, 0));
+    auto const screening = Play(Regular(100, 0));
+    EXPECT_EQ((ScrubMove{1000000, 1000000}), screening->player->Seek(1000000));
+    EXPECT_EQ((ScrubMove{1030000, 1000000}), screening->player->Seek(1030000));
+    EXPECT_EQ((ScrubMove{3999999, 3960000}), screening->player->Seek(3999999));
+    EXPECT_EQ((ScrubMove{0, 0}), screening->player->Seek(0));
+    EXPECT_THAT(screening->shown, ElementsAre(1000000, 1000000, 3960000, 0));
 }
 
 TEST_P(EitherWay, ASeekBehindTheLastPictureShowsNothing) {
-    auto const session = Play(Regular(100, 0));
-    EXPECT_EQ((ScrubMove{4000000, NONE}), session->player->Seek(4000000));
-    EXPECT_EQ((ScrubMove{9000000, NONE}), session->player->Seek(9000000));
-    EXPECT_THAT(session->shown, IsEmpty());
-    EXPECT_EQ((ScrubMove{4000000, NONE}), session->player->Step(1));
-    EXPECT_EQ((ScrubMove{3960000, 3960000}), session->player->Step(-1));
+    auto const screening = Play(Regular(100, 0));
+    EXPECT_EQ((ScrubMove{4000000, NONE}), screening->player->Seek(4000000));
+    EXPECT_EQ((ScrubMove{9000000, NONE}), screening->player->Seek(9000000));
+    EXPECT_THAT(screening->shown, IsEmpty());
+    EXPECT_EQ((ScrubMove{4000000, NONE}), screening->player->Step(1));
+    EXPECT_EQ((ScrubMove{3960000, 3960000}), screening->player->Step(-1));
 }
 
 TEST_P(EitherWay, AStepShowsEachPictureOnItsWay) {
-    auto const session = Play(Regular(100, 0));
-    EXPECT_EQ((ScrubMove{0, 0}), session->player->Step(1));
-    EXPECT_EQ((ScrubMove{3 * FRAME, 3 * FRAME}), session->player->Step(3));
-    EXPECT_THAT(session->shown, ElementsAre(0, FRAME, 2 * FRAME, 3 * FRAME));
+    auto const screening = Play(Regular(100, 0));
+    EXPECT_EQ((ScrubMove{0, 0}), screening->player->Step(1));
+    EXPECT_EQ((ScrubMove{3 * FRAME, 3 * FRAME}), screening->player->Step(3));
+    EXPECT_THAT(screening->shown, ElementsAre(0, FRAME, 2 * FRAME, 3 * FRAME));
 }
 
 TEST_P(EitherWay, AStepBackShowsOnePictureAndTheNextStepGoesOnFromThere) {
-    auto const session = Play(Regular(100, 0));
-    session->player->Seek(20 * FRAME);
-    session->shown.clear();
-    EXPECT_EQ((ScrubMove{17 * FRAME, 17 * FRAME}), session->player->Step(-3));
-    EXPECT_EQ((ScrubMove{18 * FRAME, 18 * FRAME}), session->player->Step(1));
-    EXPECT_EQ((ScrubMove{17 * FRAME, 17 * FRAME}), session->player->Step(-1));
-    EXPECT_EQ((ScrubMove{0, 0}), session->player->Step(-1000000000));
-    EXPECT_EQ((ScrubMove{0, 0}), session->player->Step(-1));
-    EXPECT_THAT(session->shown, ElementsAre(17 * FRAME, 18 * FRAME, 17 * FRAME, 0, 0));
+    auto const screening = Play(Regular(100, 0));
+    screening->player->Seek(20 * FRAME);
+    screening->shown.clear();
+    EXPECT_EQ((ScrubMove{17 * FRAME, 17 * FRAME}), screening->player->Step(-3));
+    EXPECT_EQ((ScrubMove{18 * FRAME, 18 * FRAME}), screening->player->Step(1));
+    EXPECT_EQ((ScrubMove{17 * FRAME, 17 * FRAME}), screening->player->Step(-1));
+    EXPECT_EQ((ScrubMove{0, 0}), screening->player->Step(-1000000000));
+    EXPECT_EQ((ScrubMove{0, 0}), screening->player->Step(-1));
+    EXPECT_THAT(screening->shown, ElementsAre(17 * FRAME, 18 * FRAME, 17 * FRAME, 0, 0));
 }
 
 TEST_P(EitherWay, AStepOverTheEndShowsTheLastPictureOnce) {
-    auto const session = Play(Regular(100, 0));
-    session->player->Seek(97 * FRAME);
-    session->shown.clear();
-    EXPECT_EQ((ScrubMove{100 * FRAME, 99 * FRAME}), session->player->Step(1000000000));
-    EXPECT_THAT(session->shown, ElementsAre(98 * FRAME, 99 * FRAME));
-    EXPECT_EQ((ScrubMove{100 * FRAME, NONE}), session->player->Step(1));
-    EXPECT_EQ((ScrubMove{98 * FRAME, 98 * FRAME}), session->player->Step(-1));
+    auto const screening = Play(Regular(100, 0));
+    screening->player->Seek(97 * FRAME);
+    screening->shown.clear();
+    EXPECT_EQ((ScrubMove{100 * FRAME, 99 * FRAME}), screening->player->Step(1000000000));
+    EXPECT_THAT(screening->shown, ElementsAre(98 * FRAME, 99 * FRAME));
+    EXPECT_EQ((ScrubMove{100 * FRAME, NONE}), screening->player->Step(1));
+    EXPECT_EQ((ScrubMove{98 * FRAME, 98 * FRAME}), screening->player->Step(-1));
 }
 
 TEST_P(EitherWay, StepsGoByThePicturesHoweverLongTheyAre) {
     Film film;
     film.times = {0, 1, 3, 700000, 8000000, 8000001, 12000000};
-    auto const session = Play(film);
+    auto const screening = Play(film);
     for (std::size_t i = 0; i + 1 < film.times.size(); ++i)
-        EXPECT_EQ((ScrubMove{film.times[i], film.times[i]}), session->player->Step(1));
+        EXPECT_EQ((ScrubMove{film.times[i], film.times[i]}), screening->player->Step(1));
     for (std::size_t i = film.times.size() - 2; i-- > 0;)
-        EXPECT_EQ((ScrubMove{film.times[i], film.times[i]}), session->player->Step(-1));
+        EXPECT_EQ((ScrubMove{film.times[i], film.times[i]}), screening->player->Step(-1));
 }
 
 TEST_P(EitherWay, SoundComesUpToTheEndOfThePicture) {
-    auto const session = Play(Regular(100, 4 * RATE));
-    session->player->Seek(1010000);
+    auto const screening = Play(Regular(100, 4 * RATE));
+    screening->player->Seek(1010000);
     // The block that contains the position, up to the one that contains the picture's end.
-    EXPECT_THAT(session->heard, ElementsAre(1002667, 1024000));
-    session->heard.clear();
-    session->player->Step(1);
-    EXPECT_THAT(session->heard, ElementsAre(1045333, 1066667));
+    EXPECT_THAT(screening->heard, ElementsAre(1002667, 1024000));
+    screening->heard.clear();
+    screening->player->Step(1);
+    EXPECT_THAT(screening->heard, ElementsAre(1045333, 1066667));
 }
 
 TEST_P(EitherWay, SoundIsHeardToItsEndWhereItEndsEarlyOrLate) {
     for (int64 const samples : {RATE, 4 * RATE, 5 * RATE}) {
         Film const film = Regular(100, samples);
-        auto const session = Play(film);
-        session->player->Step(100);
-        EXPECT_EQ(100U, session->shown.size());
+        auto const screening = Play(film);
+        screening->player->Step(100);
+        EXPECT_EQ(100U, screening->shown.size());
         std::vector<int64> expected;
-        for (int64 const time : Session::BlockTimes(film))
+        for (int64 const time : Screening::BlockTimes(film))
             if (time < 100 * FRAME) expected.push_back(time);
-        EXPECT_THAT(session->heard, ElementsAreArray(expected)) << samples;
+        EXPECT_THAT(screening->heard, ElementsAreArray(expected)) << samples;
     }
 }
 
 TEST_P(EitherWay, PicturesMissingAtTheStartArePassedOver) {
     Film film = Regular(100, 0);
     film.missing = 5;
-    auto const session = Play(film);
-    EXPECT_EQ((ScrubMove{0, 5 * FRAME}), session->player->Seek(0));
-    EXPECT_EQ((ScrubMove{6 * FRAME, 6 * FRAME}), session->player->Step(1));
-    EXPECT_EQ((ScrubMove{5 * FRAME, 5 * FRAME}), session->player->Step(-3));
+    auto const screening = Play(film);
+    EXPECT_EQ((ScrubMove{0, 5 * FRAME}), screening->player->Seek(0));
+    EXPECT_EQ((ScrubMove{6 * FRAME, 6 * FRAME}), screening->player->Step(1));
+    EXPECT_EQ((ScrubMove{5 * FRAME, 5 * FRAME}), screening->player->Step(-3));
 }
 
 TEST_P(EitherWay, AFileOfOnePictureHasOne) {
-    auto const session = Play(Regular(1, 0));
-    EXPECT_EQ((ScrubMove{0, 0}), session->player->Step(1));
-    EXPECT_EQ((ScrubMove{FRAME, NONE}), session->player->Step(1));
-    EXPECT_EQ((ScrubMove{0, 0}), session->player->Step(-1));
-    EXPECT_EQ((ScrubMove{20000, 0}), session->player->Seek(20000));
-    EXPECT_EQ((ScrubMove{FRAME, NONE}), session->player->Seek(FRAME));
+    auto const screening = Play(Regular(1, 0));
+    EXPECT_EQ((ScrubMove{0, 0}), screening->player->Step(1));
+    EXPECT_EQ((ScrubMove{FRAME, NONE}), screening->player->Step(1));
+    EXPECT_EQ((ScrubMove{0, 0}), screening->player->Step(-1));
+    EXPECT_EQ((ScrubMove{20000, 0}), screening->player->Seek(20000));
+    EXPECT_EQ((ScrubMove{FRAME, NONE}), screening->player->Seek(FRAME));
 }
 
 TEST_P(EitherWay, WithoutPicturesThePacketsOfSoundAreStepped) {
     Film film;
     film.samples = 2 * RATE;
-    auto const session = Play(film);
-    EXPECT_EQ((ScrubMove{0, 0}), session->player->Step(1));
-    EXPECT_EQ((ScrubMove{42667, 42667}), session->player->Step(2));
-    EXPECT_EQ((ScrubMove{21333, 21333}), session->player->Step(-1));
+    auto const screening = Play(film);
+    EXPECT_EQ((ScrubMove{0, 0}), screening->player->Step(1));
+    EXPECT_EQ((ScrubMove{42667, 42667}), screening->player->Step(2));
+    EXPECT_EQ((ScrubMove{21333, 21333}), screening->player->Step(-1));
     // The very sample, not the block.
-    EXPECT_EQ((ScrubMove{1000010, 1000000}), session->player->Seek(1000010));
-    EXPECT_EQ((ScrubMove{1002667, 1002667}), session->player->Step(1));
-    EXPECT_EQ((ScrubMove{2000000, NONE}), session->player->Seek(2000000));
-    EXPECT_EQ((ScrubMove{1984000, 1984000}), session->player->Step(-1));
-    EXPECT_EQ((ScrubMove{2000000, NONE}), session->player->Step(1));
+    EXPECT_EQ((ScrubMove{1000010, 1000000}), screening->player->Seek(1000010));
+    EXPECT_EQ((ScrubMove{1002667, 1002667}), screening->player->Step(1));
+    EXPECT_EQ((ScrubMove{2000000, NONE}), screening->player->Seek(2000000));
+    EXPECT_EQ((ScrubMove{1984000, 1984000}), screening->player->Step(-1));
+    EXPECT_EQ((ScrubMove{2000000, NONE}), screening->player->Step(1));
 }
 
 TEST_P(EitherWay, SoundBehindItsEndIsNotShown) {
     Film film;
     film.samples = 100 * BLOCK - 200;
     film.excess = 200;
-    auto const session = Play(film);
-    EXPECT_EQ((ScrubMove{film.SoundEnd(), NONE}), session->player->Seek(film.SoundEnd()));
-    EXPECT_EQ((ScrubMove{2112000, 2112000}), session->player->Step(-1));
-    EXPECT_EQ((ScrubMove{film.SoundEnd(), NONE}), session->player->Step(1));
+    auto const screening = Play(film);
+    EXPECT_EQ((ScrubMove{film.SoundEnd(), NONE}), screening->player->Seek(film.SoundEnd()));
+    EXPECT_EQ((ScrubMove{2112000, 2112000}), screening->player->Step(-1));
+    EXPECT_EQ((ScrubMove{film.SoundEnd(), NONE}), screening->player->Step(1));
 }
 
 TEST_P(EitherWay, AFileThatShowsNothingGoesNowhere) {
-    auto const session = Play(Film());
-    EXPECT_EQ((ScrubMove{5, NONE}), session->player->Seek(5));
-    EXPECT_EQ((ScrubMove{0, NONE}), session->player->Step(1));
-    EXPECT_EQ((ScrubMove{0, NONE}), session->player->Step(-1));
+    auto const screening = Play(Film());
+    EXPECT_EQ((ScrubMove{5, NONE}), screening->player->Seek(5));
+    EXPECT_EQ((ScrubMove{0, NONE}), screening->player->Step(1));
+    EXPECT_EQ((ScrubMove{0, NONE}), screening->player->Step(-1));
 }
 
 TEST_P(EitherWay, AStepOfNothingIsRefusedAndOneOfAnyLengthIsNot) {
-    auto const session = Play(Regular(10, 0));
-    EXPECT_EQ("a step of 0 pictures goes nowhere", MessageOf<std::invalid_argument>([&] { session->player->Step(0); }));
-    EXPECT_EQ(9 * FRAME, session->player->Step(std::numeric_limits<int64>::max()).real);
-    EXPECT_EQ(0, session->player->Step(std::numeric_limits<int64>::min()).real);
+    auto const screening = Play(Regular(10, 0));
+    EXPECT_EQ("a step of 0 pictures goes nowhere",
+              MessageOf<std::invalid_argument>([&] { screening->player->Step(0); }));
+    EXPECT_EQ(9 * FRAME, screening->player->Step(std::numeric_limits<int64>::max()).real);
+    EXPECT_EQ(0, screening->player->Step(std::numeric_limits<int64>::min()).real);
 }
 
 TEST_P(EitherWay, WhatIsThrownAheadOfAReadEndsTheOperation) {
-    auto const session = Play(Regular(100, 0));
-    session->beforeRead = [] { TARSEL_THROW(Core::IOException, "interrupted"); };
-    EXPECT_EQ("interrupted", MessageOf<Core::IOException>([&] { session->player->Step(1); }));
+    auto const screening = Play(Regular(100, 0));
+    screening->beforeRead = [] { TARSEL_THROW(Core::IOException, "interrupted"); };
+    EXPECT_EQ("interrupted", MessageOf<Core::IOException>([&] { screening->player->Step(1); }));
 }
 
 TEST(SourceTap, PutsFileAndStreamInFrontOfAFailureOnce) {
@@ -314,41 +315,41 @@ TEST(SourceTap, CountsSeeksAndPassesItemsAsTheyAre) {
 // What caches save.
 
 TEST(ScrubPlayer, SeeksAndStepsInsideTheWindowTouchNoSource) {
-    Session session(Regular(200, 8 * RATE), true);
-    session.player->Seek(4 * SECOND);
-    session.seeks = 0;
-    for (int i = 0; i < 20; ++i) session.player->Step(-1);
-    for (int i = 0; i < 40; ++i) session.player->Step(1);
-    session.player->Seek(4 * SECOND + 10000);
+    Screening screening(Regular(200, 8 * RATE), true);
+    screening.player->Seek(4 * SECOND);
+    screening.seeks = 0;
+    for (int i = 0; i < 20; ++i) screening.player->Step(-1);
+    for (int i = 0; i < 40; ++i) screening.player->Step(1);
+    screening.player->Seek(4 * SECOND + 10000);
     // The very start of a picture is inside of it too.
-    session.player->Seek(4 * SECOND + 5 * FRAME);
-    EXPECT_EQ(0U, session.seeks);
+    screening.player->Seek(4 * SECOND + 5 * FRAME);
+    EXPECT_EQ(0U, screening.seeks);
 }
 
 TEST(ScrubPlayer, ASeekOutOfTheWindowMovesBothSourcesOnce) {
-    Session session(Regular(200, 8 * RATE), true);
-    session.player->Seek(1 * SECOND);
-    session.seeks = 0;
-    session.player->Seek(6 * SECOND);
-    EXPECT_EQ(2U, session.seeks);
+    Screening screening(Regular(200, 8 * RATE), true);
+    screening.player->Seek(1 * SECOND);
+    screening.seeks = 0;
+    screening.player->Seek(6 * SECOND);
+    EXPECT_EQ(2U, screening.seeks);
 }
 
 TEST(ScrubPlayer, TheEndIsLookedForOnceOnly) {
     // The file tells of more sound than can be decoded.
-    Session session(Regular(100, 4 * RATE - 100), true);
-    session.player->Seek(90 * FRAME);
-    session.player->Step(100);
-    session.seeks = 0;
-    EXPECT_EQ(NONE, session.player->Step(1).real);
-    EXPECT_EQ(0U, session.seeks);
+    Screening screening(Regular(100, 4 * RATE - 100), true);
+    screening.player->Seek(90 * FRAME);
+    screening.player->Step(100);
+    screening.seeks = 0;
+    EXPECT_EQ(NONE, screening.player->Step(1).real);
+    EXPECT_EQ(0U, screening.seeks);
 }
 
 TEST(ScrubPlayer, PicturesLongerThanTheWindowAreSoughtBeforeACacheComplains) {
     Film film;
     film.times = {0, 5000000, 5040000, 12000000, 12040000, 12080000, 20000000};
-    Session session(film, true);
+    Screening screening(film, true);
     LogLines const lines(0);
-    for (std::size_t i = 0; i + 1 < film.times.size(); ++i) EXPECT_EQ(film.times[i], session.player->Step(1).real);
+    for (std::size_t i = 0; i + 1 < film.times.size(); ++i) EXPECT_EQ(film.times[i], screening.player->Step(1).real);
     EXPECT_THAT(lines.Get(google::ERROR), IsEmpty());
 }
 
@@ -379,16 +380,16 @@ TEST(ScrubPlayer, CachedEqualsBareOverRandomFilmsAndScripts) {
     for (unsigned seed = 1; seed <= 150; ++seed) {
         std::mt19937 random(seed);
         Film const film = RandomFilm(random);
-        Session bare(film, false);
-        Session cached(film, true);
+        Screening bare(film, false);
+        Screening cached(film, true);
         std::vector<int64> const begins = film.times.empty()
-                                              ? Session::BlockTimes(film)
+                                              ? Screening::BlockTimes(film)
                                               : std::vector<int64>(film.times.begin(), film.times.end() - 1);
         auto const script = MakeRandomScrub(150, seed, TimeGrid(begins, 0, film.Duration()), film.Duration());
         for (ScrubOperation const& operation : script) {
-            for (Session* session : {&bare, &cached}) {
-                session->shown.clear();
-                session->heard.clear();
+            for (Screening* screening : {&bare, &cached}) {
+                screening->shown.clear();
+                screening->heard.clear();
             }
             ASSERT_EQ(bare.player->Do(operation), cached.player->Do(operation))
                 << "seed " << seed << ", " << operation.ToText();
