@@ -327,8 +327,8 @@ class FlushCounter final : public google::base::Logger {
 TEST_F(CacheThreads, LogFilesAreFlushedAheadOfEachFillingOfReaderAndThread) {
     std::atomic<int> flushes{0};
     google::base::Logger* const files = google::base::GetLogger(google::GLOG_INFO);
-    // The log owns it from here on, and destroys it when the files come back.
-    google::base::SetLogger(google::GLOG_INFO, new FlushCounter(flushes));
+    FlushCounter counter(flushes);
+    google::base::SetLogger(google::GLOG_INFO, &counter);
     Read(0);
     EXPECT_EQ(flushes, 1);
     Read(0);
