@@ -347,8 +347,8 @@ TEST(ScrubPlayer, TheEndIsLookedForOnceOnly) {
 TEST(ScrubPlayer, PicturesLongerThanTheWindowAreSoughtBeforeACacheComplains) {
     Film film;
     film.times = {0, 5000000, 5040000, 12000000, 12040000, 12080000, 20000000};
+    LogLines const lines(0);  // outlives the caches' threads
     Screening screening(film, true);
-    LogLines const lines(0);
     for (std::size_t i = 0; i + 1 < film.times.size(); ++i) EXPECT_EQ(film.times[i], screening.player->Step(1).real);
     EXPECT_THAT(lines.Get(google::ERROR), IsEmpty());
 }
