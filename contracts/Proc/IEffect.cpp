@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "contracts/Core/Exception.h"
+#include "contracts/Proc/IResample.h"
 
 namespace Tarsel::Proc {
 
@@ -29,6 +30,10 @@ iptr<IData> IOneInputEffectVideo::ProcessData(std::vector<iptr<IData>> const& in
 }
 
 iptr<IData> IOneInputEffectAudio::ProcessData(std::vector<iptr<IData>> const& inputs) {
+    return ProcessTopmost<IDataAudio>(*this, inputs);
+}
+
+iptr<IData> IResample::ProcessData(std::vector<iptr<IData>> const& inputs) {
     return ProcessTopmost<IDataAudio>(*this, inputs);
 }
 
