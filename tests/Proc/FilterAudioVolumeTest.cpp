@@ -12,6 +12,7 @@
 #include <typeinfo>
 
 #include "contracts/Core/Exception.h"
+#include "contracts/Proc/IFactories.h"
 #include "contracts/Proc/IStreamVisitor.h"
 #include "contracts/Proc/ImplNames.h"
 #include "host/graph/FilterRegistry.h"

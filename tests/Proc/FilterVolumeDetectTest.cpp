@@ -49,6 +49,15 @@ iptr<IStreamAudio> Endless(int64 limit, std::function<iptr<IDataAudio>(int64)> m
     return source;
 }
 
+/// A source that gives these blocks in order, wherever it is sought.
+iptr<IStreamAudio> Playing(std::vector<iptr<IDataAudio>> script) {
+    auto source = MakeShared<ScriptedFilter<IStreamAudio>>(ScriptedAudio::Create({}));
+    source->onRead = [script = std::move(script), next = std::size_t{0}]() mutable {
+        return next < script.size() ? script[next++] : nullptr;
+    };
+    return source;
+}
+
 TEST(FilterVolumeDetect, KnowsNothingBeforeItHasDetected) {
     auto const detector = FilterVolumeDetect::Create();
     EXPECT_EQ(detector->GetLevel(), 0.0);
@@ -119,20 +128,20 @@ TEST(FilterVolumeDetect, DurationsWithoutAValueOrBelowZeroCountAsNone) {
     std::vector<iptr<IDataAudio>> script{MakeMono(NO_VALUE, MARK, {}), MakeMono(NO_VALUE, NO_VALUE, {}),
                                          MakeMono(NO_VALUE, -1, {}),   MakeMono(NO_VALUE, 1, {}),
                                          MakeMono(NO_VALUE, 1, {}),    Peaking(1, NO_VALUE)};
-    EXPECT_EQ(CountOf(*Detected(ScriptedAudio::Create(script))), 4);
+    EXPECT_EQ(CountOf(*Detected(Playing(script))), 4);
 }
 
 TEST(FilterVolumeDetect, BlockWithATimeIsPlacedByItWhateverWasCounted) {
-    auto const detector = Detected(ScriptedAudio::Create(
-        {MakeMono(NO_VALUE, MARK, {}), MakeMono(NO_VALUE, 1, {}), Peaking(0.5, 0), Peaking(0.9, NO_VALUE)}));
+    auto const detector = Detected(
+        Playing({MakeMono(NO_VALUE, MARK, {}), MakeMono(NO_VALUE, 1, {}), Peaking(0.5, 0), Peaking(0.9, NO_VALUE)}));
     EXPECT_EQ(detector->GetLevel(), 0.5);
     EXPECT_EQ(CountOf(*detector), 3);
 }
 
 TEST(FilterVolumeDetect, CountedAudioOfAnyLengthDoesNotOverflow) {
     constexpr int64 LARGEST = std::numeric_limits<int64>::max();
-    auto const detector = Detected(ScriptedAudio::Create(
-        {MakeMono(-5, LARGEST, {}), MakeMono(-4, LARGEST, {}), Peaking(0.5, -3), Peaking(0.9, NO_VALUE)}));
+    auto const detector = Detected(
+        Playing({MakeMono(-5, LARGEST, {}), MakeMono(-4, LARGEST, {}), Peaking(0.5, -3), Peaking(0.9, NO_VALUE)}));
     EXPECT_EQ(detector->GetLevel(), 0.5);
 }
 
