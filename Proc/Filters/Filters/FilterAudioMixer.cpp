@@ -88,8 +88,8 @@ void FilterAudioMixer::RemoveStreamAt(int index) {
 }
 
 int FilterAudioMixer::FindStream(iptr<IStreamAudio> const& stream) {
-    auto const found = std::find_if(entries.begin(), entries.end(),
-                                    [&](MixerEntry const& entry) { return entry.source == stream; });
+    auto const found =
+        std::find_if(entries.begin(), entries.end(), [&](MixerEntry const& entry) { return entry.source == stream; });
     return found == entries.end() ? -1 : static_cast<int>(found - entries.begin());
 }
 
@@ -213,8 +213,7 @@ iptr<Conf::IFormatCodecAudio const> FilterAudioMixer::GetFormatCodec() const {
 }
 
 Core::Property FilterAudioMixer::GetStatistic() {
-    Core::Property result =
-        Core::MakeStatistics("Tarsel::Proc::FilterAudioMixer::GetStatistic", readTime, blocksRead);
+    Core::Property result = Core::MakeStatistics("Tarsel::Proc::FilterAudioMixer::GetStatistic", readTime, blocksRead);
     for (MixerEntry const& entry : entries) result.Add(entry.output->GetStatistic());
     return result;
 }

@@ -91,7 +91,8 @@ bool MixerInput::ReadOn(bool keepEmpty) {
             heldCount += block->GetSampleCount();
             return true;
         }
-        if (empty == MAX_EMPTY_BLOCKS) TARSEL_THROW(FilterException, "A mixed stream gives only blocks without samples");
+        if (empty == MAX_EMPTY_BLOCKS)
+            TARSEL_THROW(FilterException, "A mixed stream gives only blocks without samples");
     }
     return false;
 }
@@ -181,7 +182,8 @@ void MixerInput::CopySamples(IDataAudio& to, int toOffset, Held const& from, int
     u8* const* const source = from.block->GetAVFrame()->extended_data;
     for (int plane = 0; plane < info.GetPlanesCount(); ++plane)
         std::memcpy(target[plane] + step * static_cast<std::size_t>(toOffset),
-                    source[plane] + step * static_cast<std::size_t>(from.offset), step * static_cast<std::size_t>(count));
+                    source[plane] + step * static_cast<std::size_t>(from.offset),
+                    step * static_cast<std::size_t>(count));
 }
 
 std::deque<MixerInput::Held> MixerInput::Convert(Held const& foreign, Conf::SampleInfo const& info) const {
