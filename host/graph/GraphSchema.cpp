@@ -72,8 +72,7 @@ Json FieldSchema(SettingField const& field) {
 std::string Bounds(SettingField const& field) {
     switch (field.type) {
         case SettingType::Integer:
-            return std::to_string(field.minimum) + " to " + std::to_string(field.maximum) +
-                   (field.anyValue.empty() ? "" : ", or \"" + std::string(ANY_VALUE) + "\"");
+            return std::to_string(field.minimum) + " to " + std::to_string(field.maximum);
         case SettingType::Number:
             return Json(field.lowest).dump() + " to " + Json(field.highest).dump();
         case SettingType::Boolean:
@@ -256,7 +255,8 @@ std::string GraphClassTable() {
     auto const addRow = [&](SettingField const& field, std::string const& prefix) {
         std::string const defaultText = DefaultText(field);
         std::string const unit = field.unit.empty() ? "" : " " + field.unit;
-        table += "| `" + prefix + field.key + "` | " + Bounds(field) + unit + " | " +
+        std::string const any = field.anyValue.empty() ? "" : ", \"" + std::string(ANY_VALUE) + "\"";
+        table += "| `" + prefix + field.key + "` | " + Bounds(field) + unit + any + " | " +
                  (defaultText.empty() ? "must be given" : "`" + defaultText + "`") + " | " + field.description + " |\n";
     };
     for (CatalogEntry const& entry : GetSettingsCatalog()) {
