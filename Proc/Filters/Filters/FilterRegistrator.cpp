@@ -1,5 +1,6 @@
 #include "Proc/Filters/Filters/FilterRegistrator.h"
 
+#include "Proc/Filters/Filters/FilterAudioHistogram.h"
 #include "Proc/Filters/Filters/FilterCacheController.h"
 #include "Proc/Filters/Filters/FilterCutController.h"
 #include "Proc/Filters/Filters/FilterDurationTrimmerAudio.h"
@@ -77,6 +78,7 @@ iptr<IStreamVideoEx> MakeSetUpVideo(Video const& source, Settings const& setting
 /// Filters with an interface of their own, in slot order, all under `ImplNames::TARSEL`.
 void RegisterDedicated(IFilterFactoryRegistrator& registrator) {
     registrator.RegisterFilterFrameRate(ImplNames::TARSEL, FilterFrameRate::Create);
+    registrator.RegisterFilterAudioHistogram(ImplNames::TARSEL, FilterAudioHistogram::Create);
     registrator.RegisterFilterCutController(ImplNames::TARSEL, FilterCutController::Create);
     registrator.RegisterFilterRepeatController(ImplNames::TARSEL, FilterRepeatController::Create);
     registrator.RegisterFilterCacheController(ImplNames::TARSEL, FilterCacheController::Create);
