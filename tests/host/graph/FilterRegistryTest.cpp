@@ -175,6 +175,7 @@ TEST(FilterRegistrator, EntersItsRowsInTheOrderOfTheTables) {
     // Dedicated filters come first, in the order of their slots, then audio, video, subtitle, raw.
     std::vector<std::string> const rows{
         "dedicated - FilterFrameRate Tarsel",
+        "dedicated - FilterAudioHistogram Tarsel",
         "dedicated - FilterCutController Tarsel",
         "dedicated - FilterRepeatController Tarsel",
         "dedicated - FilterCacheController Tarsel",
