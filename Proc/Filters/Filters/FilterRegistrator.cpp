@@ -1,6 +1,10 @@
 #include "Proc/Filters/Filters/FilterRegistrator.h"
 
 #include "Proc/Filters/Filters/FilterAudioFormatter.h"
+#include "Proc/Filters/Filters/FilterAudioGenerator.h"
+#include "Proc/Filters/Filters/FilterAudioHistogram.h"
+#include "Proc/Filters/Filters/FilterAudioMixer.h"
+#include "Proc/Filters/Filters/FilterAudioVolume.h"
 #include "Proc/Filters/Filters/FilterCacheController.h"
 #include "Proc/Filters/Filters/FilterCutController.h"
 #include "Proc/Filters/Filters/FilterDurationTrimmerAudio.h"
@@ -24,7 +28,9 @@
 #include "Proc/Filters/Filters/TFilterRepeat.h"
 #include "contracts/Proc/FilterBitStream.h"
 #include "contracts/Proc/ImplNames.h"
+#include "contracts/Proc/SettingsAudioGenerator.h"
 #include "contracts/Proc/SettingsFilterAudioFormatter.h"
+#include "contracts/Proc/SettingsFilterAudioVolume.h"
 #include "contracts/Proc/SettingsFilterDurationTrimmer.h"
 #include "contracts/Proc/SettingsFilterFrameRate.h"
 #include "contracts/Proc/SettingsFilterIntroLoopOutro.h"
@@ -94,6 +100,8 @@ iptr<IStreamVideoEx> MakeSetUpVideo(Video const& source, Settings const& setting
 void RegisterDedicated(IFilterFactoryRegistrator& registrator) {
     registrator.RegisterFilterFrameRate(ImplNames::TARSEL, FilterFrameRate::Create);
     registrator.RegisterFilterResample(ImplNames::TARSEL, FilterResample::Create);
+    registrator.RegisterFilterAudioHistogram(ImplNames::TARSEL, FilterAudioHistogram::Create);
+    registrator.RegisterFilterAudioMixer(ImplNames::TARSEL, FilterAudioMixer::Create);
     registrator.RegisterFilterAudioFormatter(ImplNames::TARSEL, FilterAudioFormatter::Create);
     registrator.RegisterFilterCutController(ImplNames::TARSEL, FilterCutController::Create);
     registrator.RegisterFilterRepeatController(ImplNames::TARSEL, FilterRepeatController::Create);
@@ -117,6 +125,8 @@ void RegisterWithSettings(IFilterFactoryRegistrator& registrator) {
     registrator.RegisterFilterAudioEx(SettingsFilterDurationTrimmer::CLASS_ID, ImplNames::TARSEL,
                                       MakeAudio<FilterDurationTrimmerAudio>);
     registrator.RegisterFilterAudioEx(SettingsFilterReverse::CLASS_ID, ImplNames::TARSEL, MakeFilterReverseAudio);
+    registrator.RegisterFilterAudioEx(SettingsFilterAudioVolume::CLASS_ID, ImplNames::TARSEL,
+                                      MakeAudioBesideEffects<FilterAudioVolume>);
     registrator.RegisterFilterAudioEx(SettingsFilterResample::CLASS_ID, ImplNames::TARSEL,
                                       MakeAudioWithEffects<FilterResample>);
     registrator.RegisterFilterAudioEx(SettingsFilterAudioFormatter::CLASS_ID, ImplNames::TARSEL,
