@@ -1,5 +1,6 @@
 #include "Proc/Filters/Filters/FilterRegistrator.h"
 
+#include "Proc/Filters/Filters/FilterAudioFormatter.h"
 #include "Proc/Filters/Filters/FilterAudioGenerator.h"
 #include "Proc/Filters/Filters/FilterAudioHistogram.h"
 #include "Proc/Filters/Filters/FilterAudioMixer.h"
@@ -15,6 +16,7 @@
 #include "Proc/Filters/Filters/FilterLoop.h"
 #include "Proc/Filters/Filters/FilterLosslessDetect.h"
 #include "Proc/Filters/Filters/FilterRepeatController.h"
+#include "Proc/Filters/Filters/FilterResample.h"
 #include "Proc/Filters/Filters/FilterReverseAudio.h"
 #include "Proc/Filters/Filters/FilterReverseVideo.h"
 #include "Proc/Filters/Filters/FilterSeekController.h"
@@ -27,12 +29,14 @@
 #include "contracts/Proc/FilterBitStream.h"
 #include "contracts/Proc/ImplNames.h"
 #include "contracts/Proc/SettingsAudioGenerator.h"
+#include "contracts/Proc/SettingsFilterAudioFormatter.h"
 #include "contracts/Proc/SettingsFilterAudioVolume.h"
 #include "contracts/Proc/SettingsFilterDurationTrimmer.h"
 #include "contracts/Proc/SettingsFilterFrameRate.h"
 #include "contracts/Proc/SettingsFilterIntroLoopOutro.h"
 #include "contracts/Proc/SettingsFilterLoop.h"
 #include "contracts/Proc/SettingsFilterRepeat.h"
+#include "contracts/Proc/SettingsFilterResample.h"
 #include "contracts/Proc/SettingsFilterReverse.h"
 #include "contracts/Proc/SettingsFilterSpeedUp.h"
 #include "contracts/Proc/SettingsStreamMetadataUpdater.h"
@@ -45,6 +49,7 @@ using Audio = iptr<IStreamAudio>;
 using Video = iptr<IStreamVideo>;
 using Subtitle = iptr<IStreamSubtitle>;
 using Effects = iptr<IEffectFactory const>;
+using Algorithms = iptr<IAlgorithmFactory const>;
 using Filters = iptr<IFilterFactory const>;
 
 // Factories of filters with settings, over a source alone or with one of the host's factories beside it.
@@ -61,6 +66,11 @@ iptr<IStreamAudioEx> MakeAudioWithEffects(Audio const& source, Effects const& ef
 template <class Filter>
 iptr<IStreamAudioEx> MakeAudioBesideEffects(Audio const& source, Effects const&, Settings const& settings) {
     return MakeAudio<Filter>(source, settings);
+}
+template <class Filter>
+iptr<IStreamAudioEx> MakeAudioWithAlgorithms(Audio const& source, Algorithms const& algorithms,
+                                             Settings const& settings) {
+    return Details::MakeInitialized<IStreamAudioEx, Filter>(settings, source, algorithms);
 }
 template <class Filter>
 iptr<IStreamVideoEx> MakeVideo(Video const& source, Settings const& settings) {
@@ -89,8 +99,10 @@ iptr<IStreamVideoEx> MakeSetUpVideo(Video const& source, Settings const& setting
 /// Filters with an interface of their own, in slot order, all under `ImplNames::TARSEL`.
 void RegisterDedicated(IFilterFactoryRegistrator& registrator) {
     registrator.RegisterFilterFrameRate(ImplNames::TARSEL, FilterFrameRate::Create);
+    registrator.RegisterFilterResample(ImplNames::TARSEL, FilterResample::Create);
     registrator.RegisterFilterAudioHistogram(ImplNames::TARSEL, FilterAudioHistogram::Create);
     registrator.RegisterFilterAudioMixer(ImplNames::TARSEL, FilterAudioMixer::Create);
+    registrator.RegisterFilterAudioFormatter(ImplNames::TARSEL, FilterAudioFormatter::Create);
     registrator.RegisterFilterCutController(ImplNames::TARSEL, FilterCutController::Create);
     registrator.RegisterFilterRepeatController(ImplNames::TARSEL, FilterRepeatController::Create);
     registrator.RegisterFilterCacheController(ImplNames::TARSEL, FilterCacheController::Create);
@@ -115,6 +127,10 @@ void RegisterWithSettings(IFilterFactoryRegistrator& registrator) {
     registrator.RegisterFilterAudioEx(SettingsFilterReverse::CLASS_ID, ImplNames::TARSEL, MakeFilterReverseAudio);
     registrator.RegisterFilterAudioEx(SettingsFilterAudioVolume::CLASS_ID, ImplNames::TARSEL,
                                       MakeAudioBesideEffects<FilterAudioVolume>);
+    registrator.RegisterFilterAudioEx(SettingsFilterResample::CLASS_ID, ImplNames::TARSEL,
+                                      MakeAudioWithEffects<FilterResample>);
+    registrator.RegisterFilterAudioEx(SettingsFilterAudioFormatter::CLASS_ID, ImplNames::TARSEL,
+                                      MakeAudioWithAlgorithms<FilterAudioFormatter>);
     registrator.RegisterFilterAudioEx(SettingsFilterRepeat::CLASS_ID, ImplNames::TARSEL,
                                       FilterRepeatAudio::CreateInitialized);
     registrator.RegisterFilterAudioEx(SettingsStreamMetadataUpdater::CLASS_ID, ImplNames::TARSEL,
