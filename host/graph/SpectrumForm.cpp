@@ -46,7 +46,9 @@ void RequireSound(MediaFile const& file, int ordinal) {
 }  // namespace
 
 int64 SpectrumPeriod(SettingsAudioHistogram const& picture) {
-    return SECOND / picture.GetPicturesPerSecond();
+    // Rounded up: rounded down, a sound of whole seconds would end with a picture of some microseconds.
+    int64 const rate = picture.GetPicturesPerSecond();
+    return (SECOND + rate - 1) / rate;
 }
 
 ShortFormGraph MakeSpectrumGraph(std::string const& input, SpectrumFormOptions const& spectrum,

@@ -14,7 +14,7 @@ struct SpectrumFormOptions {
     bool withAudio = false;
 };
 
-/// How long a picture of the graph below stands, microseconds.
+/// How long a picture of the graph below stands, whole microseconds. The settings' rate is above 0.
 TARSEL_HOST_EXPORT int64 SpectrumPeriod(Proc::SettingsAudioHistogram const& picture);
 
 /// Draws the spectrum of a file's sound. The sound is cut into blocks of a picture's length first, so that pictures
