@@ -2,6 +2,7 @@
 
 #include "Proc/Algorithms/AudioAlg.h"
 #include "Proc/Algorithms/AudioArithmetic.h"
+#include "Proc/Algorithms/AudioLoops.h"
 #include "Proc/Algorithms/AudioRun.h"
 #include "contracts/Core/Exception.h"
 
@@ -20,56 +21,85 @@ std::size_t CheckPair(AudioBlockView const& dest, AudioBlockView const& source, 
 }
 
 template <class Work>
-void Volumize(AudioBlockView& dest, AudioBlockView const& source, double volume) {
-    using Sample = typename Work::Sample;
+struct VolumizeLoop {
+    TARSEL_KERNEL static void Run(u8* dest, u8 const* source, typename Work::Gain gain, std::size_t count) {
+        using Sample = typename Work::Sample;
+        TARSEL_VECTOR_LOOP
+        for (std::size_t i = 0; i < count; ++i)
+            Store<Sample>(dest, i, Work::Finish(Work::Scale(Load<Sample>(source, i), gain)));
+    }
+};
+
+template <class Work>
+void Volumize(Instructions instructions, AudioBlockView& dest, AudioBlockView const& source, double volume) {
     std::size_t const count = CheckPair(dest, source, "VolumizeAudio");
-    auto const gain = Work::MakeGain(volume);
-    for (std::size_t i = 0; i < count; ++i)
-        Store<Sample>(dest.data, i, Work::Finish(Work::Scale(Load<Sample>(source.data, i), gain)));
+    u8 const* const from = source.data;
+    RunLoop<VolumizeLoop<Work>>(instructions, dest.data, from, Work::MakeGain(volume), count);
 }
 
 template <class Real>
-void Clip(AudioBlockView& dest, AudioBlockView const& source) {
+struct ClipLoop {
+    TARSEL_KERNEL static void Run(u8* dest, u8 const* source, std::size_t count) {
+        TARSEL_VECTOR_LOOP
+        for (std::size_t i = 0; i < count; ++i) Store<Real>(dest, i, Clamp(Load<Real>(source, i)));
+    }
+};
+
+template <class Real>
+void Clip(Instructions instructions, AudioBlockView& dest, AudioBlockView const& source) {
     std::size_t const count = CheckPair(dest, source, "ClipAudio");
-    for (std::size_t i = 0; i < count; ++i) Store<Real>(dest.data, i, Clamp(Load<Real>(source.data, i)));
+    u8 const* const from = source.data;
+    RunLoop<ClipLoop<Real>>(instructions, dest.data, from, count);
+}
+
+/// No integer is beyond its range.
+void Copy(AudioBlockView& dest, AudioBlockView const& source) {
+    std::size_t const count = CheckPair(dest, source, "ClipAudio");
+    std::size_t const size = static_cast<unsigned>(Conf::BytesPerSample(WorkFormat(source)));
+    if (count > 0) std::memmove(dest.data, source.data, count * size);
 }
 
 }  // namespace
 
-void VolumizeAudio(AudioBlockView& dest, AudioBlockView const& source, double volume) {
+void AudioArithmetic::VolumizeAudioWith(Instructions instructions, AudioBlockView& dest, AudioBlockView const& source,
+                                        double volume) {
     switch (WorkFormat(source)) {
         case Conf::SAMPLE_FORMAT_U8P:
-            return Volumize<Work8>(dest, source, volume);
+            return Volumize<Work8>(instructions, dest, source, volume);
         case Conf::SAMPLE_FORMAT_S16P:
-            return Volumize<Work16>(dest, source, volume);
+            return Volumize<Work16>(instructions, dest, source, volume);
         case Conf::SAMPLE_FORMAT_S32P:
-            return Volumize<Work32>(dest, source, volume);
+            return Volumize<Work32>(instructions, dest, source, volume);
         case Conf::SAMPLE_FORMAT_FLTP:
-            return Volumize<WorkReal<float>>(dest, source, volume);
+            return Volumize<WorkReal<float>>(instructions, dest, source, volume);
         case Conf::SAMPLE_FORMAT_DBLP:
-            return Volumize<WorkReal<double>>(dest, source, volume);
+            return Volumize<WorkReal<double>>(instructions, dest, source, volume);
         default:
             TARSEL_THROW(ProcException, "VolumizeAudio doesn't support this sample format");
     }
 }
 
-void ClipAudio(AudioBlockView& dest, AudioBlockView const& source) {
+void AudioArithmetic::ClipAudioWith(Instructions instructions, AudioBlockView& dest, AudioBlockView const& source) {
     switch (WorkFormat(source)) {
         case Conf::SAMPLE_FORMAT_U8P:
         case Conf::SAMPLE_FORMAT_S16P:
-        case Conf::SAMPLE_FORMAT_S32P: {
-            std::size_t const count = CheckPair(dest, source, "ClipAudio");
-            std::size_t const size = static_cast<unsigned>(Conf::BytesPerSample(WorkFormat(source)));
-            if (count > 0) std::memmove(dest.data, source.data, count * size);
-            return;
-        }
+        case Conf::SAMPLE_FORMAT_S32P:
+            return Copy(dest, source);
         case Conf::SAMPLE_FORMAT_FLTP:
-            return Clip<float>(dest, source);
+            return Clip<float>(instructions, dest, source);
         case Conf::SAMPLE_FORMAT_DBLP:
-            return Clip<double>(dest, source);
+            return Clip<double>(instructions, dest, source);
         default:
             TARSEL_THROW(ProcException, "ClipAudio doesn't support this sample format");
     }
+}
+
+void VolumizeAudio(AudioBlockView& dest, AudioBlockView const& source, double volume) {
+    VolumizeAudioWith(BestInstructions(), dest, source, volume);
+}
+
+void ClipAudio(AudioBlockView& dest, AudioBlockView const& source) {
+    ClipAudioWith(BestInstructions(), dest, source);
 }
 
 }  // namespace Tarsel::Proc
