@@ -519,7 +519,7 @@ TEST(ResampleEffect, RatesThatTheLibraryCanNotConvertAreRefused) {
         auto const before = block;
         auto const effect = MakeEffect(Rate(to));
         auto const text = MessageOf<EffectException>([&] { effect->Process(block); });
-        if (text[0] != '[') EXPECT_EQ(block, before) << "the block stays the caller's";
+        EXPECT_EQ(block == before, text[0] != '[') << "a refused block stays the caller's";
         return text;
     };
     EXPECT_EQ(refusal(999, 48000), "Sample rate 999 is out of 1000 to 768000");

@@ -175,6 +175,8 @@ TEST(FilterRegistrator, EntersItsRowsInTheOrderOfTheTables) {
     // Dedicated filters come first, in the order of their slots, then audio, video, subtitle, raw.
     std::vector<std::string> const rows{
         "dedicated - FilterFrameRate Tarsel",
+        "dedicated - FilterResample Tarsel",
+        "dedicated - FilterAudioFormatter Tarsel",
         "dedicated - FilterCutController Tarsel",
         "dedicated - FilterRepeatController Tarsel",
         "dedicated - FilterCacheController Tarsel",
@@ -188,6 +190,8 @@ TEST(FilterRegistrator, EntersItsRowsInTheOrderOfTheTables) {
         "audio c SettingsFilterSpeedUp Tarsel",
         "audio b SettingsFilterDurationTrimmer Tarsel",
         "audio c SettingsFilterReverse Tarsel",
+        "audio c SettingsFilterResample Tarsel",
+        "audio d SettingsFilterAudioFormatter Tarsel",
         "audio b SettingsFilterRepeat Tarsel",
         "audio b SettingsStreamMetadataUpdater Tarsel",
         "audio b SettingsFilterLoop Tarsel",
