@@ -251,7 +251,9 @@ Choices NamedLayouts() {
             {"7.1", "1599"},
             {"7.1(wide)", "255"},
             {"7.1(wide-side)", "1743"},
-            {"octagonal", "1847"}};
+            {"octagonal", "1847"},
+            {"hexadecagonal", "6442710839"},
+            {"22.2", "2164663779327"}};
 }
 
 /// The three words of a format of samples that is converted to.

@@ -65,6 +65,7 @@ int Main(int count, char** arguments) {
     AddRemuxCommand(program, chosen);
     AddRunCommand(program, chosen);
     AddScrubCommand(program, chosen);
+    AddSoundCommands(program, chosen);
     AddSpectrumCommand(program, chosen);
     AddTimelineCommands(program, chosen);
     if (count > 1 && arguments[1][0] != '-' && !HasCommand(program, arguments[1])) {
