@@ -251,7 +251,9 @@ Choices NamedLayouts() {
             {"7.1", "1599"},
             {"7.1(wide)", "255"},
             {"7.1(wide-side)", "1743"},
-            {"octagonal", "1847"}};
+            {"octagonal", "1847"},
+            {"hexadecagonal", "6442710839"},
+            {"22.2", "2164663779327"}};
 }
 
 /// The three words of a format of samples that is converted to.
@@ -316,8 +318,9 @@ void AddSoundFilters(std::vector<CatalogEntry>& catalog) {
          Boolean("AutoLevel", "0", "Whether a gain that follows the peaks brings quiet sound up")},
         Make<Property2SettingsFilterAudioVolume>, "Makes sound louder or quieter"));
     std::vector<SettingField> resample = ConvertedInfo();
-    resample.push_back(OneOf(Conf::IPreset::KEY_TYPE_ID, {{ImplNames::DEFAULT, ImplNames::DEFAULT}}, ImplNames::DEFAULT,
-                             "The converter's implementation"));
+    resample.push_back(OneOf(Conf::IPreset::KEY_TYPE_ID,
+                             {{ImplNames::DEFAULT, ImplNames::DEFAULT}, {ImplNames::FFMPEG, ImplNames::FFMPEG}},
+                             ImplNames::DEFAULT, "The converter's implementation"));
     catalog.push_back(WithSettings(SettingsFilterResample::CLASS_ID, {Audio}, std::move(resample),
                                    Make<Property2SettingsFilterResample>,
                                    "Converts the rate, the numbers and the channels of sound"));

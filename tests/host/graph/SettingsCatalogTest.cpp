@@ -182,7 +182,7 @@ TEST(SettingsCatalog, NamesOfFormatsAndLayoutsAreTheLibrarys) {
                 ++layouts;
             }
     EXPECT_EQ(formats, 8 + 10 + 10);
-    EXPECT_EQ(layouts, 3 * 26);
+    EXPECT_EQ(layouts, 3 * 28);
     EXPECT_FALSE(IsNamedLayout(0));
     EXPECT_FALSE(IsNamedLayout(0x80000000));
 }
