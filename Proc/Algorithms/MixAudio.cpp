@@ -1,9 +1,11 @@
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "Proc/Algorithms/AudioAlg.h"
 #include "Proc/Algorithms/AudioArithmetic.h"
 #include "Proc/Algorithms/AudioLoops.h"
+#include "Proc/Algorithms/AudioQuietShorts.h"
 #include "Proc/Algorithms/AudioRun.h"
 #include "contracts/Core/Exception.h"
 
@@ -15,10 +17,12 @@ using namespace AudioArithmetic;
 std::int16_t& FixedGainOf(MixSource& source, Work8) {
     return source.fixedGain.bits16;
 }
-i32& FixedGainOf(MixSource& source, Work16) {
+template <class Factor>
+i32& FixedGainOf(MixSource& source, Work16<Factor>) {
     return source.fixedGain.bits32;
 }
-int64& FixedGainOf(MixSource& source, Work32) {
+template <class Factor>
+int64& FixedGainOf(MixSource& source, Work32<Factor>) {
     return source.fixedGain.bits64;
 }
 template <class Real>
@@ -63,10 +67,12 @@ class Mixer {
     Mixer(Instructions instructions, AudioBlockView& dest, std::vector<MixSource>& sources)
         : instructions(instructions), dest(dest.data), sources(sources) {}
 
-    void Mix(std::size_t count) {
-        if (sources.size() == 1) return RunPass<false, 1, false>(0, 0, count);
-        if (sources.size() == 2) return RunPass<false, 2, false>(0, 0, count);
-        for (std::size_t begin = 0; begin < count; begin += CHUNK) MixChunk(begin, std::min(CHUNK, count - begin));
+    /// The values from `begin` to `end`.
+    void Mix(std::size_t begin, std::size_t end) {
+        if (begin == end) return;
+        if (sources.size() == 1) return RunPass<false, 1, false>(0, begin, end - begin);
+        if (sources.size() == 2) return RunPass<false, 2, false>(0, begin, end - begin);
+        for (; begin < end; begin += CHUNK) MixChunk(begin, std::min(CHUNK, end - begin));
     }
 
   private:
@@ -98,15 +104,63 @@ class Mixer {
     alignas(64) typename Work::Sum sums[CHUNK];
 };
 
+/// Number of values, all of which every source holds. The sources know their fixed gains then.
 template <class Work>
-void Mix(Instructions instructions, AudioBlockView& dest, std::vector<MixSource>& sources) {
+std::size_t Prepare(AudioBlockView const& dest, std::vector<MixSource>& sources) {
     std::size_t const count = CountValues(dest);
     Conf::SampleFormats const format = WorkFormat(sources.front());
     CheckRun(dest, format, count, "MixAudio", RESULT);
     int number = 0;
     for (MixSource const& source : sources) CheckRun(source, format, count, "MixAudio", number++);
     for (MixSource& source : sources) FixedGainOf(source, Work()) = Work::MakeGain(source.gain);
-    if (count > 0) Mixer<Work>(instructions, dest, sources).Mix(count);
+    return count;
+}
+
+template <class Work>
+void Mix(Instructions instructions, AudioBlockView& dest, std::vector<MixSource>& sources) {
+    std::size_t const count = Prepare<Work>(dest, sources);
+    Mixer<Work>(instructions, dest, sources).Mix(0, count);
+}
+
+template <class Factor, class Work>
+bool AllGainsFit(std::vector<MixSource>& sources, Work work) {
+    return std::all_of(sources.begin(), sources.end(),
+                       [work](MixSource& source) { return std::in_range<Factor>(FixedGainOf(source, work)); });
+}
+
+void MixShorts(Instructions instructions, AudioBlockView& dest, std::vector<MixSource>& sources) {
+    using Narrow = Work16<std::int16_t>;
+    using Wide = Work16<i32>;
+    std::size_t const count = Prepare<Wide>(dest, sources);
+    std::size_t done = 0;
+    if (sources.size() == 2)
+        done = MixQuietShorts(instructions, dest.data, {sources[0].data, sources[0].fixedGain.bits32},
+                              {sources[1].data, sources[1].fixedGain.bits32}, count);
+    if (AllGainsFit<std::int16_t>(sources, Wide()))
+        Mixer<Narrow>(instructions, dest, sources).Mix(done, count);
+    else
+        Mixer<Wide>(instructions, dest, sources).Mix(done, count);
+}
+
+void MixInts(Instructions instructions, AudioBlockView& dest, std::vector<MixSource>& sources) {
+    using Narrow = Work32<i32>;
+    using Wide = Work32<int64>;
+    std::size_t const count = Prepare<Wide>(dest, sources);
+    if (AllGainsFit<i32>(sources, Wide()))
+        Mixer<Narrow>(instructions, dest, sources).Mix(0, count);
+    else
+        Mixer<Wide>(instructions, dest, sources).Mix(0, count);
+}
+
+void MixFloats(Instructions instructions, AudioBlockView& dest, std::vector<MixSource>& sources) {
+    using Work = WorkReal<float>;
+    std::size_t const count = Prepare<Work>(dest, sources);
+    bool const unity =
+        std::all_of(sources.begin(), sources.end(), [](MixSource const& source) { return source.gain == 1.0; });
+    if (unity && sources.size() <= 2)
+        Mixer<WorkFloatUnity>(instructions, dest, sources).Mix(0, count);
+    else
+        Mixer<Work>(instructions, dest, sources).Mix(0, count);
 }
 
 }  // namespace
@@ -117,11 +171,11 @@ void AudioArithmetic::MixAudioWith(Instructions instructions, AudioBlockView& de
         case Conf::SAMPLE_FORMAT_U8P:
             return Mix<Work8>(instructions, dest, sources);
         case Conf::SAMPLE_FORMAT_S16P:
-            return Mix<Work16>(instructions, dest, sources);
+            return MixShorts(instructions, dest, sources);
         case Conf::SAMPLE_FORMAT_S32P:
-            return Mix<Work32>(instructions, dest, sources);
+            return MixInts(instructions, dest, sources);
         case Conf::SAMPLE_FORMAT_FLTP:
-            return Mix<WorkReal<float>>(instructions, dest, sources);
+            return MixFloats(instructions, dest, sources);
         case Conf::SAMPLE_FORMAT_DBLP:
             return Mix<WorkReal<double>>(instructions, dest, sources);
         default:

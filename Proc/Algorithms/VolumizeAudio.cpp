@@ -1,8 +1,10 @@
 #include <cstring>
+#include <utility>
 
 #include "Proc/Algorithms/AudioAlg.h"
 #include "Proc/Algorithms/AudioArithmetic.h"
 #include "Proc/Algorithms/AudioLoops.h"
+#include "Proc/Algorithms/AudioQuietShorts.h"
 #include "Proc/Algorithms/AudioRun.h"
 #include "contracts/Core/Exception.h"
 
@@ -37,6 +39,29 @@ void Volumize(Instructions instructions, AudioBlockView& dest, AudioBlockView co
     RunLoop<VolumizeLoop<Work>>(instructions, dest.data, from, Work::MakeGain(volume), count);
 }
 
+void VolumizeShorts(Instructions instructions, AudioBlockView& dest, AudioBlockView const& source, double volume) {
+    std::size_t const count = CheckPair(dest, source, "VolumizeAudio");
+    i32 const gain = Work16<i32>::MakeGain(volume);
+    std::size_t const done = VolumizeQuietShorts(instructions, dest.data, {source.data, gain}, count);
+    if (done == count) return;
+    u8* const to = dest.data + done * sizeof(std::int16_t);
+    u8 const* const from = source.data + done * sizeof(std::int16_t);
+    if (std::in_range<std::int16_t>(gain))
+        RunLoop<VolumizeLoop<Work16<std::int16_t>>>(instructions, to, from, gain, count - done);
+    else
+        RunLoop<VolumizeLoop<Work16<i32>>>(instructions, to, from, gain, count - done);
+}
+
+void VolumizeInts(Instructions instructions, AudioBlockView& dest, AudioBlockView const& source, double volume) {
+    std::size_t const count = CheckPair(dest, source, "VolumizeAudio");
+    int64 const gain = Work32<int64>::MakeGain(volume);
+    u8 const* const from = source.data;
+    if (std::in_range<i32>(gain))
+        RunLoop<VolumizeLoop<Work32<i32>>>(instructions, dest.data, from, gain, count);
+    else
+        RunLoop<VolumizeLoop<Work32<int64>>>(instructions, dest.data, from, gain, count);
+}
+
 template <class Real>
 struct ClipLoop {
     TARSEL_KERNEL static void Run(u8* dest, u8 const* source, std::size_t count) {
@@ -67,9 +92,9 @@ void AudioArithmetic::VolumizeAudioWith(Instructions instructions, AudioBlockVie
         case Conf::SAMPLE_FORMAT_U8P:
             return Volumize<Work8>(instructions, dest, source, volume);
         case Conf::SAMPLE_FORMAT_S16P:
-            return Volumize<Work16>(instructions, dest, source, volume);
+            return VolumizeShorts(instructions, dest, source, volume);
         case Conf::SAMPLE_FORMAT_S32P:
-            return Volumize<Work32>(instructions, dest, source, volume);
+            return VolumizeInts(instructions, dest, source, volume);
         case Conf::SAMPLE_FORMAT_FLTP:
             return Volumize<WorkReal<float>>(instructions, dest, source, volume);
         case Conf::SAMPLE_FORMAT_DBLP:

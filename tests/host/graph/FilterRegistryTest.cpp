@@ -175,7 +175,10 @@ TEST(FilterRegistrator, EntersItsRowsInTheOrderOfTheTables) {
     // Dedicated filters come first, in the order of their slots, then audio, video, subtitle, raw.
     std::vector<std::string> const rows{
         "dedicated - FilterFrameRate Tarsel",
+        "dedicated - FilterResample Tarsel",
         "dedicated - FilterAudioHistogram Tarsel",
+        "dedicated - FilterAudioMixer Tarsel",
+        "dedicated - FilterAudioFormatter Tarsel",
         "dedicated - FilterCutController Tarsel",
         "dedicated - FilterRepeatController Tarsel",
         "dedicated - FilterCacheController Tarsel",
@@ -192,6 +195,8 @@ TEST(FilterRegistrator, EntersItsRowsInTheOrderOfTheTables) {
         "audio b SettingsFilterDurationTrimmer Tarsel",
         "audio c SettingsFilterReverse Tarsel",
         "audio c SettingsFilterAudioVolume Tarsel",
+        "audio c SettingsFilterResample Tarsel",
+        "audio d SettingsFilterAudioFormatter Tarsel",
         "audio b SettingsFilterRepeat Tarsel",
         "audio b SettingsStreamMetadataUpdater Tarsel",
         "audio b SettingsFilterLoop Tarsel",
