@@ -318,8 +318,9 @@ void AddSoundFilters(std::vector<CatalogEntry>& catalog) {
          Boolean("AutoLevel", "0", "Whether a gain that follows the peaks brings quiet sound up")},
         Make<Property2SettingsFilterAudioVolume>, "Makes sound louder or quieter"));
     std::vector<SettingField> resample = ConvertedInfo();
-    resample.push_back(OneOf(Conf::IPreset::KEY_TYPE_ID, {{ImplNames::DEFAULT, ImplNames::DEFAULT}}, ImplNames::DEFAULT,
-                             "The converter's implementation"));
+    resample.push_back(OneOf(Conf::IPreset::KEY_TYPE_ID,
+                             {{ImplNames::DEFAULT, ImplNames::DEFAULT}, {ImplNames::FFMPEG, ImplNames::FFMPEG}},
+                             ImplNames::DEFAULT, "The converter's implementation"));
     catalog.push_back(WithSettings(SettingsFilterResample::CLASS_ID, {Audio}, std::move(resample),
                                    Make<Property2SettingsFilterResample>,
                                    "Converts the rate, the numbers and the channels of sound"));

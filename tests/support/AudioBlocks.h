@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "Proc/Algorithms/AudioAlg.h"
+#include "Proc/Algorithms/AudioLoops.h"
 #include "tests/support/AudioReference.h"
 
 namespace Tarsel::TestSupport {
@@ -39,6 +41,22 @@ inline int PlanarCode(int format) {
 inline std::size_t SampleSize(int format) {
     constexpr std::size_t SIZES[] = {1, 2, 4, 4, 8};
     return SIZES[format % 5];
+}
+
+/// Equal byte by byte; tells the first sample that isn't.
+inline testing::AssertionResult SameSamples(SampleBytes const& got, SampleBytes const& wanted, std::size_t size) {
+    if (got == wanted) return testing::AssertionSuccess();
+    if (got.size() != wanted.size())
+        return testing::AssertionFailure() << got.size() << " bytes in place of " << wanted.size();
+    std::size_t i = 0;
+    while (got[i] == wanted[i]) ++i;
+    std::size_t const sample = i / size;
+    std::string text;
+    for (auto const* const bytes : {&got, &wanted}) {
+        for (std::size_t k = size; k-- > 0;) text += testing::PrintToString(int{(*bytes)[sample * size + k]}) + " ";
+        if (bytes == &got) text += "in place of ";
+    }
+    return testing::AssertionFailure() << "value " << sample << " of " << got.size() / size << ": bytes " << text;
 }
 
 /// Samples with storage of their own and the view of it.
@@ -71,6 +89,28 @@ struct AudioBlock {
     SampleBytes bytes;
     Proc::AudioBlockView view;
 };
+
+/// What of the loops' instruction sets this machine has.
+inline std::vector<Proc::AudioArithmetic::Instructions> InstructionsHere() {
+    using Proc::AudioArithmetic::Instructions;
+    std::vector<Instructions> all{Instructions::Base};
+    if (Proc::AudioArithmetic::BestInstructions() != Instructions::Base)
+        all.push_back(Proc::AudioArithmetic::BestInstructions());
+    return all;
+}
+
+/// Whether `work(instructions)` leaves `wanted` in `dest`, with each instruction set from the same beginning.
+template <class Work>
+testing::AssertionResult GivesOnEach(AudioBlock& dest, SampleBytes const& wanted, Work work) {
+    SampleBytes const before = dest.bytes;
+    for (auto const instructions : InstructionsHere()) {
+        std::copy(before.begin(), before.end(), dest.bytes.begin());
+        work(instructions);
+        auto const same = SameSamples(dest.bytes, wanted, SampleSize(dest.view.info.GetSampleFormat()));
+        if (!same) return same;
+    }
+    return testing::AssertionSuccess();
+}
 
 /// The block's samples in `MixAudio`'s list.
 inline Proc::MixSource SourceOf(AudioBlock& block, double gain) {
@@ -131,22 +171,6 @@ inline void FillSamples(AudioBlock& block, std::mt19937_64& random) {
     }
     block.bytes.assign(filled.begin(), filled.end());
     block.view.data = block.bytes.data();
-}
-
-/// Equal byte by byte; tells the first sample that isn't.
-inline testing::AssertionResult SameSamples(SampleBytes const& got, SampleBytes const& wanted, std::size_t size) {
-    if (got == wanted) return testing::AssertionSuccess();
-    if (got.size() != wanted.size())
-        return testing::AssertionFailure() << got.size() << " bytes in place of " << wanted.size();
-    std::size_t i = 0;
-    while (got[i] == wanted[i]) ++i;
-    std::size_t const sample = i / size;
-    std::string text;
-    for (auto const* const bytes : {&got, &wanted}) {
-        for (std::size_t k = size; k-- > 0;) text += testing::PrintToString(int{(*bytes)[sample * size + k]}) + " ";
-        if (bytes == &got) text += "in place of ";
-    }
-    return testing::AssertionFailure() << "value " << sample << " of " << got.size() / size << ": bytes " << text;
 }
 
 }  // namespace Tarsel::TestSupport
