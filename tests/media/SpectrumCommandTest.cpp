@@ -339,8 +339,9 @@ TEST_F(Spectrum, PictureIsTheOneOfTheVideo) {
     for (int const number : {0, 1, 17, 48, 49}) {
         // Anywhere within the picture.
         std::string const at = std::to_string(number * FRAME + number * 3001 % FRAME) + "us";
-        RunFFmpeg({"-i", Make({Sweep(), "--at", at}, "out.png"), "-c:v", "ffv1", "-pix_fmt", "yuv420p",
+        RunFFmpeg({"-i", Make({Sweep(), "--at", at}, "out.png"), "-c:v", "ffv1", "-pix_fmt", "yuv444p",
                    folder / "picture.mkv"});
+        // RGB is encoded with all of its colour.
         auto const picture = DecodePictures(folder / "picture.mkv", 0, messages);
         ASSERT_EQ(1U, picture.size());
         std::vector<double> likeness;
