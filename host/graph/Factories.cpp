@@ -6,8 +6,12 @@
 #include <variant>
 
 #include "contracts/Core/Exception.h"
+#include "contracts/Proc/IAudioFormatter.h"
 #include "contracts/Proc/IEffect.h"
+#include "contracts/Proc/IResample.h"
 #include "contracts/Proc/ImplNames.h"
+#include "host/effects/AudioFormatter.h"
+#include "host/effects/ResampleEffect.h"
 #include "host/effects/TempoEffect.h"
 
 namespace Tarsel::Host {
@@ -32,9 +36,10 @@ Form const* As(FilterRegistry::Row const& row) {
 
 }  // namespace
 
-EffectFactory::~EffectFactory() = default;
+namespace Details {
 
-void EffectFactory::Register(std::string const& classId, std::string const& implName, Maker maker) {
+template <class Maker>
+void MakerTable<Maker>::Register(std::string const& classId, std::string const& implName, Maker maker) {
     if (!maker) TARSEL_THROW(std::invalid_argument, "maker is NULL");
     auto const row = std::find_if(rows.begin(), rows.end(), [&](Row const& known) {
         return known.classId == classId && known.implName == implName;
@@ -45,23 +50,40 @@ void EffectFactory::Register(std::string const& classId, std::string const& impl
         rows.push_back({classId, implName, std::move(maker)});
 }
 
-EffectFactory::Row const* EffectFactory::Find(std::string const& classId, std::string const& implName) const {
-    Row const* first = nullptr;
-    Row const* best = nullptr;
+template <class Maker>
+Maker const* MakerTable<Maker>::Find(std::string const& classId, std::string const& implName) const {
+    Maker const* first = nullptr;
+    Maker const* best = nullptr;
     for (Row const& row : rows) {
         if (row.classId != classId) continue;
-        if (row.implName == implName) return &row;
-        if (!first) first = &row;
-        if (row.implName == ImplNames::TARSEL) best = &row;
+        if (row.implName == implName) return &row.maker;
+        if (!first) first = &row.maker;
+        if (row.implName == ImplNames::TARSEL) best = &row.maker;
     }
     if (implName != ImplNames::DEFAULT) return nullptr;
     return best ? best : first;
 }
 
+template <class Maker>
+std::vector<std::string> MakerTable<Maker>::GetImplementations(std::string const& classId) const {
+    std::vector<std::string> names;
+    for (Row const& row : rows)
+        if (row.classId == classId) names.push_back(row.implName);
+    return names;
+}
+
+}  // namespace Details
+
+EffectFactory::~EffectFactory() = default;
+
+void EffectFactory::Register(std::string const& classId, std::string const& implName, Maker maker) {
+    makers.Register(classId, implName, std::move(maker));
+}
+
 iptr<IEffect> EffectFactory::CreateEffect(std::string const& classId, std::string const& implName) const {
-    Row const* const row = Find(classId, implName);
-    if (!row) TARSEL_THROW(EffectException, NoImplementation(classId));
-    return row->maker();
+    Maker const* const maker = makers.Find(classId, implName);
+    if (!maker) TARSEL_THROW(EffectException, NoImplementation(classId));
+    return (*maker)();
 }
 
 iptr<IEffectImageBlender> EffectFactory::CreateBlender(std::string const& classId, std::string const&) const {
@@ -69,23 +91,36 @@ iptr<IEffectImageBlender> EffectFactory::CreateBlender(std::string const& classI
 }
 
 std::vector<std::string> EffectFactory::GetImplementations(std::string const& classId) const {
-    std::vector<std::string> names;
-    for (Row const& row : rows)
-        if (row.classId == classId) names.push_back(row.implName);
-    return names;
+    return makers.GetImplementations(classId);
 }
 
 iptr<EffectFactory const> MakeEffectFactory() {
     auto const factory = MakeShared<EffectFactory>();
     factory->Register(SettingsEffectTempo::CLASS_ID, ImplNames::TARSEL,
                       [] { return iptr<IEffect>(new TempoEffect()); });
+    factory->Register(IResample::CLASS_ID, ImplNames::FFMPEG, [] { return iptr<IEffect>(new ResampleEffect()); });
     return factory;
 }
 
 AlgorithmFactory::~AlgorithmFactory() = default;
 
-iptr<IAudioFormatter> AlgorithmFactory::CreateAudioFormatter(std::string const& classId, std::string const&) const {
-    TARSEL_THROW(AlgorithmException, NoImplementation(classId));
+void AlgorithmFactory::RegisterAudioFormatter(std::string const& classId, std::string const& implName,
+                                              AudioFormatterMaker maker) {
+    audioFormatters.Register(classId, implName, std::move(maker));
+}
+
+iptr<IAudioFormatter> AlgorithmFactory::CreateAudioFormatter(std::string const& classId,
+                                                             std::string const& implName) const {
+    AudioFormatterMaker const* const maker = audioFormatters.Find(classId, implName);
+    if (!maker) TARSEL_THROW(AlgorithmException, NoImplementation(classId));
+    return (*maker)();
+}
+
+iptr<AlgorithmFactory const> MakeAlgorithmFactory() {
+    auto const factory = MakeShared<AlgorithmFactory>();
+    factory->RegisterAudioFormatter(IAudioFormatter::CLASS_ID, ImplNames::TARSEL,
+                                    [] { return iptr<IAudioFormatter>(new AudioFormatter()); });
+    return factory;
 }
 
 FilterFactory::FilterFactory(iptr<FilterRegistry const> registry, iptr<IEffectFactory const> effects,
@@ -148,7 +183,7 @@ FilterFunction FilterFactory::FindDedicated(std::string const& filter, std::stri
 }
 
 iptr<FilterFactory const> MakeFilterFactory() {
-    return MakeShared<FilterFactory>(MakeFilterRegistry(), MakeEffectFactory(), MakeShared<AlgorithmFactory>());
+    return MakeShared<FilterFactory>(MakeFilterRegistry(), MakeEffectFactory(), MakeAlgorithmFactory());
 }
 
 }  // namespace Tarsel::Host

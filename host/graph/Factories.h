@@ -11,6 +11,29 @@
 
 namespace Tarsel::Host {
 
+namespace Details {
+
+/// Who makes what, under a class identifier and the name of an implementation.
+template <class Maker>
+class MakerTable {
+  public:
+    void Register(std::string const& classId, std::string const& implName, Maker maker);
+    /// Null when there is none.
+    Maker const* Find(std::string const& classId, std::string const& implName) const;
+    std::vector<std::string> GetImplementations(std::string const& classId) const;
+
+  private:
+    struct Row {
+        std::string classId;
+        std::string implName;
+        Maker maker;
+    };
+
+    std::vector<Row> rows;
+};
+
+}  // namespace Details
+
 /// The host's effects: what has been registered. Fill it first, then ask it from any thread.
 class TARSEL_HOST_EXPORT EffectFactory final : public Proc::IEffectFactory, public RefCounted {
   public:
@@ -28,26 +51,29 @@ class TARSEL_HOST_EXPORT EffectFactory final : public Proc::IEffectFactory, publ
     std::vector<std::string> GetImplementations(std::string const& classId) const override;
 
   private:
-    struct Row {
-        std::string classId;
-        std::string implName;
-        Maker maker;
-    };
-    Row const* Find(std::string const& classId, std::string const& implName) const;
-
-    std::vector<Row> rows;
+    Details::MakerTable<Maker> makers;
 };
 
 /// A factory with every effect of this host.
 TARSEL_HOST_EXPORT iptr<EffectFactory const> MakeEffectFactory();
 
-/// The host's algorithm engines. None is registered so far.
+/// The host's algorithm engines: what has been registered. Fill it first, then ask it from any thread.
 class TARSEL_HOST_EXPORT AlgorithmFactory final : public Proc::IAlgorithmFactory, public RefCounted {
   public:
+    using AudioFormatterMaker = std::function<iptr<Proc::IAudioFormatter>()>;
+
     ~AlgorithmFactory() override;
+    /// As for effects.
+    void RegisterAudioFormatter(std::string const& classId, std::string const& implName, AudioFormatterMaker maker);
     iptr<Proc::IAudioFormatter> CreateAudioFormatter(std::string const& classId,
                                                      std::string const& implName) const override;
+
+  private:
+    Details::MakerTable<AudioFormatterMaker> audioFormatters;
 };
+
+/// A factory with every algorithm of this host.
+TARSEL_HOST_EXPORT iptr<AlgorithmFactory const> MakeAlgorithmFactory();
 
 /// Makes the filters of a registry. It holds the registry and the two factories that filters get.
 class TARSEL_HOST_EXPORT FilterFactory final : public Proc::IFilterFactory, public RefCounted {

@@ -9,10 +9,16 @@
 
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/FilterCacheData.h"
+#include "contracts/Proc/IFilterAudioFormatter.h"
+#include "contracts/Proc/IFilterAudioHistogram.h"
+#include "contracts/Proc/IFilterAudioMixer.h"
 #include "contracts/Proc/IFilterCutController.h"
 #include "contracts/Proc/IFilterFrameRate.h"
 #include "contracts/Proc/IFilterLosslessDetect.h"
 #include "contracts/Proc/IFilterRepeatController.h"
+#include "contracts/Proc/IFilterResample.h"
+#include "contracts/Proc/IFilterVolumeDetect.h"
+#include "contracts/Proc/SampleInfoProperty.h"
 #include "contracts/Proc/SettingsFilterRepeat.h"
 #include "contracts/Proc/TIFilterJoin.h"
 #include "contracts/Proc/TIFilterRepeat.h"
@@ -23,10 +29,12 @@
 #include "host/graph/GraphErrors.h"
 #include "host/graph/NodeMeter.h"
 #include "host/media/AudioDecoder.h"
+#include "host/media/ContinuousAudio.h"
 #include "host/media/DecoderCore.h"
 #include "host/media/NativeParameters.h"
 #include "host/media/SubtitleDecoder.h"
 #include "host/media/VideoDecoder.h"
+#include "host/sound/VolumeDetectStream.h"
 
 namespace Tarsel::Host {
 
@@ -230,6 +238,9 @@ class GraphBuilder {
         if (plan.filter) {
             node.pointer = plan.filter->pointer;
             node.classId = plan.filter->classId;
+            // Codec and header of the file say nothing about a stream of another kind.
+            CatalogEntry const* const entry = FindInCatalog(node.classId);
+            if (entry && entry->gives) node.origin = {};
             return Enter(std::move(node), [&] { return MakeFilter(*plan.filter); });
         }
         node.pointer = plan.controller->pointer + "/streams/" + std::to_string(plan.number);
@@ -324,7 +335,45 @@ class GraphBuilder {
             return iptr<IStreamRaw>(Slot(Slots::LOSSLESS_DETECT, filter.implName)(
                 OnlyInput<IStreamRaw>(filter), *MakeSettings(name, filter.settings)));
         if (name == FILTER_CACHE_DATA) return CreateFilterCacheData(OnlyInput<IStreamVideo>(filter));
+        if (name == Slots::AUDIO_HISTOGRAM.name) {
+            auto const histogram = Slot(Slots::AUDIO_HISTOGRAM, filter.implName)(OnlyInput<IStreamAudio>(filter));
+            histogram->Initialize(Renamed(filter.settings, IFilterAudioHistogram::CLASS_ID));
+            return iptr<IStreamVideo>(histogram);
+        }
+        return MakeDedicatedSound(filter);
+    }
+
+    iptr<IStreamAudio> MakeDedicatedSound(GraphFilter const& filter) const {
+        std::string const& name = filter.classId;
+        if (name == Slots::AUDIO_MIXER.name) return Mix(filter);
+        if (name == Slots::RESAMPLE.name) {
+            auto const resample = factory->CreateResample(OnlyInput<IStreamAudio>(filter), filter.implName);
+            resample->SetSampleInfo(GetSampleInfo(filter.settings, Conf::SampleInfo()));
+            return resample;
+        }
+        if (name == Slots::AUDIO_FORMATTER.name) {
+            auto const formatter = factory->CreateAudioFormatter(OnlyInput<IStreamAudio>(filter), filter.implName);
+            formatter->SetPacketDuration(filter.settings[IFilterAudioFormatter::PACKET_DURATION].GetInt64());
+            return formatter;
+        }
+        if (name == Slots::VOLUME_DETECT.name)
+            return VolumeDetectStream::Create(OnlyInput<IStreamAudio>(filter),
+                                              Slot(Slots::VOLUME_DETECT, filter.implName)());
         TARSEL_THROW(FilterException, "there is no filter " + name + " that a graph can name");
+    }
+
+    /// The mixer reads its streams block by block, whatever their times say: they are brought in line first.
+    iptr<IStreamAudio> Mix(GraphFilter const& filter) const {
+        std::vector<int> volumes;
+        for (Core::Property const& child : filter.settings.Children())
+            if (child.Name() == MIXER_STREAMS) volumes.push_back(static_cast<int>(child[MIXER_VOLUME].GetInt64()));
+        volumes.resize(filter.inputs.size(), DEFAULT_MIXER_VOLUME);
+        auto const mixer = Slot(Slots::AUDIO_MIXER, filter.implName)(factory);
+        for (std::size_t i = 0; i < filter.inputs.size(); ++i) {
+            auto const input = Input<IStreamAudio>(filter.inputs[i]);
+            mixer->AddStream(ContinuousAudio::Create(input, ContinuousAudio::Start::AtSeek), volumes[i]);
+        }
+        return mixer;
     }
 
     template <class T>

@@ -33,7 +33,8 @@ struct TARSEL_HOST_EXPORT BuiltNode {
     GraphController const* controller = nullptr;
     /// The controller that does its seeking; null for none.
     iptr<Proc::IFilterSeekController> seeker;
-    /// The source at the bottom of its chain of first inputs.
+    /// The source at the bottom of its chain of first inputs; empty where a filter without inputs, or one that gives
+    /// another kind of stream than it takes, stands between.
     GraphOrigin origin;
 
     GraphKind GetKind() const { return static_cast<GraphKind>(stream.index()); }

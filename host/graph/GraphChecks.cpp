@@ -83,6 +83,12 @@ std::optional<GraphKind> KindOf(StreamKind kind) {
     }
 }
 
+std::optional<StreamKind> MediaOf(GraphKind kind) {
+    for (StreamKind const media : {StreamKind::Video, StreamKind::Audio, StreamKind::Subtitle})
+        if (KindOf(media) == kind) return media;
+    return {};
+}
+
 class Checker {
   public:
     explicit Checker(GraphDocument const& document) : document(document) {}
@@ -101,6 +107,7 @@ class Checker {
     void CheckSeeks(Vertex const& vertex, Vertex::Input const& input) const;
     void FindThreads();
     void CheckThreads(Vertex const& vertex) const;
+    void CheckMixers() const;
     void CheckReaders() const;
     void CheckOutput() const;
     void CheckOutputStream(std::size_t index, AVOutputFormat const* container) const;
@@ -134,6 +141,7 @@ GraphStreamTypes Checker::Run() {
         CheckInputs(vertex);
         CheckThreads(vertex);
     }
+    CheckMixers();
     CheckReaders();
     CheckOutput();
     return std::move(types);
@@ -256,8 +264,14 @@ void Checker::FindTypes() {
                 types[vertex.streams[i].first] = types[vertex.inputs[i].id];
             continue;
         }
-        // The inputs are of one type; any of them may be the one that is known.
         GraphStreamType type;
+        if (vertex.entry->gives || vertex.inputs.empty()) {
+            type.kind = vertex.entry->gives.value_or(vertex.entry->kinds.front());
+            type.media = MediaOf(*type.kind);
+            types[vertex.id] = type;
+            continue;
+        }
+        // The inputs are of one type; any of them may be the one that is known.
         if (vertex.entry->kinds.size() == 1) type.kind = vertex.entry->kinds.front();
         for (Vertex::Input const& input : vertex.inputs) {
             GraphStreamType const& given = types[input.id];
@@ -351,6 +365,20 @@ void Checker::CheckThreads(Vertex const& vertex) const {
                    NodeName(vertex.streams[0].first) + " and " + NodeName(vertex.streams[i].first) +
                        " are moved together, but " + NodeName(thread ? *thread : *first) +
                        " reads one of them ahead on a thread of its own: put it below the FilterSeekController");
+    }
+}
+
+void Checker::CheckMixers() const {
+    for (GraphFilter const& filter : document.filters) {
+        if (filter.classId != Proc::FilterSlots::AUDIO_MIXER.name) continue;
+        auto const& children = filter.settings.Children();
+        auto const volumes = std::count_if(children.begin(), children.end(),
+                                           [](Core::Property const& child) { return child.Name() == MIXER_STREAMS; });
+        if (static_cast<std::size_t>(volumes) > filter.inputs.size())
+            FailAtNode(filter.id,
+                       filter.pointer + "/settings/" + MIXER_STREAMS + "/" + std::to_string(filter.inputs.size()),
+                       "the mixer has only " + std::to_string(filter.inputs.size()) +
+                           (filter.inputs.size() == 1 ? " input" : " inputs"));
     }
 }
 

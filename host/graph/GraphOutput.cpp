@@ -110,7 +110,8 @@ void EncodeAudio(OutputTrack& track, iptr<Proc::IStreamAudio> const& samples, En
 
 void Reframe(OutputTrack& track, iptr<Proc::IStreamRaw> const& packets, std::string const& container) {
     GraphOrigin const& origin = track.node->origin;
-    track.reframed = ReframedStream::Create(packets, *origin.file, *origin.info, container);
+    track.reframed = origin.file ? ReframedStream::Create(packets, *origin.file, *origin.info, container)
+                                 : ReframedStream::Create(packets, container);
     track.packets = track.reframed;
 }
 
@@ -132,7 +133,7 @@ void MakePackets(OutputTrack& track, GraphOutput::Stream const& asked, std::stri
         EncodeAudio(track, *samples, choice);
     else
         track.packets = SubtitleEncoder::Create(std::get<iptr<Proc::IStreamSubtitle>>(stream), choice.codec);
-    if (track.node->origin.file) Reframe(track, track.packets, container);
+    Reframe(track, track.packets, container);
 }
 
 }  // namespace

@@ -38,6 +38,7 @@ class GraphTextReader {
 
   private:
     void ReadSources(std::size_t index);
+    void RequireSource();
     void ReadFilters(std::size_t index);
     void ReadControllers(std::size_t index);
     void ReadOutput(std::size_t index);
@@ -82,7 +83,7 @@ GraphDocument GraphTextReader::Read() {
             if (findings.Any()) break;
         }
         if (!findings.Any()) {
-            RequireKey(findings, 0, "sources");
+            RequireSource();
             RequireKey(findings, 0, "output");
         }
     }
@@ -101,9 +102,17 @@ void GraphTextReader::ForEach(std::size_t index, Function read) {
 
 void GraphTextReader::ReadSources(std::size_t index) {
     ForEach(index, [&](std::size_t child) { ReadSource(child); });
-    if (tree[index].kind == Kind::Array && tree[index].children.empty())
-        findings.Report(index, "a graph needs a source");
     findings.SetNode({});
+}
+
+/// A filter that reads nothing is a source, too.
+void GraphTextReader::RequireSource() {
+    bool const given =
+        !document.sources.empty() || std::any_of(document.filters.begin(), document.filters.end(),
+                                                 [](GraphFilter const& filter) { return filter.inputs.empty(); });
+    if (given) return;
+    std::size_t const sources = RequireKey(findings, 0, "sources");
+    if (sources != NONE) findings.Report(sources, "a graph needs a source");
 }
 
 void GraphTextReader::ReadFilters(std::size_t index) {
@@ -228,12 +237,13 @@ void GraphTextReader::ReadFilter(std::size_t index) {
         if (node.kind != Kind::Array) findings.Report(inputs, "must be a list of ids, not " + Shown(node));
         std::size_t const count = node.children.size();
         if (entry && node.kind == Kind::Array && (count < entry->minInputs || count > entry->maxInputs))
-            findings.Report(
-                inputs, entry->classId + " takes " +
-                            (entry->minInputs == entry->maxInputs ? std::to_string(entry->minInputs) + " input"
-                                                                  : std::to_string(entry->minInputs) + " to " +
-                                                                        std::to_string(entry->maxInputs) + " inputs") +
-                            ", not " + std::to_string(count));
+            findings.Report(inputs, entry->classId + " takes " +
+                                        (entry->maxInputs == 0 ? "no inputs"
+                                         : entry->minInputs == entry->maxInputs
+                                             ? std::to_string(entry->minInputs) + " input"
+                                             : std::to_string(entry->minInputs) + " to " +
+                                                   std::to_string(entry->maxInputs) + " inputs") +
+                                        ", not " + std::to_string(count));
         for (std::size_t const child : node.children) {
             constexpr int64 LARGEST = std::numeric_limits<int64>::max();
             auto const id = ReadInteger(findings, child, -LARGEST, LARGEST);

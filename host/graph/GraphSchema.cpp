@@ -42,8 +42,11 @@ Json FieldsSchema(std::vector<SettingField> const& fields);
 
 Json FieldSchema(SettingField const& field) {
     switch (field.type) {
-        case SettingType::Integer:
-            return IntegerSchema(field.minimum, field.maximum);
+        case SettingType::Integer: {
+            Json schema = IntegerSchema(field.minimum, field.maximum);
+            if (!field.anyValue.empty()) schema["anyOf"].push_back({{"enum", {ANY_VALUE, std::stoll(field.anyValue)}}});
+            return schema;
+        }
         case SettingType::Number:
             return OrText({{"type", "number"}, {"minimum", field.lowest}, {"maximum", field.highest}}, NUMBER_TEXT);
         case SettingType::Boolean:
@@ -56,7 +59,7 @@ Json FieldSchema(SettingField const& field) {
                 names.push_back(choice.name);
                 if (choice.value == choice.name) continue;
                 names.push_back(choice.value);
-                names.push_back(std::stoi(choice.value));
+                names.push_back(std::stoll(choice.value));
             }
             return OrText({{"enum", std::move(names)}}, VARIABLE);
         }
@@ -94,6 +97,7 @@ std::string DefaultText(SettingField const& field) {
     if (field.IsRequired()) return {};
     if (field.type == SettingType::Boolean) return field.defaultValue == "1" ? "true" : "false";
     if (field.type == SettingType::Ratio) return '"' + field.defaultValue + '"';
+    if (!field.anyValue.empty() && field.defaultValue == field.anyValue) return '"' + std::string(ANY_VALUE) + '"';
     if (field.type == SettingType::Choice)
         for (SettingField::Choice const& choice : field.choices)
             if (choice.value == field.defaultValue) return '"' + choice.name + '"';
@@ -217,8 +221,12 @@ std::string GraphSchema() {
     for (CatalogEntry const& entry : GetSettingsCatalog())
         if (!entry.isFreeTree) definitions[entry.classId] = Described(FieldsSchema(entry.fields), entry.description);
     auto const listOf = [](char const* name) { return Json{{"type", "array"}, {"items", Reference(name)}}; };
-    Json sources = listOf("source");
-    sources["minItems"] = 1;
+    // Something has to give: a source, or a filter that reads nothing.
+    Json const giver{
+        {{"required", {"sources"}}, {"properties", {{"sources", {{"minItems", 1}}}}}},
+        {{"required", {"filters"}},
+         {"properties",
+          {{"filters", {{"contains", {{"required", {"inputs"}}, {"properties", {{"inputs", {{"maxItems", 0}}}}}}}}}}}}};
     Json schema{{"$schema", "https://json-schema.org/draft/2020-12/schema"},
                 {"title", "Tarsel graph"},
                 {"type", "object"},
@@ -226,11 +234,12 @@ std::string GraphSchema() {
                  {{"$schema", {{"type", "string"}}},
                   {"version", OrText({{"const", 1}}, "^1$|\\$\\{")},
                   {"description", {{"type", "string"}}},
-                  {"sources", std::move(sources)},
+                  {"sources", listOf("source")},
                   {"filters", listOf("filter")},
                   {"controllers", listOf("controller")},
                   {"output", Reference("output")}}},
-                {"required", {"sources", "output"}},
+                {"required", {"output"}},
+                {"anyOf", giver},
                 {"additionalProperties", false},
                 {"$defs", std::move(definitions)}};
     return schema.dump(2) + "\n";
@@ -246,14 +255,22 @@ std::string GraphClassTable() {
     auto const addRow = [&](SettingField const& field, std::string const& prefix) {
         std::string const defaultText = DefaultText(field);
         std::string const unit = field.unit.empty() ? "" : " " + field.unit;
-        table += "| `" + prefix + field.key + "` | " + Bounds(field) + unit + " | " +
+        std::string const any = field.anyValue.empty() ? "" : ", \"" + std::string(ANY_VALUE) + "\"";
+        table += "| `" + prefix + field.key + "` | " + Bounds(field) + unit + any + " | " +
                  (defaultText.empty() ? "must be given" : "`" + defaultText + "`") + " | " + field.description + " |\n";
     };
     for (CatalogEntry const& entry : GetSettingsCatalog()) {
         table += "### `" + entry.classId + "`\n\n" + entry.description + ". ";
-        table += std::string(entry.isController ? "A controller of " : "Works on ") +
-                 list(entry.kinds, [](GraphKind kind) { return KindName(kind); }) + "; ";
-        if (!entry.isController) table += entry.maxInputs > 1 ? "any number of inputs; " : "one input; ";
+        table += std::string(entry.isController     ? "A controller of "
+                             : entry.maxInputs == 0 ? "Gives "
+                                                    : "Works on ") +
+                 list(entry.kinds, [](GraphKind kind) { return KindName(kind); });
+        if (entry.gives) table += ", gives " + std::string(KindName(*entry.gives));
+        table += "; ";
+        if (!entry.isController)
+            table += entry.maxInputs == 0  ? "no input; "
+                     : entry.maxInputs > 1 ? "any number of inputs; "
+                                           : "one input; ";
         table += std::string("implementation") + (entry.implementations.size() > 1 ? "s " : " ") +
                  list(entry.implementations, [](std::string const& name) { return "\"" + name + "\""; }) + ".\n\n";
         if (entry.fields.empty()) continue;

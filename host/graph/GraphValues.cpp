@@ -83,13 +83,20 @@ std::optional<std::string> ReadChoice(GraphFindings& findings, std::size_t index
     return {};
 }
 
+std::optional<std::string> ReadIntegerOrAny(GraphFindings& findings, std::size_t index, SettingField const& field) {
+    JsonNode const& node = findings.GetTree()[index];
+    std::string const given = node.kind == Kind::Integer ? std::to_string(node.integer) : node.text;
+    if (!field.anyValue.empty() && (given == ANY_VALUE || given == field.anyValue)) return field.anyValue;
+    if (auto const value = ReadInteger(findings, index, field.minimum, field.maximum, field.unit))
+        return std::to_string(*value);
+    return {};
+}
+
 /// The text that a property holds for a scalar field.
 std::optional<std::string> ReadScalar(GraphFindings& findings, std::size_t index, SettingField const& field) {
     switch (field.type) {
         case SettingType::Integer:
-            if (auto const value = ReadInteger(findings, index, field.minimum, field.maximum, field.unit))
-                return std::to_string(*value);
-            return {};
+            return ReadIntegerOrAny(findings, index, field);
         case SettingType::Number:
             if (auto const value = ReadNumber(findings, index, field)) return NumberText(*value);
             return {};

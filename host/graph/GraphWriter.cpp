@@ -29,6 +29,7 @@ std::string Escaped(std::string const& text) {
 Json FieldToJson(SettingField const& field, Core::Property const& value) {
     switch (field.type) {
         case SettingType::Integer:
+            if (!field.anyValue.empty() && value.GetString() == field.anyValue) return ANY_VALUE;
             return value.GetInt64();
         case SettingType::Number:
             return value.GetDouble();
@@ -135,7 +136,7 @@ Json OutputToJson(GraphOutput const& output) {
 std::string WriteGraph(GraphDocument const& document) {
     Json graph{{"version", 1}};
     if (!document.description.empty()) graph["description"] = Escaped(document.description);
-    graph["sources"] = Json::array();
+    if (!document.sources.empty()) graph["sources"] = Json::array();
     for (GraphSource const& source : document.sources) graph["sources"].push_back(SourceToJson(source));
     for (GraphFilter const& filter : document.filters) {
         Json node = NodeToJson(filter);

@@ -5,12 +5,19 @@
 #include <stdexcept>
 #include <utility>
 
+#include "contracts/Conf/IPreset.h"
 #include "contracts/Core/Exception.h"
 #include "contracts/Core/Time.h"
+#include "contracts/Proc/IFilterAudioFormatter.h"
+#include "contracts/Proc/IFilterAudioHistogram.h"
 #include "contracts/Proc/IFilterCacheController.h"
 #include "contracts/Proc/IFilterFactoryRegistrator.h"
 #include "contracts/Proc/IFilterRepeatController.h"
 #include "contracts/Proc/ImplNames.h"
+#include "contracts/Proc/SettingsAudioGenerator.h"
+#include "contracts/Proc/SettingsAudioHistogram.h"
+#include "contracts/Proc/SettingsFilterAudioFormatter.h"
+#include "contracts/Proc/SettingsFilterAudioVolume.h"
 #include "contracts/Proc/SettingsFilterBitStream.h"
 #include "contracts/Proc/SettingsFilterCutController.h"
 #include "contracts/Proc/SettingsFilterDurationTrimmer.h"
@@ -18,6 +25,7 @@
 #include "contracts/Proc/SettingsFilterIntroLoopOutro.h"
 #include "contracts/Proc/SettingsFilterLoop.h"
 #include "contracts/Proc/SettingsFilterRepeat.h"
+#include "contracts/Proc/SettingsFilterResample.h"
 #include "contracts/Proc/SettingsFilterReverse.h"
 #include "contracts/Proc/SettingsFilterSpeedUp.h"
 #include "contracts/Proc/SettingsLosslessDetect.h"
@@ -35,6 +43,15 @@ constexpr double SLOWEST = 0.01;
 constexpr double FASTEST = 100;
 /// Below this a picture of any size overshoots the limit.
 constexpr int64 LARGEST_BUFFER = int64{1} << 40;
+/// A block of sound is held in memory as a whole.
+constexpr int64 LONGEST_BLOCK = 60000000;
+constexpr int64 LARGEST_BLOCK = 1000000;
+/// Beyond it every sample of sound but silence is at its limit.
+constexpr double LARGEST_VOLUME = 1000000;
+constexpr int64 LARGEST_PICTURE_SIDE = 8192;
+
+/// Numbers of samples by FFmpeg's names.
+using Choices = std::vector<SettingField::Choice>;
 
 SettingField Integer(char const* key, int64 minimum, int64 maximum, char const* unit, char const* defaultValue,
                      char const* description) {
@@ -196,6 +213,137 @@ void AddTimelineFilters(std::vector<CatalogEntry>& catalog) {
     catalog.push_back(Dedicated(FILTER_CACHE_DATA, {Video}, {}, "Reads one picture ahead on a thread of its own"));
 }
 
+/// What the generator can fill: of 32-bit blocks it writes only a half.
+Choices GeneratedFormats() {
+    return {{"u8", "0"},  {"s16", "1"},  {"flt", "3"},  {"dbl", "4"},
+            {"u8p", "5"}, {"s16p", "6"}, {"fltp", "8"}, {"dblp", "9"}};
+}
+
+Choices ConvertedFormats() {
+    return {{ANY_VALUE, "-1"}, {"u8", "0"},   {"s16", "1"},  {"s32", "2"},  {"flt", "3"}, {"dbl", "4"},
+            {"u8p", "5"},      {"s16p", "6"}, {"s32p", "7"}, {"fltp", "8"}, {"dblp", "9"}};
+}
+
+/// Masks of FFmpeg's layouts by their names.
+Choices NamedLayouts() {
+    return {{"mono", "4"},
+            {"stereo", "3"},
+            {"2.1", "11"},
+            {"3.0", "7"},
+            {"3.0(back)", "259"},
+            {"4.0", "263"},
+            {"quad", "51"},
+            {"quad(side)", "1539"},
+            {"3.1", "15"},
+            {"5.0", "55"},
+            {"5.0(side)", "1543"},
+            {"4.1", "271"},
+            {"5.1", "63"},
+            {"5.1(side)", "1551"},
+            {"6.0", "1799"},
+            {"6.0(front)", "1731"},
+            {"hexagonal", "311"},
+            {"6.1", "1807"},
+            {"6.1(back)", "319"},
+            {"6.1(front)", "1739"},
+            {"7.0", "1591"},
+            {"7.0(front)", "1735"},
+            {"7.1", "1599"},
+            {"7.1(wide)", "255"},
+            {"7.1(wide-side)", "1743"},
+            {"octagonal", "1847"},
+            {"hexadecagonal", "6442710839"},
+            {"22.2", "2164663779327"}};
+}
+
+/// The three words of a format of samples that is converted to.
+std::vector<SettingField> ConvertedInfo() {
+    Choices layouts = NamedLayouts();
+    layouts.insert(layouts.begin(), {ANY_VALUE, "0"});
+    SettingField rate =
+        Integer("SampleRate", 1, MAX_SAMPLE_RATE, "Hz", "-1", "The rate that comes out; Any: as it comes");
+    rate.anyValue = "-1";
+    return {OneOf("SampleFormat", ConvertedFormats(), "-1", "The numbers that come out; Any: as they come"), rate,
+            OneOf("ChannelLayout", std::move(layouts), "0", "The channels that come out; Any: as they come")};
+}
+
+SettingField PacketDuration() {
+    static std::string const tenth = std::to_string(IFilterAudioFormatter::DEFAULT_PACKET_DURATION);
+    return Integer(IFilterAudioFormatter::PACKET_DURATION, 0, LONGEST_BLOCK, MICROSECOND, tenth.c_str(),
+                   "The length of a block; 0: what is at hand makes a block");
+}
+
+SettingField MixedStreams() {
+    SettingField field;
+    field.key = MIXER_STREAMS;
+    field.type = SettingType::List;
+    field.description = "One entry for each input, in their order; an input without one has the volume 100";
+    field.fields = {Integer(MIXER_VOLUME, -MAX_MIXER_VOLUME, MAX_MIXER_VOLUME, "percent", "100",
+                            "How loud the input is in the sum; 100 leaves it as it is, below 0 turns it over")};
+    return field;
+}
+
+std::vector<SettingField> HistogramFields() {
+    return {
+        Integer("Width", 1, LARGEST_PICTURE_SIDE, "pixels", "640", "Width of the pictures"),
+        Integer("Height", 1, LARGEST_PICTURE_SIDE, "pixels", "360", "Height of the pictures"),
+        Integer("PicturesPerSecond", 1, 1000, "", "25", "Pictures a second of sound"),
+        OneOf("Scale", {{"Linear", "0"}, {"Logarithmic", "1"}}, "0", "How a bar's height follows the sound"),
+        Integer("BarCount", 1, LARGEST_PICTURE_SIDE, "", "32", "Bars side by side"),
+        Integer("BackgroundColour", 0, 0xFFFFFF, "", "0", "Red, green and blue as one number, 65536 R + 256 G + B")};
+}
+
+void AddSoundSources(std::vector<CatalogEntry>& catalog) {
+    using enum GraphKind;
+    catalog.push_back(WithSettings(
+        SettingsAudioGenerator::CLASS_ID, {Audio},
+        {OneOf("SampleFormat", GeneratedFormats(), "3", "The numbers of the samples"),
+         Integer("SampleRate", 1, MAX_SAMPLE_RATE, "Hz", "48000", "The rate"),
+         OneOf("ChannelLayout", NamedLayouts(), "3", "The channels, all of which sound alike"),
+         Integer("Duration", 1, MAX_DURATION, MICROSECOND, "1000000", "The length"),
+         Integer("BlockSamples", 1, LARGEST_BLOCK, "", "4800",
+                 "Samples of a block; where they don't last whole microseconds, a little is lost between blocks"),
+         Number("Frequency", 0, double(MAX_SAMPLE_RATE) / 2, "0", "The tone's, in hertz; 0: silence"),
+         Number("Amplitude", 0, 1, "1", "The value at the tone's crest")},
+        Make<Property2SettingsAudioGenerator>, "Makes a tone, or silence"));
+    catalog.back().minInputs = 0;
+    catalog.back().maxInputs = 0;
+}
+
+void AddSoundFilters(std::vector<CatalogEntry>& catalog) {
+    using enum GraphKind;
+    catalog.push_back(WithSettings(
+        SettingsFilterAudioVolume::CLASS_ID, {Audio},
+        {Number("Volume", -LARGEST_VOLUME, LARGEST_VOLUME, "1", "The factor; below 0 it turns the sound over"),
+         Boolean("AutoLevel", "0", "Whether a gain that follows the peaks brings quiet sound up")},
+        Make<Property2SettingsFilterAudioVolume>, "Makes sound louder or quieter"));
+    std::vector<SettingField> resample = ConvertedInfo();
+    resample.push_back(OneOf(Conf::IPreset::KEY_TYPE_ID,
+                             {{ImplNames::DEFAULT, ImplNames::DEFAULT}, {ImplNames::FFMPEG, ImplNames::FFMPEG}},
+                             ImplNames::DEFAULT, "The converter's implementation"));
+    catalog.push_back(WithSettings(SettingsFilterResample::CLASS_ID, {Audio}, std::move(resample),
+                                   Make<Property2SettingsFilterResample>,
+                                   "Converts the rate, the numbers and the channels of sound"));
+    catalog.push_back(WithSettings(SettingsFilterAudioFormatter::CLASS_ID, {Audio}, {PacketDuration()},
+                                   Make<Property2SettingsFilterAudioFormatter>,
+                                   "Cuts sound into blocks of one length"));
+
+    catalog.push_back(Dedicated(FilterSlots::RESAMPLE.name, {Audio}, ConvertedInfo(),
+                                "The conversion of sound, made through its own interface"));
+    catalog.push_back(Dedicated(FilterSlots::AUDIO_FORMATTER.name, {Audio}, {PacketDuration()},
+                                "The blocks of one length, made through their own interface"));
+    catalog.push_back(Dedicated(FilterSlots::AUDIO_MIXER.name, {Audio}, {MixedStreams()},
+                                "Sums streams of sound, each with a volume of its own; gaps in them are filled with "
+                                "silence"));
+    catalog.back().maxInputs = MAX_GRAPH_INPUTS;
+    catalog.push_back(Dedicated(FilterSlots::AUDIO_HISTOGRAM.name, {Audio}, HistogramFields(),
+                                "Draws the spectrum of sound as pictures of bars"));
+    catalog.back().gives = Video;
+    catalog.push_back(Dedicated(FilterSlots::VOLUME_DETECT.name, {Audio}, {},
+                                "Hands sound through; at its first seek it reads the first ten minutes and tells in "
+                                "its statistics how loud they are"));
+}
+
 void AddPacketFilters(std::vector<CatalogEntry>& catalog) {
     using enum GraphKind;
     catalog.push_back(WithSettings(
@@ -275,6 +423,8 @@ std::vector<CatalogEntry> const& GetSettingsCatalog() {
     static std::vector<CatalogEntry> const catalog = [] {
         std::vector<CatalogEntry> entries;
         AddTimelineFilters(entries);
+        AddSoundSources(entries);
+        AddSoundFilters(entries);
         AddPacketFilters(entries);
         AddControllers(entries);
         return entries;
@@ -287,6 +437,12 @@ CatalogEntry const* FindInCatalog(std::string const& classId) {
     auto const found = std::find_if(catalog.begin(), catalog.end(),
                                     [&](CatalogEntry const& entry) { return entry.classId == classId; });
     return found == catalog.end() ? nullptr : &*found;
+}
+
+bool IsNamedLayout(Conf::ChannelLayout layout) {
+    auto const layouts = NamedLayouts();
+    return std::any_of(layouts.begin(), layouts.end(),
+                       [&](SettingField::Choice const& choice) { return choice.value == std::to_string(layout); });
 }
 
 Core::Property MakeDefaultProperty(CatalogEntry const& entry) {

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "contracts/Conf/MediaTypes.h"
 #include "contracts/Core/Export.h"
 #include "contracts/Core/Property.h"
 #include "contracts/Core/Types.h"
@@ -53,6 +55,8 @@ struct SettingField {
     /// The value that stands when the graph gives none, as the property holds it. A field without one must be given; a
     /// list without one is empty.
     std::string defaultValue;
+    /// What the property holds for "Any" in place of an integer; empty where an integer must be given.
+    std::string anyValue;
     /// Whether the property itself holds the value, instead of a child under the key.
     bool isOwnValue = false;
     std::vector<Choice> choices;
@@ -76,9 +80,11 @@ struct CatalogEntry {
     bool isDedicated = false;
     /// Names of its implementations in the order of their registration. "Default" is understood besides.
     std::vector<std::string> implementations;
-    /// What it works on. All inputs of a filter are of one kind, and so is what comes out. A controller takes any
-    /// mixture and gives each stream back as the kind that it was.
+    /// What it works on; for a class without inputs what it gives. All inputs of a filter are of one kind, and so is
+    /// what comes out, unless `gives` says another one. A controller takes any mixture and gives each stream back as
+    /// the kind that it was.
     std::vector<GraphKind> kinds;
+    std::optional<GraphKind> gives;
     /// Inputs of a filter, streams of a controller.
     std::size_t minInputs = 1;
     std::size_t maxInputs = 1;
@@ -96,6 +102,19 @@ struct CatalogEntry {
 /// The class of the read-ahead stage, which has a door of its own and no row in the registry.
 inline constexpr char FILTER_CACHE_DATA[] = "FilterCacheData";
 
+/// The word for a value that is left as it comes.
+inline constexpr char ANY_VALUE[] = "Any";
+
+/// The list of the mixer's settings, one entry for each input.
+inline constexpr char MIXER_STREAMS[] = "Streams";
+/// In it the volume of an input, in percents, and what stands for one that isn't told.
+inline constexpr char MIXER_VOLUME[] = "Volume";
+inline constexpr int DEFAULT_MIXER_VOLUME = 100;
+inline constexpr int64 MAX_MIXER_VOLUME = 1000000;
+
+/// The highest rate of sound.
+inline constexpr int64 MAX_SAMPLE_RATE = 768000;
+
 /// The most inputs that a node may have.
 inline constexpr std::size_t MAX_GRAPH_INPUTS = 100000;
 
@@ -110,6 +129,9 @@ TARSEL_HOST_EXPORT std::vector<CatalogEntry> const& GetSettingsCatalog();
 
 /// Null when there is no such class.
 TARSEL_HOST_EXPORT CatalogEntry const* FindInCatalog(std::string const& classId);
+
+/// Whether graph files have a name for the layout.
+TARSEL_HOST_EXPORT bool IsNamedLayout(Conf::ChannelLayout layout);
 
 /// The property of a class whose fields all have their defaults; fields without one are left out.
 TARSEL_HOST_EXPORT Core::Property MakeDefaultProperty(CatalogEntry const& entry);

@@ -14,12 +14,12 @@ constexpr int64 SILENT_BLOCK = 100000;
 
 }  // namespace
 
-iptr<ContinuousAudio> ContinuousAudio::Create(iptr<Proc::IStreamAudio> const& source) {
-    return iptr<ContinuousAudio>(new ContinuousAudio(source));
+iptr<ContinuousAudio> ContinuousAudio::Create(iptr<Proc::IStreamAudio> const& source, Start start) {
+    return iptr<ContinuousAudio>(new ContinuousAudio(source, start));
 }
 
-ContinuousAudio::ContinuousAudio(iptr<Proc::IStreamAudio> const& samples)
-    : CodecStream(samples), info(source->GetFormatCodec()->GetSampleInfo()), converter(info) {}
+ContinuousAudio::ContinuousAudio(iptr<Proc::IStreamAudio> const& samples, Start start)
+    : CodecStream(samples), info(source->GetFormatCodec()->GetSampleInfo()), start(start), converter(info) {}
 
 void ContinuousAudio::Enter(Proc::IStreamVisitor& visitor) {
     Proc::Visitors::Visit(visitor, "ContinuousAudio", Proc::Visitors::FRAME_TYPE_FILTER, nullptr);
@@ -81,11 +81,18 @@ iptr<Proc::IDataAudio> ContinuousAudio::ReadNext() {
             lastInfo.reset();
             if (rest) return Give(std::move(rest));
         }
-        if (!count.isInit()) count.Reset(HasValue(waiting->GetTime()) ? waiting->GetTime() : 0);
+        if (!count.isInit()) {
+            exact = start == Start::AtSeek;
+            if (exact)
+                count.Reset(first);
+            else
+                count.Reset(HasValue(waiting->GetTime()) ? waiting->GetTime() : 0);
+        }
         int64 const off = HasValue(waiting->GetTime()) ? SubTime(waiting->GetTime(), count.GetTime()) : 0;
-        if (off > TOLERANCE) return Give(MakeSilence(off));
+        int64 const tolerance = GetTolerance();
+        if (off > tolerance) return Give(MakeSilence(off));
         iptr<Proc::IDataAudio> block = std::exchange(waiting, nullptr);
-        if (off < -TOLERANCE) {
+        if (off < -tolerance) {
             int64 const overlap = Proc::Duration2SampleCount(-off, block->GetSampleRate());
             int64 const samples = std::min<int64>(overlap, block->GetSampleCount());
             cut += Proc::SampleCount2Duration(samples, block->GetSampleRate());
@@ -93,13 +100,26 @@ iptr<Proc::IDataAudio> ContinuousAudio::ReadNext() {
             block = Proc::MakeOwn(std::move(block));
             block->CutSamplesBegin(static_cast<int>(samples));
         }
+        exact = false;
         if (iptr<Proc::IDataAudio> converted = Convert(std::move(block))) return Give(std::move(converted));
     }
     iptr<Proc::IDataAudio> rest = count.isInit() ? Wrap(converter.Drain()) : nullptr;
     return rest ? Give(std::move(rest)) : nullptr;
 }
 
-void ContinuousAudio::Restart(int64) {
+int64 ContinuousAudio::GetTolerance() const {
+    return exact ? std::min(SECOND / std::max(info.GetSampleRate(), 1), TOLERANCE) : TOLERANCE;
+}
+
+void ContinuousAudio::RequestSeek(int64 target, iptr<IRefCountable> seekContext) {
+    asked = target;
+    CodecStream::RequestSeek(target, std::move(seekContext));
+}
+
+void ContinuousAudio::Restart(int64 target) {
+    // A seek past the end goes to the end, whose samples aren't those of the position.
+    if (HasValue(target)) first = std::max<int64>(HasValue(asked) ? asked : target, 0);
+    if (HasValue(target)) asked = NO_VALUE;
     converter.Reset();
     lastInfo.reset();
     count.Reset(NO_VALUE);

@@ -12,15 +12,28 @@ namespace Tarsel::Host {
 /// Makes sound fit for an encoder that counts samples: what comes out is of one format, rate and layout, those of the
 /// source's format, and without gaps. Blocks go in with whatever times they have; a block that stands more than 10 ms
 /// behind the count gets silence in front, one that stands as far ahead of it is cut at its front, or dropped. Smaller
-/// differences are the rounding of containers: the count goes on. The first block keeps its place, wherever that is.
+/// differences are the rounding of containers: the count goes on. The first block keeps its place, wherever that is,
+/// unless the count is to begin where the stream was sought to.
 /// Blocks that fit come out as the same objects. Seek: forwarded; the count starts anew. End: null.
 class TARSEL_HOST_EXPORT ContinuousAudio : public CodecStream<Proc::IStreamAudio, Proc::IStreamAudio> {
   public:
     /// How far a block's time may lie off the count, in microseconds.
     static constexpr int64 TOLERANCE = 10000;
 
+    /// Where the count begins.
+    enum class Start {
+        /// At the first block.
+        AtFirstBlock,
+        /// At the position sought, 0 without a seek: what the first block lacks is silence, what lies ahead of it is
+        /// cut
+        /// off, to the sample. Streams that are read side by side stay aligned.
+        AtSeek,
+    };
+
     /// Throws `std::invalid_argument` for a null source.
-    static iptr<ContinuousAudio> Create(iptr<Proc::IStreamAudio> const& source);
+    static iptr<ContinuousAudio> Create(iptr<Proc::IStreamAudio> const& source, Start start = Start::AtFirstBlock);
+
+    void RequestSeek(int64 target, iptr<IRefCountable> seekContext) override;
 
     iptr<Conf::IFormatCodecAudio const> GetFormatCodec() const override { return source->GetFormatCodec(); }
     /// Microseconds of silence filled in, and of sound cut off, so far.
@@ -35,7 +48,7 @@ class TARSEL_HOST_EXPORT ContinuousAudio : public CodecStream<Proc::IStreamAudio
     void AddStatistics(Core::Property& node) const override;
 
   private:
-    explicit ContinuousAudio(iptr<Proc::IStreamAudio> const& samples);
+    ContinuousAudio(iptr<Proc::IStreamAudio> const& samples, Start start);
     /// Reads until a block waits; false at the end.
     bool Fetch();
     iptr<Proc::IDataAudio> MakeSilence(int64 gap);
@@ -44,9 +57,16 @@ class TARSEL_HOST_EXPORT ContinuousAudio : public CodecStream<Proc::IStreamAudio
     iptr<Proc::IDataAudio> Wrap(FramePtr frame);
     iptr<Proc::IDataAudio> Give(iptr<Proc::IDataAudio> block);
 
+    /// How far the waiting block may lie off the count.
+    int64 GetTolerance() const;
+
     Conf::SampleInfo const info;
+    Start const start;
 
     // State of the consumer's thread.
+    int64 asked = NO_VALUE;  // the seek that is under way, beyond the end as it may be
+    int64 first = 0;         // where the count begins, of a start at the seek
+    bool exact = false;      // no block has been given behind such a start
     SampleConverter converter;
     std::optional<Conf::SampleInfo> lastInfo;  // of the block that was converted last
     Proc::AudioTime count;                     // time of the next sample to give

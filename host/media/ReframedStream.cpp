@@ -176,13 +176,26 @@ iptr<ReframedStream> ReframedStream::Create(iptr<Proc::IStreamRaw> source, Media
             wanted = SettingsFilterBitStream::ANY;
         }
     }
+    return Make(std::move(source), std::move(shown), wanted, StreamName(info), container);
+}
+
+iptr<ReframedStream> ReframedStream::Create(iptr<Proc::IStreamRaw> source, std::string const& container) {
+    iptr<Conf::IFormatCodec const> const own = source->GetFormatCodec();
+    auto const wanted =
+        HasBytes(own->GetExtradata()) ? ChooseFraming(container, own->GetCodecID()) : SettingsFilterBitStream::ANY;
+    return Make(std::move(source), nullptr, wanted, own->GetCodecID(), container);
+}
+
+iptr<ReframedStream> ReframedStream::Make(iptr<Proc::IStreamRaw> source, iptr<Conf::IFormatCodec const> shown,
+                                          SettingsFilterBitStream::StreamFormat wanted, std::string const& name,
+                                          std::string const& container) {
     auto tap = MakeShared<SourceTap>(std::move(source), std::move(shown));
     try {
         iptr<Proc::IStreamRaw> filter = Proc::FilterBitStream::Create(tap, SettingsFilterBitStream(wanted));
         return iptr<ReframedStream>(new ReframedStream(std::move(tap), std::move(filter)));
     } catch (Exception const& failure) {
-        TARSEL_THROW(Proc::ProcException, StreamName(info) + ": its global header can't be converted for " + container +
-                                              ": " + failure.what());
+        TARSEL_THROW(Proc::ProcException,
+                     name + ": its global header can't be converted for " + container + ": " + failure.what());
     }
 }
 

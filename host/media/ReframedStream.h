@@ -33,6 +33,8 @@ class TARSEL_HOST_EXPORT ReframedStream : public Proc::IStreamRaw, public RefCou
     /// `Proc::ProcException` for a global header that can't be converted.
     static iptr<ReframedStream> Create(iptr<Proc::IStreamRaw> source, MediaFile& file, StreamInfo const& info,
                                        std::string const& container);
+    /// For packets that come from no file.
+    static iptr<ReframedStream> Create(iptr<Proc::IStreamRaw> source, std::string const& container);
     ~ReframedStream() override;
 
     /// Packets that have been left out so far.
@@ -57,6 +59,10 @@ class TARSEL_HOST_EXPORT ReframedStream : public Proc::IStreamRaw, public RefCou
 
   private:
     ReframedStream(iptr<SourceTap> tap, iptr<Proc::IStreamRaw> filter);
+    /// `shown`: the format that the filter sees, null for the source's own. `name` stands in messages.
+    static iptr<ReframedStream> Make(iptr<Proc::IStreamRaw> source, iptr<Conf::IFormatCodec const> shown,
+                                     Proc::SettingsFilterBitStream::StreamFormat wanted, std::string const& name,
+                                     std::string const& container);
     iptr<Proc::IDataPacket> ReadFiltered();
 
     iptr<SourceTap> const tap;

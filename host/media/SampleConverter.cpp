@@ -21,33 +21,20 @@ Conf::SampleInfo SampleInfoOf(AVFrame const& frame) {
     return {static_cast<Conf::SampleFormats>(frame.format), frame.sample_rate, LayoutOf(frame.ch_layout)};
 }
 
-SampleConverter::~SampleConverter() {
-    swr_free(&context);
-}
-
 void SampleConverter::Open(AVFrame const& frame) {
     from = SampleInfoOf(frame);
-    AVChannelLayout out{};
-    av_channel_layout_from_mask(&out, target.GetChannelLayout());
-    swr_free(&context);
-    AVChannelLayout in = frame.ch_layout;  // borrowed: the call copies it
-    int code = swr_alloc_set_opts2(&context, &out, static_cast<AVSampleFormat>(int(target.GetSampleFormat())),
-                                   target.GetSampleRate(), &in, static_cast<AVSampleFormat>(frame.format),
-                                   frame.sample_rate, 0, nullptr);
-    if (code >= 0) code = swr_init(context);
-    if (code < 0) {
-        swr_free(&context);
+    int const code = OpenSwr(context, frame.ch_layout, from, target);
+    if (code < 0)
         TARSEL_THROW(Proc::ProcException, "Can't convert audio of " + std::to_string(frame.ch_layout.nb_channels) +
                                               " channels at " + std::to_string(frame.sample_rate) + " Hz to " +
                                               std::to_string(target.GetChannelCount()) + " channels at " +
                                               std::to_string(target.GetSampleRate()) + " Hz: " + ErrorText(code));
-    }
 }
 
 FramePtr SampleConverter::Run(AVFrame const* frame) {
     FramePtr result(av_frame_alloc());
     if (!result) TARSEL_THROW(Proc::ProcException, "Can't allocate a frame");
-    int const expected = swr_get_out_samples(context, frame ? frame->nb_samples : 0);
+    int const expected = swr_get_out_samples(context.get(), frame ? frame->nb_samples : 0);
     if (expected <= 0) return nullptr;
     result->format = target.GetSampleFormat();
     result->sample_rate = target.GetSampleRate();
@@ -55,7 +42,7 @@ FramePtr SampleConverter::Run(AVFrame const* frame) {
     av_channel_layout_from_mask(&result->ch_layout, target.GetChannelLayout());
     int code = av_frame_get_buffer(result.get(), 0);
     if (code >= 0)
-        code = swr_convert(context, result->extended_data, expected,
+        code = swr_convert(context.get(), result->extended_data, expected,
                            frame ? const_cast<uint8_t const**>(frame->extended_data) : nullptr,
                            frame ? frame->nb_samples : 0);
     if (code < 0) TARSEL_THROW(Proc::ProcException, "Can't convert audio: " + ErrorText(code));
@@ -75,7 +62,7 @@ FramePtr SampleConverter::Drain() {
 }
 
 void SampleConverter::Reset() {
-    swr_free(&context);
+    context.reset();
 }
 
 }  // namespace Tarsel::Host

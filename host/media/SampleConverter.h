@@ -2,8 +2,7 @@
 
 #include "contracts/Conf/SampleInfo.h"
 #include "host/media/FFmpeg.h"
-
-struct SwrContext;
+#include "host/media/Swr.h"
 
 namespace Tarsel::Host {
 
@@ -12,9 +11,6 @@ namespace Tarsel::Host {
 class SampleConverter {
   public:
     explicit SampleConverter(Conf::SampleInfo const& target) : target(target) {}
-    ~SampleConverter();
-    SampleConverter(SampleConverter const&) = delete;
-    SampleConverter& operator=(SampleConverter const&) = delete;
 
     /// The frame's samples, fewer or more by what a change of rate holds back; the frame itself when nothing is to be
     /// done. Throws `ProcException` when the library can't convert.
@@ -30,7 +26,7 @@ class SampleConverter {
 
     Conf::SampleInfo const target;
     Conf::SampleInfo from;
-    SwrContext* context = nullptr;  // owned
+    SwrPtr context;
 };
 
 /// Format, rate and layout of a frame. A frame with only a channel count has the default layout of that count.

@@ -8,7 +8,8 @@
 
 namespace Tarsel::Host {
 
-TextFile::TextFile(std::string const& path, bool force) : output(path, force, {}) {}
+TextFile::TextFile(std::string const& path, bool force, std::vector<std::string> const& inputs)
+    : output(path, force, inputs) {}
 
 void TextFile::Write(std::string_view text) {
     std::FILE* const file = std::fopen(output.GetPartialPath().c_str(), "wb");

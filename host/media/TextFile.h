@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "contracts/Core/Export.h"
 #include "host/media/OutputFile.h"
@@ -12,8 +13,9 @@ namespace Tarsel::Host {
 /// `Core::IOException` "PATH: what is wrong".
 class TARSEL_HOST_EXPORT TextFile {
   public:
-    /// Refuses at once a place that can't be written to, and one where a file stands unless `force` is set.
-    TextFile(std::string const& path, bool force);
+    /// Refuses at once a place that can't be written to, one where a file stands unless `force` is set, and one of
+    /// `inputs` under whatever name.
+    TextFile(std::string const& path, bool force, std::vector<std::string> const& inputs = {});
     /// Writes the whole text, byte by byte as it is, and puts the file in its place.
     void Write(std::string_view text);
 

@@ -8,11 +8,9 @@
 #include <stdexcept>
 #include <utility>
 
-#include "contracts/Conf/PixFmtDescription.h"
 #include "contracts/Core/Exception.h"
 #include "contracts/Core/TimerSimple.h"
-#include "host/media/FFmpeg.h"
-#include "host/media/PictureConverter.h"
+#include "host/media/PngEncoder.h"
 #include "host/media/TextFile.h"
 
 namespace Tarsel::Host {
@@ -53,60 +51,13 @@ int64 NumberIn(std::string const& name) {
     return std::stoll(digits);
 }
 
-bool HasAlpha(Proc::IDataVideo const& picture) {
-    auto const* const description = Conf::PixFmtDescription::Find(picture.GetPixelFormat());
-    return description && description->HasAlpha();
-}
-
 }  // namespace
-
-/// Makes the bytes of a PNG file from a picture. The codec is opened anew when size or format change.
-class PngPreview::Encoder {
-  public:
-    /// Valid until the next call.
-    std::string_view Encode(Proc::IDataVideo const& picture) {
-        AVPixelFormat const format = HasAlpha(picture) ? AV_PIX_FMT_RGBA : AV_PIX_FMT_RGB24;
-        FramePtr const frame = converter.Convert(picture, picture.GetWidth(), picture.GetHeight(), format);
-        Open(*frame, picture.GetFrameInfo());
-        av_packet_unref(packet.get());
-        int code = avcodec_send_frame(context.get(), frame.get());
-        if (code >= 0) code = avcodec_receive_packet(context.get(), packet.get());
-        if (code < 0) TARSEL_THROW(Proc::EncoderException, "can't be encoded: " + ErrorText(code));
-        return {reinterpret_cast<char const*>(packet->data), static_cast<std::size_t>(packet->size)};
-    }
-
-  private:
-    void Open(AVFrame const& frame, Conf::FrameInfo const& info) {
-        if (!packet) TARSEL_THROW(Proc::EncoderException, "no memory for a packet");
-        AVRational const aspect{info.pixelAspectNum, info.pixelAspectDen};
-        if (context && context->width == frame.width && context->height == frame.height &&
-            context->pix_fmt == frame.format && av_cmp_q(context->sample_aspect_ratio, aspect) == 0)
-            return;
-        AVCodec const* const codec = avcodec_find_encoder(AV_CODEC_ID_PNG);
-        context.reset(codec ? avcodec_alloc_context3(codec) : nullptr);
-        if (!context) TARSEL_THROW(Proc::EncoderException, "there is no encoder for PNG");
-        context->width = frame.width;
-        context->height = frame.height;
-        context->pix_fmt = static_cast<AVPixelFormat>(frame.format);
-        context->sample_aspect_ratio = aspect;
-        context->time_base = {1, 1};
-        context->thread_count = 1;
-        int const code = avcodec_open2(context.get(), codec, nullptr);
-        if (code >= 0) return;
-        context.reset();
-        TARSEL_THROW(Proc::EncoderException, "can't be encoded: " + ErrorText(code));
-    }
-
-    PictureConverter converter;
-    CodecContextPtr context;
-    PacketPtr packet{av_packet_alloc()};
-};
 
 PngPreview::PngPreview(std::string folder, double picturesPerSecond, bool force, Clock clock)
     : folder(std::move(folder)),
       period(PeriodOf(picturesPerSecond)),
       clock(clock ? std::move(clock) : MachineClock()),
-      encoder(std::make_unique<Encoder>()) {
+      encoder(std::make_unique<PngEncoder>()) {
     try {
         PrepareFolder(force);
         thread = std::make_unique<Core::Thread>([this] { Run(); });

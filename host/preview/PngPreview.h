@@ -13,6 +13,8 @@
 
 namespace Tarsel::Host {
 
+class PngEncoder;
+
 /// Writes frames as PNG files into a folder, at most so many a second: "preview-000001.png", "preview-000002.png"... A
 /// file appears under its name only once it is complete, and no file that stands there is ever overwritten. Pictures
 /// keep their size; those with an alpha channel become RGBA, all others RGB, of 8 bits.
@@ -52,8 +54,6 @@ class TARSEL_HOST_EXPORT PngPreview : public Proc::IVideoPreviewSubscriber, publ
     std::vector<std::string> GetWritten() const;
 
   private:
-    class Encoder;
-
     void PrepareFolder(bool force);
     void RefuseGpuFrame();
     void Run();
@@ -84,7 +84,7 @@ class TARSEL_HOST_EXPORT PngPreview : public Proc::IVideoPreviewSubscriber, publ
     std::exception_ptr failure TARSEL_GUARDED_BY(lock);
 
     // The thread's own.
-    std::unique_ptr<Encoder> encoder;
+    std::unique_ptr<PngEncoder> encoder;
 
     std::unique_ptr<Core::Thread> thread;
 };

@@ -12,36 +12,15 @@
 #include "contracts/Proc/SettingsFilterReverse.h"
 #include "contracts/Proc/SettingsFilterSpeedUp.h"
 #include "tests/support/Matchers.h"
+#include "tests/support/SettingsRoundTrip.h"
 
 namespace Tarsel::Proc {
 namespace {
 
-using Test::MessageOf;
+using Test::ExpectRoundTrip;
+using Test::With;
 
 constexpr int64 LARGEST = std::numeric_limits<int64>::max();
-
-/// What holds for every settings class: the way through a property and back, what a property without children gives,
-/// and that a property of another name is refused.
-template <class S, class Convert>
-void ExpectRoundTrip(std::initializer_list<S> examples, Convert back) {
-    EXPECT_EQ(S().GetClassId(), S::CLASS_ID);
-    for (S const& settings : examples) {
-        Core::Property const property = Settings2Property(settings);
-        EXPECT_EQ(property.Name(), S::CLASS_ID);
-        EXPECT_EQ(back(property), settings);
-        EXPECT_FALSE(settings == S()) << "an example that shows nothing";
-    }
-    EXPECT_EQ(back(Settings2Property(S())), S());
-    EXPECT_EQ(back(Core::Property(S::CLASS_ID)), S());
-    EXPECT_EQ(MessageOf<FilterException>([&] { back(Core::Property("Other")); }),
-              "Object was initialized with incorrect class (Other)!");
-}
-
-/// A property with one child.
-template <class Value>
-Core::Property With(char const* classId, char const* key, Value const& value) {
-    return Core::Property(classId).SetChild(key, value);
-}
 
 TEST(SettingsFilterLoop, StartWithoutALengthAndSurviveTheWayThroughAProperty) {
     EXPECT_EQ(SettingsFilterLoop().GetDuration(), 0);

@@ -29,8 +29,11 @@ void AddProbeCommand(CLI::App& program, Action& chosen);
 void AddRemuxCommand(CLI::App& program, Action& chosen);
 void AddRunCommand(CLI::App& program, Action& chosen);
 void AddScrubCommand(CLI::App& program, Action& chosen);
+void AddSpectrumCommand(CLI::App& program, Action& chosen);
 /// Trim, join, reverse, speed, loop, fps.
 void AddTimelineCommands(CLI::App& program, Action& chosen);
+/// Mix, volume, level, tone.
+void AddSoundCommands(CLI::App& program, Action& chosen);
 void AddFiltersCommand(CLI::App& program, Action& chosen);
 void AddDemoCommand(CLI::App& program, Action& chosen);
 

@@ -65,6 +65,8 @@ int Main(int count, char** arguments) {
     AddRemuxCommand(program, chosen);
     AddRunCommand(program, chosen);
     AddScrubCommand(program, chosen);
+    AddSoundCommands(program, chosen);
+    AddSpectrumCommand(program, chosen);
     AddTimelineCommands(program, chosen);
     if (count > 1 && arguments[1][0] != '-' && !HasCommand(program, arguments[1])) {
         std::fprintf(stderr, "tarsel: there is no command \"%s\"; see tarsel --help\n", arguments[1]);

@@ -1,5 +1,10 @@
 #include "Proc/Filters/Filters/FilterRegistrator.h"
 
+#include "Proc/Filters/Filters/FilterAudioFormatter.h"
+#include "Proc/Filters/Filters/FilterAudioGenerator.h"
+#include "Proc/Filters/Filters/FilterAudioHistogram.h"
+#include "Proc/Filters/Filters/FilterAudioMixer.h"
+#include "Proc/Filters/Filters/FilterAudioVolume.h"
 #include "Proc/Filters/Filters/FilterCacheController.h"
 #include "Proc/Filters/Filters/FilterCutController.h"
 #include "Proc/Filters/Filters/FilterDurationTrimmerAudio.h"
@@ -11,21 +16,27 @@
 #include "Proc/Filters/Filters/FilterLoop.h"
 #include "Proc/Filters/Filters/FilterLosslessDetect.h"
 #include "Proc/Filters/Filters/FilterRepeatController.h"
+#include "Proc/Filters/Filters/FilterResample.h"
 #include "Proc/Filters/Filters/FilterReverseAudio.h"
 #include "Proc/Filters/Filters/FilterReverseVideo.h"
 #include "Proc/Filters/Filters/FilterSeekController.h"
 #include "Proc/Filters/Filters/FilterSpeedUpAudio.h"
 #include "Proc/Filters/Filters/FilterSpeedUpVideo.h"
 #include "Proc/Filters/Filters/FilterStreamMetadataUpdater.h"
+#include "Proc/Filters/Filters/FilterVolumeDetect.h"
 #include "Proc/Filters/Filters/TFilterJoin.h"
 #include "Proc/Filters/Filters/TFilterRepeat.h"
 #include "contracts/Proc/FilterBitStream.h"
 #include "contracts/Proc/ImplNames.h"
+#include "contracts/Proc/SettingsAudioGenerator.h"
+#include "contracts/Proc/SettingsFilterAudioFormatter.h"
+#include "contracts/Proc/SettingsFilterAudioVolume.h"
 #include "contracts/Proc/SettingsFilterDurationTrimmer.h"
 #include "contracts/Proc/SettingsFilterFrameRate.h"
 #include "contracts/Proc/SettingsFilterIntroLoopOutro.h"
 #include "contracts/Proc/SettingsFilterLoop.h"
 #include "contracts/Proc/SettingsFilterRepeat.h"
+#include "contracts/Proc/SettingsFilterResample.h"
 #include "contracts/Proc/SettingsFilterReverse.h"
 #include "contracts/Proc/SettingsFilterSpeedUp.h"
 #include "contracts/Proc/SettingsStreamMetadataUpdater.h"
@@ -38,6 +49,7 @@ using Audio = iptr<IStreamAudio>;
 using Video = iptr<IStreamVideo>;
 using Subtitle = iptr<IStreamSubtitle>;
 using Effects = iptr<IEffectFactory const>;
+using Algorithms = iptr<IAlgorithmFactory const>;
 using Filters = iptr<IFilterFactory const>;
 
 // Factories of filters with settings, over a source alone or with one of the host's factories beside it.
@@ -49,6 +61,16 @@ iptr<IStreamAudioEx> MakeAudio(Audio const& source, Settings const& settings) {
 template <class Filter>
 iptr<IStreamAudioEx> MakeAudioWithEffects(Audio const& source, Effects const& effects, Settings const& settings) {
     return Details::MakeInitialized<IStreamAudioEx, Filter>(settings, source, effects);
+}
+/// In the form of those with effects, for a filter that has no use for them.
+template <class Filter>
+iptr<IStreamAudioEx> MakeAudioBesideEffects(Audio const& source, Effects const&, Settings const& settings) {
+    return MakeAudio<Filter>(source, settings);
+}
+template <class Filter>
+iptr<IStreamAudioEx> MakeAudioWithAlgorithms(Audio const& source, Algorithms const& algorithms,
+                                             Settings const& settings) {
+    return Details::MakeInitialized<IStreamAudioEx, Filter>(settings, source, algorithms);
 }
 template <class Filter>
 iptr<IStreamVideoEx> MakeVideo(Video const& source, Settings const& settings) {
@@ -77,6 +99,10 @@ iptr<IStreamVideoEx> MakeSetUpVideo(Video const& source, Settings const& setting
 /// Filters with an interface of their own, in slot order, all under `ImplNames::TARSEL`.
 void RegisterDedicated(IFilterFactoryRegistrator& registrator) {
     registrator.RegisterFilterFrameRate(ImplNames::TARSEL, FilterFrameRate::Create);
+    registrator.RegisterFilterResample(ImplNames::TARSEL, FilterResample::Create);
+    registrator.RegisterFilterAudioHistogram(ImplNames::TARSEL, FilterAudioHistogram::Create);
+    registrator.RegisterFilterAudioMixer(ImplNames::TARSEL, FilterAudioMixer::Create);
+    registrator.RegisterFilterAudioFormatter(ImplNames::TARSEL, FilterAudioFormatter::Create);
     registrator.RegisterFilterCutController(ImplNames::TARSEL, FilterCutController::Create);
     registrator.RegisterFilterRepeatController(ImplNames::TARSEL, FilterRepeatController::Create);
     registrator.RegisterFilterCacheController(ImplNames::TARSEL, FilterCacheController::Create);
@@ -86,16 +112,25 @@ void RegisterDedicated(IFilterFactoryRegistrator& registrator) {
     registrator.RegisterFilterJoinRaw(ImplNames::TARSEL, FilterJoinRaw::Create);
     registrator.RegisterFilterRepeatVideo(ImplNames::TARSEL, FilterRepeatVideo::Create);
     registrator.RegisterFilterRepeatAudio(ImplNames::TARSEL, FilterRepeatAudio::Create);
+    registrator.RegisterFilterVolumeDetect(ImplNames::TARSEL, FilterVolumeDetect::Create);
     registrator.RegisterFilterLosslessDetect(ImplNames::TARSEL, FilterLosslessDetect::Create);
 }
 
 /// Filters that take their settings as an object: audio, video, subtitle, raw.
 void RegisterWithSettings(IFilterFactoryRegistrator& registrator) {
+    registrator.RegisterFilterAudioEx(SettingsAudioGenerator::CLASS_ID, ImplNames::TARSEL,
+                                      FilterAudioGenerator::Create);
     registrator.RegisterFilterAudioEx(SettingsFilterSpeedUp::CLASS_ID, ImplNames::TARSEL,
                                       MakeAudioWithEffects<FilterSpeedUpAudio>);
     registrator.RegisterFilterAudioEx(SettingsFilterDurationTrimmer::CLASS_ID, ImplNames::TARSEL,
                                       MakeAudio<FilterDurationTrimmerAudio>);
     registrator.RegisterFilterAudioEx(SettingsFilterReverse::CLASS_ID, ImplNames::TARSEL, MakeFilterReverseAudio);
+    registrator.RegisterFilterAudioEx(SettingsFilterAudioVolume::CLASS_ID, ImplNames::TARSEL,
+                                      MakeAudioBesideEffects<FilterAudioVolume>);
+    registrator.RegisterFilterAudioEx(SettingsFilterResample::CLASS_ID, ImplNames::TARSEL,
+                                      MakeAudioWithEffects<FilterResample>);
+    registrator.RegisterFilterAudioEx(SettingsFilterAudioFormatter::CLASS_ID, ImplNames::TARSEL,
+                                      MakeAudioWithAlgorithms<FilterAudioFormatter>);
     registrator.RegisterFilterAudioEx(SettingsFilterRepeat::CLASS_ID, ImplNames::TARSEL,
                                       FilterRepeatAudio::CreateInitialized);
     registrator.RegisterFilterAudioEx(SettingsStreamMetadataUpdater::CLASS_ID, ImplNames::TARSEL,

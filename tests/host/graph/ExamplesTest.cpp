@@ -90,13 +90,15 @@ class Validator {
     bool FollowsForArray(std::string const& word, Json const& rule, Json const& value) const {
         if (word == "minItems") return value.size() >= rule.get<std::size_t>();
         if (word == "maxItems") return value.size() <= rule.get<std::size_t>();
+        if (word == "contains")
+            return std::any_of(value.begin(), value.end(), [&](Json const& child) { return Accepts(rule, child); });
         return std::all_of(value.begin(), value.end(), [&](Json const& child) { return Accepts(rule, child); });
     }
 
     bool Follows(Json const& schema, std::string const& word, Json const& rule, Json const& value) const {
         static std::set<std::string> const notes{"$schema", "title", "$defs", "description", "default", "then"};
         static std::set<std::string> const objects{"required", "properties", "additionalProperties"};
-        static std::set<std::string> const arrays{"items", "minItems", "maxItems"};
+        static std::set<std::string> const arrays{"contains", "items", "minItems", "maxItems"};
         if (notes.contains(word)) return true;
         if (objects.contains(word)) return !value.is_object() || FollowsForObject(schema, word, rule, value);
         if (arrays.contains(word)) return !value.is_array() || FollowsForArray(word, rule, value);
@@ -203,6 +205,7 @@ TEST(Examples, TheSchemaRefusesWhatTheReaderRefuses) {
     EXPECT_TRUE(refuses("/output", "file.mp4"));
     EXPECT_TRUE(refuses("/output/streams", Json::array()));
     EXPECT_TRUE(refuses("/output/streams/0/quality", 64));
+    EXPECT_TRUE(refuses("/filters", Json::array({{{"id", 3}, {"class", "SettingsAudioGenerator"}, {"inputs", {1}}}})));
 }
 
 }  // namespace

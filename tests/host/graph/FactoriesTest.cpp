@@ -7,6 +7,7 @@
 #include <typeinfo>
 
 #include "contracts/Core/Exception.h"
+#include "contracts/Proc/IAudioFormatter.h"
 #include "contracts/Proc/IEffect.h"
 #include "contracts/Proc/ImplNames.h"
 #include "contracts/Proc/SettingsEffectTempo.h"
@@ -20,7 +21,6 @@
 // What the host's factories give is known to them by name only so far; a caller needs the classes whole.
 namespace Tarsel::Proc {
 class IEffectImageBlender : public virtual IRefCountable {};
-class IAudioFormatter : public virtual IRefCountable {};
 class IOverlayStream : public virtual IStreamVideo {};
 }  // namespace Tarsel::Proc
 

@@ -276,5 +276,29 @@ TEST(GraphChecks, TakesAJoinOfTenThousandClips) {
     EXPECT_EQ(CheckGraph(document).size(), 10001U);
 }
 
+TEST(GraphChecks, KnowsWhatAGeneratorAndASpectrumGive) {
+    auto const types = CheckGraph(ParseGraph(
+        R"({"filters": [{"id": 1, "class": "SettingsAudioGenerator", "inputs": []},
+                        {"id": 2, "class": "FilterAudioHistogram", "inputs": [1]},
+                        {"id": 3, "class": "SettingsFilterReverse", "inputs": [2]}], "output": "null"})"));
+    EXPECT_EQ(types.at(1).kind, GraphKind::Audio);
+    EXPECT_EQ(types.at(1).media, StreamKind::Audio);
+    EXPECT_EQ(types.at(2).kind, GraphKind::Video);
+    EXPECT_EQ(types.at(2).media, StreamKind::Video);
+    EXPECT_EQ(types.at(3).kind, GraphKind::Video);
+    EXPECT_EQ(ErrorOf(Filters(Filter(5, "FilterAudioHistogram", "2") + "," + Filter(6, "FilterJoinAudio", "5"))),
+              "node 6: /filters/1/inputs/0: FilterJoinAudio works on audio, and node 5 gives video");
+    EXPECT_EQ(ErrorOf(Filters(Filter(5, "FilterAudioHistogram", "1"))),
+              "node 5: /filters/0/inputs/0: FilterAudioHistogram works on audio, and node 1 gives video");
+}
+
+TEST(GraphChecks, AMixerMayNotReadStreamsThatSeekAsOne) {
+    EXPECT_EQ(ErrorOf(Graph(R"("filters": [{"id": 20, "class": "FilterAudioMixer", "inputs": [12]}],
+                               "controllers": [{"id": 10, "class": "FilterSeekController",
+                                                "streams": [{"id": 11, "input": 1}, {"id": 12, "input": 2}]}], )")),
+              "node 20: /filters/0/inputs/0: node 12 is held by a FilterSeekController: only a join or the output "
+              "reads it");
+}
+
 }  // namespace
 }  // namespace Tarsel::Host

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "contracts/Proc/SampleInfoProperty.h"
 #include "contracts/Proc/SettingsFilterCutController.h"
 #include "contracts/Proc/SettingsFilterReverse.h"
 #include "contracts/Proc/SettingsStreamMetadataUpdater.h"
@@ -428,6 +429,70 @@ TEST(GraphReader, AnEmptyFileIsNoGraph) {
               path +
                   ": line 1, column 1: syntax error while parsing value - unexpected end of input; expected '[', "
                   "'{', or a literal");
+}
+
+/// A graph of two streams of sound and the mixer over them.
+std::string WithMixer(std::string const& settings) {
+    return R"({"sources": [{"id": 1, "file": "a", "stream": "audio"}, {"id": 2, "file": "a", "stream": "audio"}],
+               "filters": [{"id": 3, "class": "FilterAudioMixer", "inputs": [1, 2], "settings": )" +
+           settings + R"(}], "output": "null"})";
+}
+
+TEST(GraphReader, VolumesOfAMixerBelongToItsInputs) {
+    auto const volumes = [](std::string const& list) {
+        GraphDocument const document = ParseGraph(WithMixer("{\"Streams\": " + list + "}"));
+        std::vector<int64> read;
+        for (Core::Property const& child : document.filters.at(0).settings.Children())
+            read.push_back(child["Volume"].GetInt64());
+        return read;
+    };
+    EXPECT_EQ(volumes(R"([{"Volume": 80}, {"Volume": -50}])"), (std::vector<int64>{80, -50}));
+    EXPECT_EQ(volumes(R"([{}])"), (std::vector<int64>{100}));
+    EXPECT_EQ(volumes("[]"), (std::vector<int64>{}));
+    EXPECT_EQ(ErrorOf(WithMixer(R"({"Streams": [{}, {}, {}]})")),
+              "node 3: /filters/0/settings/Streams/2: the mixer has only 2 inputs");
+    EXPECT_EQ(ErrorOf(WithMixer(R"({"Streams": [{"Volume": 1000001}]})")),
+              "node 3: /filters/0/settings/Streams/0/Volume: must be an integer from -1000000 to 1000000 (percent), "
+              "not 1000001");
+}
+
+/// A graph of a stream of sound and the converter over it.
+std::string WithResample(std::string const& settings) {
+    return R"({"sources": [{"id": 1, "file": "a", "stream": "audio"}],
+               "filters": [{"id": 3, "class": "FilterResample", "inputs": [1], "settings": )" +
+           settings + R"(}], "output": "null"})";
+}
+
+TEST(GraphReader, AnyLeavesAWordOfAFormatUnset) {
+    auto const info = [](std::string const& settings) {
+        return GetSampleInfo(ParseGraph(WithResample(settings)).filters.at(0).settings, {});
+    };
+    EXPECT_EQ(info("{}"), Conf::SampleInfo());
+    EXPECT_EQ(info(R"({"SampleFormat": "Any", "SampleRate": "Any", "ChannelLayout": "Any"})"), Conf::SampleInfo());
+    EXPECT_EQ(info(R"({"SampleFormat": -1, "SampleRate": -1, "ChannelLayout": 0})"), Conf::SampleInfo());
+    EXPECT_EQ(info(R"({"SampleFormat": "s16p", "SampleRate": "44100", "ChannelLayout": "5.1"})"),
+              (Conf::SampleInfo{Conf::SAMPLE_FORMAT_S16P, 44100, 63}));
+    EXPECT_EQ(info(R"({"SampleFormat": 8, "SampleRate": 8000, "ChannelLayout": 3})"),
+              (Conf::SampleInfo{Conf::SAMPLE_FORMAT_FLTP, 8000, 3}));
+    EXPECT_EQ(ErrorOf(WithResample(R"({"SampleRate": 0})")),
+              "node 3: /filters/0/settings/SampleRate: must be an integer from 1 to 768000 (Hz), not 0");
+    EXPECT_EQ(ErrorOf(WithResample(R"({"SampleRate": "any"})")),
+              "node 3: /filters/0/settings/SampleRate: must be an integer from 1 to 768000 (Hz), not \"any\"");
+}
+
+/// A graph of a generator alone, but for more keys of the document.
+std::string WithGenerator(std::string const& inputs, std::string const& more = "") {
+    return R"({)" + more + R"("filters": [{"id": 3, "class": "SettingsAudioGenerator", "inputs": [)" + inputs +
+           R"(]}], "output": "null"})";
+}
+
+TEST(GraphReader, AFilterThatReadsNothingIsSourceEnough) {
+    EXPECT_EQ(ParseGraph(WithGenerator("")).filters.at(0).inputs, std::vector<NodeId>());
+    EXPECT_EQ(ParseGraph(WithGenerator("", R"("sources": [], )")).sources.size(), 0U);
+    EXPECT_EQ(ErrorOf(WithGenerator("1", R"("sources": [{"id": 1, "file": "a", "stream": "audio"}], )")),
+              "node 3: /filters/0/inputs: SettingsAudioGenerator takes no inputs, not 1");
+    EXPECT_EQ(ErrorOf(R"({"sources": [], "output": "null"})"), "/sources: a graph needs a source");
+    EXPECT_EQ(ErrorOf(R"({"filters": [], "output": "null"})"), "the key \"sources\" is missing");
 }
 
 }  // namespace

@@ -6,10 +6,22 @@
 #include <set>
 #include <string>
 
+extern "C" {
+#include <libavutil/channel_layout.h>
+#include <libavutil/samplefmt.h>
+}
+
 #include "contracts/Core/Exception.h"
+#include "contracts/Proc/IFilterAudioFormatter.h"
+#include "contracts/Proc/IFilterAudioHistogram.h"
 #include "contracts/Proc/IFilterCacheController.h"
 #include "contracts/Proc/IFilterFrameRate.h"
 #include "contracts/Proc/IFilterRepeatController.h"
+#include "contracts/Proc/SampleInfoProperty.h"
+#include "contracts/Proc/SettingsAudioGenerator.h"
+#include "contracts/Proc/SettingsAudioHistogram.h"
+#include "contracts/Proc/SettingsFilterAudioFormatter.h"
+#include "contracts/Proc/SettingsFilterAudioVolume.h"
 #include "contracts/Proc/SettingsFilterBitStream.h"
 #include "contracts/Proc/SettingsFilterCutController.h"
 #include "contracts/Proc/SettingsFilterDurationTrimmer.h"
@@ -17,6 +29,7 @@
 #include "contracts/Proc/SettingsFilterIntroLoopOutro.h"
 #include "contracts/Proc/SettingsFilterLoop.h"
 #include "contracts/Proc/SettingsFilterRepeat.h"
+#include "contracts/Proc/SettingsFilterResample.h"
 #include "contracts/Proc/SettingsFilterReverse.h"
 #include "contracts/Proc/SettingsFilterSpeedUp.h"
 #include "contracts/Proc/SettingsLosslessDetect.h"
@@ -127,12 +140,62 @@ TEST(SettingsCatalog, ItsDefaultsAreThoseOfTheSettingsClasses) {
     EXPECT_EQ(Filled(SettingsFilterFrameRate::CLASS_ID), Settings2Property(SettingsFilterFrameRate()));
     EXPECT_EQ(Filled(SettingsFilterBitStream::CLASS_ID), Settings2Property(SettingsFilterBitStream()));
     EXPECT_EQ(Filled("FilterLosslessDetect"), Settings2Property(SettingsLosslessDetect()));
+    EXPECT_EQ(Filled(SettingsAudioGenerator::CLASS_ID), Settings2Property(SettingsAudioGenerator()));
+    EXPECT_EQ(Filled(SettingsFilterAudioVolume::CLASS_ID), Settings2Property(SettingsFilterAudioVolume()));
+    EXPECT_EQ(Filled(SettingsFilterAudioFormatter::CLASS_ID), Settings2Property(SettingsFilterAudioFormatter()));
+    EXPECT_EQ(Filled(SettingsFilterResample::CLASS_ID), Settings2Property(SettingsFilterResample()));
     EXPECT_EQ(MakeDefaultProperty(*FindInCatalog("FilterCutController")),
               Settings2Property(SettingsFilterCutController()));
     EXPECT_EQ(MakeDefaultProperty(*FindInCatalog(SettingsStreamMetadataUpdater::CLASS_ID)),
               Settings2Property(SettingsStreamMetadataUpdater(Core::Property("Metadata"))));
     EXPECT_EQ(MakeDefaultProperty(*FindInCatalog("FilterFrameRate")),
               IFilterFrameRate::MakeSettings(SettingsFilterFrameRate::MARK_USE_ORIGINAL_FRAMERATE));
+}
+
+TEST(SettingsCatalog, TheDedicatedSoundFiltersHaveTheirInterfacesNamesKeysAndDefaults) {
+    EXPECT_EQ(GetSampleInfo(Filled("FilterResample"), {Conf::SAMPLE_FORMAT_S16, 1, 4}), Conf::SampleInfo());
+    EXPECT_EQ(Filled("FilterAudioFormatter")[IFilterAudioFormatter::PACKET_DURATION].GetInt64(),
+              IFilterAudioFormatter::DEFAULT_PACKET_DURATION);
+    Core::Property const histogram = Filled("FilterAudioHistogram");
+    Core::Property const expected = Settings2Property(SettingsAudioHistogram());
+    EXPECT_EQ(histogram.Name(), IFilterAudioHistogram::CLASS_ID);
+    EXPECT_EQ(histogram.Children(), expected.Children());
+    EXPECT_THAT(MakeDefaultProperty(*FindInCatalog("FilterAudioMixer")).Children(), IsEmpty());
+}
+
+TEST(SettingsCatalog, NamesOfFormatsAndLayoutsAreTheLibrarys) {
+    int formats = 0;
+    int layouts = 0;
+    for (char const* const classId : {"SettingsAudioGenerator", "SettingsFilterResample", "FilterResample"})
+        for (SettingField const& field : FindInCatalog(classId)->fields)
+            for (SettingField::Choice const& choice : field.choices) {
+                if (choice.name == ANY_VALUE) continue;
+                if (field.key == "SampleFormat") {
+                    EXPECT_EQ(av_get_sample_fmt(choice.name.c_str()), std::stoi(choice.value)) << choice.name;
+                    ++formats;
+                }
+                if (field.key != "ChannelLayout") continue;
+                AVChannelLayout layout{};
+                EXPECT_EQ(av_channel_layout_from_string(&layout, choice.name.c_str()), 0) << choice.name;
+                EXPECT_EQ(std::to_string(layout.u.mask), choice.value) << choice.name;
+                EXPECT_TRUE(IsNamedLayout(layout.u.mask)) << choice.name;
+                ++layouts;
+            }
+    EXPECT_EQ(formats, 8 + 10 + 10);
+    EXPECT_EQ(layouts, 3 * 28);
+    EXPECT_FALSE(IsNamedLayout(0));
+    EXPECT_FALSE(IsNamedLayout(0x80000000));
+}
+
+TEST(SettingsCatalog, AGeneratorIsNotOfferedTheFormatsOfWhichItFillsHalfABlock) {
+    for (SettingField const& field : FindInCatalog(SettingsAudioGenerator::CLASS_ID)->fields)
+        for (SettingField::Choice const& choice : field.choices) EXPECT_NE(choice.name.substr(0, 3), "s32");
+}
+
+TEST(SettingsCatalog, SaysWhatReadsNothingAndWhatGivesAnotherKind) {
+    EXPECT_EQ(FindInCatalog("SettingsAudioGenerator")->maxInputs, 0U);
+    EXPECT_EQ(FindInCatalog("FilterAudioHistogram")->gives, GraphKind::Video);
+    EXPECT_EQ(FindInCatalog("FilterAudioMixer")->gives, std::nullopt);
 }
 
 TEST(SettingsCatalog, TheRepeatControllersPropertyHasItsNameAndKeys) {
@@ -158,8 +221,9 @@ TEST(SettingsCatalog, MakesTheSettingsObjectOfEachClassThatHasOne) {
     }
     EXPECT_THAT(made, ElementsAre("SettingsFilterDurationTrimmer", "SettingsFilterLoop", "SettingsFilterIntroLoopOutro",
                                   "SettingsFilterRepeat", "SettingsFilterSpeedUp", "SettingsFilterReverse",
-                                  "SettingsFilterFrameRate", "SettingsFilterBitStream", "SettingsStreamMetadataUpdater",
-                                  "FilterLosslessDetect", "FilterCutController"));
+                                  "SettingsFilterFrameRate", "SettingsAudioGenerator", "SettingsFilterAudioVolume",
+                                  "SettingsFilterResample", "SettingsFilterAudioFormatter", "SettingsFilterBitStream",
+                                  "SettingsStreamMetadataUpdater", "FilterLosslessDetect", "FilterCutController"));
     auto const trimmer =
         MakeSettings("SettingsFilterDurationTrimmer", Settings2Property(SettingsFilterDurationTrimmer(9)));
     EXPECT_EQ(dynamic_cast<SettingsFilterDurationTrimmer const&>(*trimmer), SettingsFilterDurationTrimmer(9));

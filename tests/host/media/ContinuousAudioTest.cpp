@@ -60,6 +60,58 @@ TEST(ContinuousAudio, AnEarlierFirstBlockKeepsItsPlaceToo) {
     EXPECT_THAT(ReadAll(*chain.sound), ElementsAre(IsAudio(-20000, BLOCK), IsAudio(80000, BLOCK)));
 }
 
+// A count that begins at the seek.
+
+/// A chain whose count begins where it is sought to.
+iptr<ContinuousAudio> Anchored(std::vector<ScriptedAudio::Step> const& steps) {
+    auto const source = ScriptedAudio::Create(steps);
+    source->format->SetSampleInfo({Conf::SAMPLE_FORMAT_S16, 48000, Conf::CHANNEL_LAYOUT_STEREO});
+    return ContinuousAudio::Create(source, ContinuousAudio::Start::AtSeek);
+}
+
+TEST(ContinuousAudio, ACountFromTheSeekPutsSilenceInFrontOfALaterFirstBlock) {
+    auto const sound = Anchored({Counting(50000, BLOCK, 1)});
+    Seek(*sound, 0);
+    auto const blocks = ReadAll(*sound);
+    EXPECT_THAT(blocks, ElementsAre(IsAudio(0, 2400), IsAudio(50000, BLOCK)));
+    EXPECT_EQ(0, SamplesOf<int16_t>(*blocks[0])[4799]);
+    EXPECT_EQ(1, *SamplesOf<int16_t>(*blocks[1]));
+}
+
+TEST(ContinuousAudio, ACountFromTheSeekIsExactToTheSample) {
+    // 1 ms off is far below what passes for the rounding of a container.
+    auto const later = Anchored({MakeAudio(1000, BLOCK)});
+    Seek(*later, 0);
+    EXPECT_THAT(ReadAll(*later), ElementsAre(IsAudio(0, 48), IsAudio(1000, BLOCK)));
+    auto const earlier = Anchored({Counting(0, BLOCK, 0), Counting(100000, BLOCK, BLOCK)});
+    Seek(*earlier, 1000);
+    auto const blocks = ReadAll(*earlier);
+    EXPECT_THAT(blocks, ElementsAre(IsAudio(1000, BLOCK - 48), IsAudio(100000, BLOCK)));
+    EXPECT_EQ(48, *SamplesOf<int16_t>(*blocks[0]));
+    auto const fitting = Anchored({MakeAudio(20, BLOCK)});
+    Seek(*fitting, 0);
+    EXPECT_THAT(ReadAll(*fitting), ElementsAre(IsAudio(0, BLOCK)));
+}
+
+TEST(ContinuousAudio, ACountFromTheSeekDropsBlocksThatLieWhollyAheadOfIt) {
+    auto const sound = Anchored({MakeAudio(-100000, BLOCK), MakeAudio(0, BLOCK)});
+    EXPECT_THAT(ReadAll(*sound), ElementsAre(IsAudio(0, BLOCK)));
+    EXPECT_EQ(100000, sound->GetCut());
+}
+
+TEST(ContinuousAudio, ACountFromASeekPastTheEndGivesNothing) {
+    auto const sound = Anchored({MakeAudio(0, BLOCK)});
+    Seek(*sound, 5000000);
+    EXPECT_THAT(ReadAll(*sound), IsEmpty());
+    // Ahead of 0 there is nothing to wait for.
+    Seek(*sound, -50000);
+    EXPECT_THAT(ReadAll(*sound), ElementsAre(IsAudio(0, BLOCK)));
+}
+
+TEST(ContinuousAudio, ACountFromTheSeekBeginsAtZeroWithoutOne) {
+    EXPECT_THAT(ReadAll(*Anchored({MakeAudio(50000, BLOCK)})), ElementsAre(IsAudio(0, 2400), IsAudio(50000, BLOCK)));
+}
+
 TEST(ContinuousAudio, RoundedTimesOfAContainerDontMoveTheCount) {
     Chain chain({MakeAudio(0, BLOCK), MakeAudio(103000, BLOCK), MakeAudio(191000, BLOCK)});
     EXPECT_THAT(ReadAll(*chain.sound), ElementsAre(IsAudio(0, BLOCK), IsAudio(100000, BLOCK), IsAudio(200000, BLOCK)));

@@ -1,0 +1,329 @@
+#include "host/graph/SoundForms.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <map>
+#include <numeric>
+#include <utility>
+
+#include "contracts/Conf/IFormatCodec.h"
+#include "contracts/Proc/IFilterFactoryRegistrator.h"
+#include "contracts/Proc/ImplNames.h"
+#include "contracts/Proc/SampleInfoProperty.h"
+#include "contracts/Proc/SettingsAudioGenerator.h"
+#include "contracts/Proc/SettingsFilterAudioVolume.h"
+#include "contracts/Proc/SettingsFilterDurationTrimmer.h"
+#include "host/graph/GraphChecks.h"
+#include "host/graph/GraphErrors.h"
+#include "host/graph/GraphOutput.h"
+#include "host/graph/SettingsCatalog.h"
+#include "host/media/CodecFactory.h"
+#include "host/media/Containers.h"
+#include "host/media/NativeParameters.h"
+
+namespace Tarsel::Host {
+
+using namespace Proc;
+
+namespace {
+
+constexpr int MAX_TONE_CHANNELS = 8;
+
+/// libavformat's writer of the target; null when nothing is written.
+AVOutputFormat const* ContainerOf(ShortFormOptions const& options) {
+    if (!options.container.empty()) return FindContainerNamed(options.container);
+    return options.output.empty() ? nullptr : FindContainer(options.output);
+}
+
+/// Puts a document together from its sources up.
+class SoundMaker {
+  public:
+    explicit SoundMaker(ShortFormOptions const& options) : options(options), container(ContainerOf(options)) {
+        result.document.output.file = options.output;
+        result.document.output.container = options.container;
+    }
+
+    AVOutputFormat const* GetContainer() const { return container; }
+    /// A file that is named twice is opened once.
+    MediaFile& Open(std::string const& path) {
+        auto& file = files[path];
+        if (!file) {
+            file = MediaFile::Open(path);
+            result.files.push_back(file);
+        }
+        return *file;
+    }
+    NodeId AddSource(std::string const& path, StreamSelector const& selector, bool packets) {
+        auto& sources = result.document.sources;
+        sources.push_back({nextId, path, selector, packets, "/sources/" + std::to_string(sources.size())});
+        return nextId++;
+    }
+    NodeId AddFilter(char const* classId, Core::Property settings, std::vector<NodeId> inputs) {
+        auto& filters = result.document.filters;
+        filters.push_back({nextId, classId, ImplNames::TARSEL, std::move(settings), std::move(inputs),
+                           "/filters/" + std::to_string(filters.size())});
+        return nextId++;
+    }
+    void AddOutput(NodeId input, bool isSound) {
+        GraphOutput::Stream stream;
+        stream.input = input;
+        if (isSound) stream.codec = options.audioCodec;
+        if (isSound) stream.bitRate = options.audioBitRate;
+        result.document.output.streams.push_back(std::move(stream));
+    }
+    void Warn(std::string warning) { result.warnings.push_back(std::move(warning)); }
+    void WarnLeftOut(MediaFile const& file, StreamInfo const& info, std::string const& why) {
+        Warn(file.GetPath() + ": " + StreamName(info) + " is left out" + (why.empty() ? "" : ": " + why));
+    }
+    ShortFormGraph Finish() {
+        CheckGraph(result.document);
+        return std::move(result);
+    }
+
+  private:
+    ShortFormOptions const& options;
+    AVOutputFormat const* const container;
+    std::map<std::string, iptr<MediaFile>> files;
+    ShortFormGraph result;
+    NodeId nextId = 1;
+};
+
+Conf::SampleInfo InfoOf(StreamInfo const& info) {
+    auto const* const format = dynamic_cast<Conf::IFormatCodecAudio const*>(info.format.get());
+    return format ? format->GetSampleInfo() : Conf::SampleInfo();
+}
+
+/// Whether a stream holds something to read.
+bool HasContent(MediaFile const& file, StreamInfo const& info) {
+    return info.HasPackets() && file.GetIndex(info.index).GetCount() != 0;
+}
+
+// Mixing.
+
+/// The first audio stream; what else the file holds is told.
+StreamInfo const& FirstSound(SoundMaker& maker, MediaFile const& file, bool tell) {
+    StreamInfo const* first = nullptr;
+    for (StreamInfo const& info : file.GetStreams()) {
+        if (info.derived) continue;
+        if (!first && info.kind == StreamKind::Audio)
+            first = &info;
+        else if (tell)
+            maker.WarnLeftOut(file, info, info.kind == StreamKind::Audio ? "the first audio stream is mixed" : "");
+    }
+    if (!first) FailAtPlace("", file.GetPath() + ": there is no audio in it");
+    return *first;
+}
+
+/// What all streams are brought to.
+Conf::SampleInfo CommonInfo(std::vector<Conf::SampleInfo> const& infos) {
+    Conf::SampleInfo common;
+    for (Conf::SampleInfo const& info : infos) common.MergeWith(info, Conf::MergeStrategy::Best);
+    Conf::SampleFormats format = common.GetSampleFormat();
+    // In 8 bits the sum of two silences is full scale; integers of 64 bits are unknown to the mixer.
+    if (format == Conf::SAMPLE_FORMAT_U8) format = Conf::SAMPLE_FORMAT_S16;
+    if (format == Conf::SAMPLE_FORMAT_U8P) format = Conf::SAMPLE_FORMAT_S16P;
+    if (format == Conf::SAMPLE_FORMAT_S64) format = Conf::SAMPLE_FORMAT_DBL;
+    if (format == Conf::SAMPLE_FORMAT_S64P) format = Conf::SAMPLE_FORMAT_DBLP;
+    if (format == Conf::SAMPLE_FORMAT_NONE) format = Conf::SAMPLE_FORMAT_FLTP;
+    Conf::ChannelLayout layout = common.GetChannelLayout();
+    if (!IsNamedLayout(layout)) layout = Conf::DefaultChannelLayout(common.GetChannelCount());
+    if (!IsNamedLayout(layout)) layout = Conf::CHANNEL_LAYOUT_STEREO;
+    return {format, common.GetSampleRate() > 0 ? common.GetSampleRate() : -1, layout};
+}
+
+Core::Property ResampleSettings(Conf::SampleInfo const& info) {
+    Core::Property settings(FilterSlots::RESAMPLE.name);
+    SetSampleInfo(settings, info);
+    return settings;
+}
+
+Core::Property MixerSettings(std::vector<int> const& volumes) {
+    Core::Property settings(FilterSlots::AUDIO_MIXER.name);
+    for (int const volume : volumes) settings.Add(Core::Property(MIXER_STREAMS).SetChild(MIXER_VOLUME, volume));
+    return settings;
+}
+
+void CheckVolumes(std::vector<std::string> const& inputs, std::vector<int> const& volumes) {
+    if (inputs.empty()) FailAtPlace("", "there is nothing to mix");
+    if (inputs.size() > MAX_GRAPH_INPUTS)
+        FailAtPlace("", "more than " + std::to_string(MAX_GRAPH_INPUTS) + " files can't be mixed");
+    if (!volumes.empty() && volumes.size() != inputs.size())
+        FailAtPlace("", "there are " + std::to_string(volumes.size()) + " volumes for " +
+                            std::to_string(inputs.size()) + " files");
+    for (int const volume : volumes)
+        if (volume < -MAX_MIXER_VOLUME || volume > MAX_MIXER_VOLUME)
+            FailAtPlace("", "a volume must be from " + std::to_string(-MAX_MIXER_VOLUME) + " to " +
+                                std::to_string(MAX_MIXER_VOLUME) + " percent, not " + std::to_string(volume));
+}
+
+// Changing the volume.
+
+/// Whether the container is written with pictures, so that they can be encoded for it.
+bool EncodesPictures(AVOutputFormat const& container) {
+    return !DefaultEncoders(container.name).video.empty();
+}
+
+/// Brings the streams of a file into the graph.
+class VolumeMaker {
+  public:
+    VolumeMaker(SoundMaker& maker, MediaFile const& file, std::optional<double> factor)
+        : maker(maker), file(file), container(maker.GetContainer()), factor(factor) {}
+
+    void Add(StreamInfo const& info) {
+        if (!HasContent(file, info)) return maker.WarnLeftOut(file, info, "it holds no packets");
+        bool const another = std::find(taken.begin(), taken.end(), info.kind) != taken.end();
+        if (container && another && HoldsOneOfAKind(*container))
+            return maker.WarnLeftOut(file, info, std::string(container->name) + " holds one stream of a kind");
+        if (info.kind == StreamKind::Audio ? AddSound(info) : AddOther(info)) taken.push_back(info.kind);
+    }
+    bool HasSound() const { return std::find(taken.begin(), taken.end(), StreamKind::Audio) != taken.end(); }
+
+  private:
+    StreamSelector Select(StreamInfo const& info) const {
+        bool const named = info.kind != StreamKind::Data && info.kind != StreamKind::Unknown;
+        if (!named) return {{}, info.index};
+        auto const& streams = file.GetStreams();
+        auto const ordinal = std::count_if(streams.begin(), streams.end(), [&](StreamInfo const& other) {
+            return other.kind == info.kind && other.index < info.index;
+        });
+        return {info.kind, static_cast<int>(ordinal)};
+    }
+
+    bool AddSound(StreamInfo const& info) {
+        if (container && container->audio_codec == AV_CODEC_ID_NONE) {
+            maker.WarnLeftOut(file, info, std::string(container->name) + " holds no audio");
+            return false;
+        }
+        NodeId top = maker.AddSource(file.GetPath(), Select(info), false);
+        SettingsFilterAudioVolume const settings(factor.value_or(1), !factor);
+        if (settings.IsAutoLevel()) {
+            // The gain looks at the front part alone of blocks whose channels take turns.
+            Conf::SampleFormats format = Conf::PlanarFormat(InfoOf(info).GetSampleFormat());
+            if (format == Conf::SAMPLE_FORMAT_NONE) format = Conf::SAMPLE_FORMAT_FLTP;
+            if (format == Conf::SAMPLE_FORMAT_S64P) format = Conf::SAMPLE_FORMAT_DBLP;
+            top = maker.AddFilter(FilterSlots::RESAMPLE.name, ResampleSettings({format, -1, Conf::CHANNEL_LAYOUT_NONE}),
+                                  {top});
+        }
+        top = maker.AddFilter(SettingsFilterAudioVolume::CLASS_ID, Settings2Property(settings), {top});
+        maker.AddOutput(top, true);
+        return true;
+    }
+
+    /// As packets where they fit.
+    bool AddOther(StreamInfo const& info) {
+        std::string const why =
+            container ? WhyNotCarried(*container, info.kind, info.native->parameters->codec_id) : std::string();
+        bool const packets = why.empty();
+        if (!packets && (info.kind != StreamKind::Video || !EncodesPictures(*container))) {
+            maker.WarnLeftOut(file, info, why);
+            return false;
+        }
+        if (!packets) maker.Warn(file.GetPath() + ": " + StreamName(info) + " is encoded anew: " + why);
+        maker.AddOutput(maker.AddSource(file.GetPath(), Select(info), packets), false);
+        return true;
+    }
+
+    SoundMaker& maker;
+    MediaFile const& file;
+    AVOutputFormat const* const container;
+    std::optional<double> const factor;
+    std::vector<StreamKind> taken;
+};
+
+std::string NumberText(double value) {
+    std::array<char, 64> buffer{};
+    return {buffer.data(), std::to_chars(buffer.data(), buffer.data() + buffer.size(), value).ptr};
+}
+
+SettingField const& FieldOf(char const* classId, char const* key) {
+    auto const& fields = FindInCatalog(classId)->fields;
+    return *std::find_if(fields.begin(), fields.end(), [&](SettingField const& field) { return field.key == key; });
+}
+
+void RequireNumber(char const* what, double value, double lowest, double highest) {
+    // No comparison holds for what is no number.
+    if (!(value >= lowest && value <= highest))
+        FailAtPlace("", std::string(what) + " must be from " + NumberText(lowest) + " to " + NumberText(highest) +
+                            ", not " + NumberText(value));
+}
+
+void CheckTone(ToneRequest const& request) {
+    RequireNumber("the rate", request.rate, 1, double(MAX_SAMPLE_RATE));
+    RequireNumber("the frequency", request.frequency, 0, request.rate / 2.0);
+    if (request.frequency == 0) FailAtPlace("", "the frequency must be above 0");
+    RequireNumber("the amplitude", request.amplitude, 0, 1);
+    RequireNumber("the number of channels", request.channels, 1, MAX_TONE_CHANNELS);
+    SettingField const& field = FieldOf(SettingsAudioGenerator::CLASS_ID, "Duration");
+    if (request.duration < field.minimum || request.duration > field.maximum)
+        FailAtPlace("", "the duration must be from " + std::to_string(field.minimum) + " to " +
+                            std::to_string(field.maximum) + " microseconds, not " + std::to_string(request.duration));
+}
+
+/// About a tenth of a second, and whole microseconds long, so that the times of many blocks and their samples agree.
+int ToneBlockSamples(int rate) {
+    int const step = rate / static_cast<int>(std::gcd(int64{rate}, SECOND));
+    return std::max(rate / 10 / step, 1) * step;
+}
+
+/// Floats, unless 16 bits are what is written: then the samples are those of the generator to the last bit.
+Conf::SampleFormats ToneFormat(ShortFormOptions const& options, AVOutputFormat const* container) {
+    std::string codec = options.audioCodec;
+    if (codec.empty() && container) codec = DefaultEncoders(container->name).audio;
+    return codec == "pcm_s16le" ? Conf::SAMPLE_FORMAT_S16 : Conf::SAMPLE_FORMAT_FLT;
+}
+
+}  // namespace
+
+ShortFormGraph MakeMixGraph(std::vector<std::string> const& inputs, std::vector<int> const& volumes,
+                            ShortFormOptions const& options) {
+    CheckVolumes(inputs, volumes);
+    SoundMaker maker(options);
+    std::vector<NodeId> sources;
+    std::vector<Conf::SampleInfo> infos;
+    for (std::size_t i = 0; i < inputs.size(); ++i) {
+        bool const isNew = std::find(inputs.begin(), inputs.begin() + static_cast<std::ptrdiff_t>(i), inputs[i]) ==
+                           inputs.begin() + static_cast<std::ptrdiff_t>(i);
+        infos.push_back(InfoOf(FirstSound(maker, maker.Open(inputs[i]), isNew)));
+        sources.push_back(maker.AddSource(inputs[i], {StreamKind::Audio, 0}, false));
+    }
+    Core::Property const common = ResampleSettings(CommonInfo(infos));
+    std::vector<NodeId> conformed;
+    for (NodeId const source : sources)
+        conformed.push_back(maker.AddFilter(FilterSlots::RESAMPLE.name, common, {source}));
+    maker.AddOutput(maker.AddFilter(FilterSlots::AUDIO_MIXER.name, MixerSettings(volumes), std::move(conformed)), true);
+    return maker.Finish();
+}
+
+ShortFormGraph MakeVolumeGraph(std::string const& input, std::optional<double> factor,
+                               ShortFormOptions const& options) {
+    SettingField const& field = FieldOf(SettingsFilterAudioVolume::CLASS_ID, "Volume");
+    if (factor) RequireNumber("the factor", *factor, field.lowest, field.highest);
+    SoundMaker maker(options);
+    MediaFile const& file = maker.Open(input);
+    VolumeMaker volume(maker, file, factor);
+    // Whoever runs the graph takes files inside the file and cover pictures along.
+    for (StreamInfo const& info : file.GetStreams())
+        if (!info.derived && info.kind != StreamKind::Attachment && info.kind != StreamKind::AttachedPicture)
+            volume.Add(info);
+    if (!volume.HasSound())
+        FailAtPlace("",
+                    input + ": there is no audio in it" +
+                        (maker.GetContainer() ? " that " + std::string(maker.GetContainer()->name) + " holds" : ""));
+    return maker.Finish();
+}
+
+ShortFormGraph MakeToneGraph(ToneRequest const& request, ShortFormOptions const& options) {
+    CheckTone(request);
+    SoundMaker maker(options);
+    SettingsAudioGenerator settings;
+    settings.SetSampleInfo(
+        {ToneFormat(options, maker.GetContainer()), request.rate, Conf::DefaultChannelLayout(request.channels)});
+    settings.SetDuration(request.duration);
+    settings.SetBlockSamples(ToneBlockSamples(request.rate));
+    settings.SetTone(request.frequency, request.amplitude);
+    maker.AddOutput(maker.AddFilter(SettingsAudioGenerator::CLASS_ID, Settings2Property(settings), {}), true);
+    return maker.Finish();
+}
+
+}  // namespace Tarsel::Host
