@@ -106,14 +106,4 @@ struct WorkReal {
     TARSEL_KERNEL static Sample Finish(Sum sum) { return Clamp(static_cast<Real>(sum)); }
 };
 
-/// What `WorkReal<float>` gives for two sources at most with gains of 1: a double is wide enough that the sum of two
-/// floats, rounded to it first and to float then, is the same as rounded to float at once.
-struct WorkFloatUnity : WorkReal<float> {
-    using Sum = float;
-
-    TARSEL_KERNEL static Sum Scale(Sample sample, Gain) { return sample; }
-    TARSEL_KERNEL static Sum Add(Sum a, Sum b) { return a + b; }
-    TARSEL_KERNEL static Sample Finish(Sum sum) { return Clamp(sum); }
-};
-
 }  // namespace Tarsel::Proc::AudioArithmetic

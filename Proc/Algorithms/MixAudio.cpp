@@ -5,8 +5,8 @@
 #include "Proc/Algorithms/AudioAlg.h"
 #include "Proc/Algorithms/AudioArithmetic.h"
 #include "Proc/Algorithms/AudioLoops.h"
-#include "Proc/Algorithms/AudioQuietShorts.h"
 #include "Proc/Algorithms/AudioRun.h"
+#include "Proc/Algorithms/AudioVectors.h"
 #include "contracts/Core/Exception.h"
 
 namespace Tarsel::Proc {
@@ -155,12 +155,11 @@ void MixInts(Instructions instructions, AudioBlockView& dest, std::vector<MixSou
 void MixFloats(Instructions instructions, AudioBlockView& dest, std::vector<MixSource>& sources) {
     using Work = WorkReal<float>;
     std::size_t const count = Prepare<Work>(dest, sources);
-    bool const unity =
-        std::all_of(sources.begin(), sources.end(), [](MixSource const& source) { return source.gain == 1.0; });
-    if (unity && sources.size() <= 2)
-        Mixer<WorkFloatUnity>(instructions, dest, sources).Mix(0, count);
-    else
-        Mixer<Work>(instructions, dest, sources).Mix(0, count);
+    std::size_t done = 0;
+    if (sources.size() == 2)
+        done = MixTwoFloats(instructions, dest.data, {sources[0].data, sources[0].gain},
+                            {sources[1].data, sources[1].gain}, count);
+    Mixer<Work>(instructions, dest, sources).Mix(done, count);
 }
 
 }  // namespace

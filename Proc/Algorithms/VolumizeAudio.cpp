@@ -4,8 +4,8 @@
 #include "Proc/Algorithms/AudioAlg.h"
 #include "Proc/Algorithms/AudioArithmetic.h"
 #include "Proc/Algorithms/AudioLoops.h"
-#include "Proc/Algorithms/AudioQuietShorts.h"
 #include "Proc/Algorithms/AudioRun.h"
+#include "Proc/Algorithms/AudioVectors.h"
 #include "contracts/Core/Exception.h"
 
 namespace Tarsel::Proc {

@@ -77,6 +77,8 @@ ResampleRun::ResampleRun(Conf::SampleInfo const& from, Conf::SampleInfo const& t
     if (ChangesRate()) {
         RequireRate(from.GetSampleRate());
         RequireRate(to.GetSampleRate());
+        int64 const ratio = from.GetSampleRate() / to.GetSampleRate() + 1;
+        head = DataAudioFF::CreateBySampleCount(from, static_cast<int>(2 * FILTER_SIZE * ratio));
     }
     AVChannelLayout layout{};
     int code = av_channel_layout_from_mask(&layout, from.GetChannelLayout());
@@ -104,22 +106,35 @@ std::vector<iptr<IDataAudio>> ResampleRun::Feed(IDataAudio& block) {
     int const count = block.GetSampleCount();
     if (count <= 0) return result;
     if (!ChangesRate()) {
-        result.push_back(ConvertPiece(PlanesOf(block, 0), count));
+        result.push_back(ConvertPiece(false, PlanesOf(block, 0), count));
         KeepTime(block, *result.back());
         return result;
     }
     SetClocks(block.GetTime());
+    int const headTaken = FillHead(block);
+    samplesIn += count;
+    inputClock.AddSamples(from.GetSampleRate(), static_cast<uint64>(count));
+    if (headCount < head->GetSampleCount()) return result;
+    bool withHead = headTaken > 0;
     int64 const piece = std::max<int64>(AvRescale(LARGEST_BLOCK, from.GetSampleRate(), to.GetSampleRate()), 1);
-    for (int first = 0; first < count;) {
+    for (int first = headTaken; first < count || withHead;) {
         int const now = static_cast<int>(std::min<int64>(count - first, piece));
-        samplesIn += now;
-        if (auto converted = ConvertPiece(PlanesOf(block, first), now)) result.push_back(std::move(converted));
+        if (auto converted = ConvertPiece(withHead, PlanesOf(block, first), now))
+            result.push_back(std::move(converted));
+        withHead = false;
         first += now;
     }
-    inputClock.AddSamples(from.GetSampleRate(), static_cast<uint64>(count));
-    lastSample = DataAudioFF::CreateBySampleCount(from, 1);
-    Repeat(*lastSample, 0, PlanesOf(block, count - 1));
     return result;
+}
+
+int ResampleRun::FillHead(IDataAudio& block) {
+    int const count = std::min(block.GetSampleCount(), head->GetSampleCount() - headCount);
+    std::size_t const step = StepOf(from);
+    for (int i = 0; i < from.GetPlanesCount(); ++i)
+        std::memcpy(head->GetAVFrame()->extended_data[i] + step * static_cast<std::size_t>(headCount),
+                    block.GetAVFrame()->extended_data[i], step * static_cast<std::size_t>(count));
+    headCount += count;
+    return count;
 }
 
 void ResampleRun::KeepTime(IDataAudio const& block, IDataAudio& converted) {
@@ -129,11 +144,13 @@ void ResampleRun::KeepTime(IDataAudio const& block, IDataAudio& converted) {
     outputClock.AddSamples(to.GetSampleRate(), static_cast<uint64>(converted.GetSampleCount()));
 }
 
-iptr<IDataAudio> ResampleRun::ConvertPiece(Samples const& input, int count) {
-    int const expected = ChangesRate() ? swr_get_out_samples(context.get(), count) : count;
+iptr<IDataAudio> ResampleRun::ConvertPiece(bool withHead, Samples const& input, int count) {
+    int const all = count + (withHead ? headCount : 0);
+    int const expected = ChangesRate() ? swr_get_out_samples(context.get(), all) : all;
     if (expected < 0) TARSEL_THROW(EffectException, "Can't convert sound: " + ErrorText(expected));
     auto result = DataAudioFF::CreateBySampleCount(to, expected);
-    int const given = Convert(*result, 0, input, count);
+    int given = withHead ? Convert(*result, 0, PlanesOf(*head, 0), headCount) : 0;
+    if (count > 0) given += Convert(*result, given, input, count);
     if (given < expected) result->CutSamplesEnd(expected - given);
     if (given == 0) return nullptr;
     if (ChangesRate()) Stamp(*result);
@@ -154,22 +171,15 @@ iptr<IDataAudio> ResampleRun::Finish() {
     if (!ChangesRate() || missing <= 0) return nullptr;
     auto result = DataAudioFF::CreateBySampleCount(to, static_cast<int>(missing));
     int given = 0;
-    if (samplesOut == 0) {
-        auto const extension = MakeExtension();
-        given = Convert(*result, 0, PlanesOf(*extension, 0), extension->GetSampleCount());
+    if (headCount < head->GetSampleCount()) {
+        Repeat(*head, headCount, PlanesOf(*head, headCount - 1));
+        given = Convert(*result, 0, PlanesOf(*head, 0), head->GetSampleCount());
     }
     for (int more = 1; given < missing && more > 0; given += more) more = Convert(*result, given, {}, 0);
     if (given == 0) TARSEL_THROW(EffectException, "Can't convert sound: the library gives nothing at the end");
     // The library may come out a sample short of the exact count.
     Repeat(*result, given, PlanesOf(*result, given - 1));
     Stamp(*result);
-    return result;
-}
-
-iptr<IDataAudio> ResampleRun::MakeExtension() const {
-    int64 const ratio = from.GetSampleRate() / to.GetSampleRate() + 1;
-    auto result = DataAudioFF::CreateBySampleCount(from, static_cast<int>(2 * FILTER_SIZE * ratio));
-    Repeat(*result, 0, PlanesOf(*lastSample, 0));
     return result;
 }
 

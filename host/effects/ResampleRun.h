@@ -38,9 +38,10 @@ class ResampleRun {
     void KeepTime(Proc::IDataAudio const& block, Proc::IDataAudio& converted);
     /// Writes what the library has for these samples from `offset` on, and gives the count. No samples: the end.
     int Convert(Proc::IDataAudio& result, int offset, Samples input, int count);
-    iptr<Proc::IDataAudio> ConvertPiece(Samples const& input, int count);
-    /// For a run that is shorter than the library's filter, which gives nothing then: a piece of its last sample.
-    iptr<Proc::IDataAudio> MakeExtension() const;
+    /// A block of what comes out for these samples, behind those of the head if it has just been filled; or null.
+    iptr<Proc::IDataAudio> ConvertPiece(bool withHead, Samples const& input, int count);
+    /// Fills the head from the block's begin, and gives how many samples it took.
+    int FillHead(Proc::IDataAudio& block);
     /// Times the block by its samples.
     void Stamp(Proc::IDataAudio& block);
 
@@ -51,7 +52,10 @@ class ResampleRun {
     int64 samplesOut = 0;
     Proc::AudioTime inputClock;
     Proc::AudioTime outputClock;
-    iptr<Proc::IDataAudio> lastSample;  // a block of the last sample that went in, where the rate changes
+    /// Where the rate changes: the first samples of the run. The library gets them at once, as many as its filter
+    /// wants: with fewer it gives nothing, and what its first samples become depends on how they are handed over.
+    iptr<Proc::IDataAudio> head;
+    int headCount = 0;
 };
 
 }  // namespace Tarsel::Host

@@ -22,7 +22,6 @@ using TestSupport::INF;
 using TestSupport::MessageOf;
 using TestSupport::NOT_A_NUMBER;
 using TestSupport::PlanarCode;
-using TestSupport::SampleSize;
 namespace Reference = TestSupport::AudioReference;
 using Level = std::pair<double, double>;
 using Short = std::int16_t;
@@ -38,10 +37,13 @@ testing::AssertionResult MeasuresAsTheFormulasDo(AudioBlockView const& view) {
     int const format = view.info.GetSampleFormat();
     int const planes = format < 5 ? 1 : view.info.GetChannelCount();
     auto const wanted = Reference::Level(PlanarCode(format), view.data, view.planeBytes, planes, view.samples);
-    auto const got = EstimateLevel(view);
-    if (SameBits(got.first, wanted.first) && SameBits(got.second, wanted.second)) return testing::AssertionSuccess();
-    return testing::AssertionFailure() << std::hexfloat << "peak " << got.first << ", RMS " << got.second
-                                       << " in place of " << wanted.first << ", " << wanted.second;
+    for (auto const instructions : TestSupport::InstructionsHere()) {
+        auto const got = AudioArithmetic::EstimateLevelWith(instructions, view);
+        if (!SameBits(got.first, wanted.first) || !SameBits(got.second, wanted.second))
+            return testing::AssertionFailure() << std::hexfloat << "peak " << got.first << ", RMS " << got.second
+                                               << " in place of " << wanted.first << ", " << wanted.second;
+    }
+    return testing::AssertionSuccess();
 }
 
 template <class Sample>

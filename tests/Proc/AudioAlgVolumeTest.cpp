@@ -18,8 +18,6 @@ using TestSupport::Gains;
 using TestSupport::INF;
 using TestSupport::NOT_A_NUMBER;
 using TestSupport::PlanarCode;
-using TestSupport::SameSamples;
-using TestSupport::SampleSize;
 namespace Reference = TestSupport::AudioReference;
 using Short = std::int16_t;
 
@@ -45,15 +43,16 @@ std::vector<Sample> Clipped(int format, std::vector<Sample> const& values) {
 testing::AssertionResult VolumizesAsTheFormulasDo(AudioBlock& dest, AudioBlockView const& source, double volume) {
     int const format = dest.view.info.GetSampleFormat();
     auto const wanted = Reference::Volumize(PlanarCode(format), source.data, dest.Count(), volume);
-    VolumizeAudio(dest.view, source, volume);
-    return SameSamples(dest.bytes, wanted, SampleSize(format));
+    return TestSupport::GivesOnEach(dest, wanted, [&](auto instructions) {
+        AudioArithmetic::VolumizeAudioWith(instructions, dest.view, source, volume);
+    });
 }
 
 testing::AssertionResult ClipsAsTheFormulasDo(AudioBlock& dest, AudioBlockView const& source) {
     int const format = dest.view.info.GetSampleFormat();
     auto const wanted = Reference::Clip(PlanarCode(format), source.data, dest.Count());
-    ClipAudio(dest.view, source);
-    return SameSamples(dest.bytes, wanted, SampleSize(format));
+    return TestSupport::GivesOnEach(
+        dest, wanted, [&](auto instructions) { AudioArithmetic::ClipAudioWith(instructions, dest.view, source); });
 }
 
 class VolumeFormats : public testing::TestWithParam<int> {};

@@ -233,7 +233,7 @@ class FilterAudioMixerModel : public ::testing::TestWithParam<int> {
     Conf::SampleInfo const info{static_cast<Conf::SampleFormats>(GetParam() % 10), GetParam() % 3 == 0 ? 1000 : 1103,
                                 GetParam() % 4 == 0 ? Conf::CHANNEL_LAYOUT_MONO : Conf::CHANNEL_LAYOUT_STEREO};
     std::mt19937 random{static_cast<unsigned>(GetParam())};
-    TestMixer const mixer;
+    TestMixer const mixer{};
     Model model{info};
     int seeds = 0;
 };

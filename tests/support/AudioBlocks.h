@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "Proc/Algorithms/AudioAlg.h"
+#include "Proc/Algorithms/AudioLoops.h"
 #include "tests/support/AudioReference.h"
 
 namespace Tarsel::TestSupport {
@@ -41,6 +43,22 @@ inline std::size_t SampleSize(int format) {
     return SIZES[format % 5];
 }
 
+/// Equal byte by byte; tells the first sample that isn't.
+inline testing::AssertionResult SameSamples(SampleBytes const& got, SampleBytes const& wanted, std::size_t size) {
+    if (got == wanted) return testing::AssertionSuccess();
+    if (got.size() != wanted.size())
+        return testing::AssertionFailure() << got.size() << " bytes in place of " << wanted.size();
+    std::size_t i = 0;
+    while (got[i] == wanted[i]) ++i;
+    std::size_t const sample = i / size;
+    std::string text;
+    for (auto const* const bytes : {&got, &wanted}) {
+        for (std::size_t k = size; k-- > 0;) text += testing::PrintToString(int{(*bytes)[sample * size + k]}) + " ";
+        if (bytes == &got) text += "in place of ";
+    }
+    return testing::AssertionFailure() << "value " << sample << " of " << got.size() / size << ": bytes " << text;
+}
+
 /// Samples with storage of their own and the view of it.
 struct AudioBlock {
     AudioBlock(int format, int channels, int samples) {
@@ -55,7 +73,7 @@ struct AudioBlock {
     template <class Sample>
     AudioBlock(int format, int channels, std::vector<Sample> const& values)
         : AudioBlock(format, channels, static_cast<int>(values.size()) / channels) {
-        std::memcpy(bytes.data(), values.data(), bytes.size());
+        if (!values.empty()) std::memcpy(bytes.data(), values.data(), bytes.size());
     }
     AudioBlock(AudioBlock const&) = delete;
     AudioBlock& operator=(AudioBlock const&) = delete;
@@ -64,13 +82,35 @@ struct AudioBlock {
     template <class Sample>
     std::vector<Sample> Values() const {
         std::vector<Sample> values(bytes.size() / sizeof(Sample));
-        std::memcpy(values.data(), bytes.data(), bytes.size());
+        if (!bytes.empty()) std::memcpy(values.data(), bytes.data(), bytes.size());
         return values;
     }
 
     SampleBytes bytes;
     Proc::AudioBlockView view;
 };
+
+/// What of the loops' instruction sets this machine has.
+inline std::vector<Proc::AudioArithmetic::Instructions> InstructionsHere() {
+    using Proc::AudioArithmetic::Instructions;
+    std::vector<Instructions> all{Instructions::Base};
+    if (Proc::AudioArithmetic::BestInstructions() != Instructions::Base)
+        all.push_back(Proc::AudioArithmetic::BestInstructions());
+    return all;
+}
+
+/// Whether `work(instructions)` leaves `wanted` in `dest`, with each instruction set from the same beginning.
+template <class Work>
+testing::AssertionResult GivesOnEach(AudioBlock& dest, SampleBytes const& wanted, Work work) {
+    SampleBytes const before = dest.bytes;
+    for (auto const instructions : InstructionsHere()) {
+        std::copy(before.begin(), before.end(), dest.bytes.begin());
+        work(instructions);
+        auto const same = SameSamples(dest.bytes, wanted, SampleSize(dest.view.info.GetSampleFormat()));
+        if (!same) return same;
+    }
+    return testing::AssertionSuccess();
+}
 
 /// The block's samples in `MixAudio`'s list.
 inline Proc::MixSource SourceOf(AudioBlock& block, double gain) {
@@ -131,22 +171,6 @@ inline void FillSamples(AudioBlock& block, std::mt19937_64& random) {
     }
     block.bytes.assign(filled.begin(), filled.end());
     block.view.data = block.bytes.data();
-}
-
-/// Equal byte by byte; tells the first sample that isn't.
-inline testing::AssertionResult SameSamples(SampleBytes const& got, SampleBytes const& wanted, std::size_t size) {
-    if (got == wanted) return testing::AssertionSuccess();
-    if (got.size() != wanted.size())
-        return testing::AssertionFailure() << got.size() << " bytes in place of " << wanted.size();
-    std::size_t i = 0;
-    while (got[i] == wanted[i]) ++i;
-    std::size_t const sample = i / size;
-    std::string text;
-    for (auto const* const bytes : {&got, &wanted}) {
-        for (std::size_t k = size; k-- > 0;) text += testing::PrintToString(int{(*bytes)[sample * size + k]}) + " ";
-        if (bytes == &got) text += "in place of ";
-    }
-    return testing::AssertionFailure() << "value " << sample << " of " << got.size() / size << ": bytes " << text;
 }
 
 }  // namespace Tarsel::TestSupport

@@ -125,7 +125,7 @@ TEST(AudioFormatter, DurationMayChangeBetweenTwoBlocks) {
     EXPECT_THAT(formatter.Pop(21, false), IsPiece(150042, 21, 1));
     EXPECT_THAT(formatter.Pop(200000, false), IsPiece(150063, 200000, 9600));
     EXPECT_EQ(formatter.Pop(1000000, false), nullptr);
-    EXPECT_THAT(formatter.Pop(0, false), IsPiece(350063, 649937, 31197));
+    EXPECT_THAT(formatter.Pop(0, false), IsPiece(350063, 649938, 31197));
 }
 
 TEST(AudioFormatter, DurationOfZeroOrLessGivesWhatIsHeldOrNull) {
@@ -159,16 +159,17 @@ TEST(AudioFormatter, SamplesStayWithTheClockThroughAllMixturesOfDurations) {
     std::mt19937 random(5);
     AudioFormatter formatter;
     int64 samples = 0;
-    for (int i = 0; i < 20000; ++i) {
-        formatter.Push(Numbers(0, 0, 1103, 11025));
-        auto const block = formatter.Pop(random() % 3 == 0 ? 0 : static_cast<int64>(random() % 120000 + 1), true);
-        ASSERT_NE(block, nullptr);
-        ASSERT_NEAR(static_cast<double>(samples), static_cast<double>(block->GetTime()) * 11025 / 1e6, 1.6) << i;
+    int given = 0;
+    for (int i = 0; i < 50000; ++i) {
+        formatter.Push(Numbers(0, 0, 700, 11025));
+        auto const block =
+            formatter.Pop(random() % 3 == 0 ? 0 : static_cast<int64>(random() % 120000 + 1), random() % 2 == 0);
+        if (!block) continue;
+        ASSERT_NEAR(static_cast<double>(samples), static_cast<double>(block->GetTime()) * 11025 / 1e6, 1.01) << i;
         samples += block->GetSampleCount();
-        formatter.Pop(0, false);
-        ASSERT_EQ(formatter.Pop(0, false), nullptr);
-        formatter.Reset(SampleCount2Duration(samples, 11025));
+        ++given;
     }
+    EXPECT_GT(given, 40000);
 }
 
 TEST(AudioFormatter, FirstBlockSetsTheClockAndGapsBehindItAreClosed) {
@@ -244,9 +245,9 @@ TEST(AudioFormatter, ChangeOfTheFormatEndsABlockEarlyAndSamplesAreNotJoinedRaw) 
     formatter.Push(MakeAudio(125000, 6000));  // stereo, 16 bit
     formatter.Push(MakeAudio(250000, 5000, 44100));
     Blocks const blocks = PopAll(formatter, 100000);
-    EXPECT_THAT(blocks, ElementsAre(IsPiece(0, 100000, 4800), IsPiece(100000, 25000, 1200),
-                                    IsPiece(125000, 100000, 4800), IsPiece(225000, 25000, 1200),
-                                    IsPiece(250000, 100000, 4410)));
+    EXPECT_THAT(blocks,
+                ElementsAre(IsPiece(0, 100000, 4800), IsPiece(100000, 25000, 1200), IsPiece(125000, 100000, 4800),
+                            IsPiece(225000, 25000, 1200), IsPiece(250000, 100000, 4410)));
     EXPECT_EQ(blocks[1]->GetSampleFormat(), Conf::SAMPLE_FORMAT_S32);
     EXPECT_EQ(blocks[2]->GetSampleFormat(), Conf::SAMPLE_FORMAT_S16);
     EXPECT_EQ(blocks[3]->GetSampleRate(), 48000);
