@@ -21,10 +21,11 @@ class TARSEL_CONTRACTS_EXPORT IAudioFormatter : public virtual IRefCountable {
     /// Takes a block; its samples follow those of the block in front. A null block throws `std::invalid_argument`.
     virtual void Push(iptr<IDataAudio> const& block) = 0;
     /// A block of `duration` microseconds if so much is held; with `flush` also a short last one; else null. It has
-    /// the time of the running clock, which goes on by the samples given. The count of samples is the difference of
-    /// the clock's two ends, each rounded to the nearest sample, so that rounding doesn't add up. A duration of 0 or
-    /// less gives everything that is held; a positive one that is shorter than a sample asks for one sample. Where
-    /// the format of what was pushed changes, a block ends early.
+    /// the time of the running clock, which goes on by `duration`, and where a block is short by the samples given. The
+    /// count of samples is the difference of the clock's two ends, each rounded to the nearest sample, so that rounding
+    /// doesn't add up. A duration of 0 or less gives everything that is held; a positive one that is shorter than a
+    /// sample asks for one sample; the clock goes on by the samples then. Where the format of what was pushed changes,
+    /// a block ends early.
     virtual iptr<IDataAudio> Pop(int64 duration, bool flush) = 0;
     /// Forgets what is held and goes on from `time`. With no value the next block that is pushed sets the clock.
     virtual void Reset(int64 time) = 0;

@@ -17,7 +17,7 @@ class TARSEL_CONTRACTS_EXPORT IResample : public virtual IEffect {
     /// converted to the new format, too.
     virtual void SetSampleInfo(Conf::SampleInfo const& info) = 0;
     /// Takes the block and leaves what came of it in its place: fewer or more samples than went in, and null while
-    /// all of them are held back. A null block drains: what is still held back, or null.
+    /// all of them are held back. A null block drains: what is still held back, a block at each call, then null.
     virtual void Process(iptr<IDataAudio>& block) = 0;
     void AdaptFormatCodec(iptr<Conf::IFormatCodec>& format) override = 0;
     iptr<IData> ProcessData(std::vector<iptr<IData>> const& inputs) override;

@@ -125,27 +125,33 @@ TEST(FilterAudioGenerator, EveryReadGivesABlockOfItsOwn) {
 
 std::vector<double> const VALUES{0.0, 1.0, -1.0, 0.5, -0.5, 0.3, -0.3, 0.999999, 1e-9, -1e-9};
 
-/// A block with those values in two channels.
+constexpr int CHANNELS = 3;
+
+/// A block with those values in all channels.
 iptr<IDataAudio> BlockOf(Conf::SampleFormats format, std::vector<double> const& values) {
     SettingsAudioGenerator settings =
-        MakeSettings(static_cast<int64>(values.size()) * 1000, format, Conf::CHANNEL_LAYOUT_STEREO);
+        MakeSettings(static_cast<int64>(values.size()) * 1000, format, Conf::DefaultChannelLayout(CHANNELS));
     settings.SetGenerator(ValuesOf(values));
     return FilterAudioGenerator::Create(settings)->Read();
 }
 
-/// What both channels hold, which must be the same.
+/// What each channel holds, which must be the same.
 template <class Sample>
 std::vector<Sample> ChannelOf(IDataAudio& block) {
-    std::vector<Sample> left, right;
-    if (Conf::IsPlanar(block.GetSampleFormat())) {
-        left = PlaneOf<Sample>(block, 0);
-        right = PlaneOf<Sample>(block, 1);
-    } else {
-        std::vector<Sample> const both = PlaneOf<Sample>(block);
-        for (std::size_t i = 0; i < both.size(); ++i) (i % 2 ? right : left).push_back(both[i]);
+    std::vector<Sample> first;
+    for (int channel = 0; channel < CHANNELS; ++channel) {
+        std::vector<Sample> values;
+        if (Conf::IsPlanar(block.GetSampleFormat())) {
+            values = PlaneOf<Sample>(block, channel);
+        } else {
+            std::vector<Sample> const all = PlaneOf<Sample>(block);
+            for (std::size_t i = static_cast<unsigned>(channel); i < all.size(); i += CHANNELS)
+                values.push_back(all[i]);
+        }
+        if (channel == 0) first = values;
+        EXPECT_EQ(values, first) << "channel " << channel << " of format " << block.GetSampleFormat();
     }
-    EXPECT_EQ(left, right) << "format " << block.GetSampleFormat();
-    return left;
+    return first;
 }
 
 TEST(FilterAudioGenerator, ValuesAreWrittenToAllChannelsAsTheFormatHasThem) {
@@ -174,11 +180,11 @@ TEST(FilterAudioGenerator, FormatsOf32BitsGet16BitValuesInTheFrontHalfAndSilence
     std::size_t const count = VALUES.size();
     auto const interleaved = BlockOf(Conf::SAMPLE_FORMAT_S32, VALUES);
     auto const* const words = SamplesOf<std::int16_t>(*interleaved);
-    for (std::size_t i = 0; i < 2 * count; ++i)
-        EXPECT_EQ(words[i], static_cast<std::int16_t>(VALUES[i / 2] * 32767.0)) << i;
-    for (std::size_t i = 2 * count; i < 4 * count; ++i) EXPECT_EQ(words[i], 0) << i;
+    for (std::size_t i = 0; i < CHANNELS * count; ++i)
+        EXPECT_EQ(words[i], static_cast<std::int16_t>(VALUES[i / CHANNELS] * 32767.0)) << i;
+    for (std::size_t i = CHANNELS * count; i < 2 * CHANNELS * count; ++i) EXPECT_EQ(words[i], 0) << i;
     auto const planar = BlockOf(Conf::SAMPLE_FORMAT_S32P, VALUES);
-    for (int plane = 0; plane < 2; ++plane) {
+    for (int plane = 0; plane < CHANNELS; ++plane) {
         auto const* const half = SamplesOf<std::int16_t>(*planar, plane);
         for (std::size_t i = 0; i < count; ++i) EXPECT_EQ(half[i], static_cast<std::int16_t>(VALUES[i] * 32767.0)) << i;
         for (std::size_t i = count; i < 2 * count; ++i) EXPECT_EQ(half[i], 0) << i;

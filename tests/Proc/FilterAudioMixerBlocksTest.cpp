@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <string>
 
@@ -333,6 +334,32 @@ TEST(FilterAudioMixerBlocks, AStreamOfWhichNothingIsLeftInTheOtherFormatIsLeftOu
     mixer.plan->passOn = false;
     mixer.plan->lostSamples = 1;
     EXPECT_THAT(ChannelOf(*mixer->Read()), ElementsAre(77, 77));
+}
+
+TEST(FilterAudioMixerBlocks, SilenceStandsBehindAConvertedEnd) {
+    Conf::SampleInfo const mono(Conf::SAMPLE_FORMAT_U8, 48000, Conf::CHANNEL_LAYOUT_MONO);
+    Conf::SampleInfo const stereo(Conf::SAMPLE_FORMAT_U8, 48000, Conf::CHANNEL_LAYOUT_STEREO);
+    TestMixer const mixer;
+    mixer->AddStream(MakeRunStream(mono, {300}, [](int, int64) { return 28.0; }), 100);
+    mixer.plan->passOn = true;
+    mixer->AddStream(MakeStream(mono, {MakeLevelSound(stereo, 0, 150, 29)}), 100);
+    mixer.plan->passOn = false;
+    auto const samples = ChannelOf(*mixer->Read());
+    EXPECT_EQ(std::count(samples.begin(), samples.begin() + 150, 57), 150);
+    EXPECT_EQ(std::count(samples.begin() + 150, samples.end(), 156), 150);
+}
+
+TEST(FilterAudioMixerBlocks, ABlockOfAnotherFormatWithoutSamplesIsNothingToConvert) {
+    TestMixer const mixer;
+    mixer->AddStream(MakeStream(MONO_S16, {MakeLevelSound(MONO_S16, 0, 0, 0), MakeLevelSound(MONO_S16, 0, 2, 1)}), 100);
+    mixer.plan->passOn = true;
+    mixer->AddStream(MakeStream(MONO_S16, {MakeLevelSound(STEREO_FLTP, 0, 0, 0), MakeLevelSound(MONO_S16, 0, 2, 20)}),
+                     100);
+    auto const none = mixer->Read();
+    EXPECT_THAT(none, IsAudio(0, 0));
+    EXPECT_EQ(none->GetSampleInfo(), MONO_S16);
+    EXPECT_THAT(ChannelOf(*mixer->Read()), ElementsAre(21, 21));
+    EXPECT_EQ(mixer.plan->resamplers, 2);
 }
 
 TEST(FilterAudioMixerBlocks, ABlockThatCanNotBeConvertedIsRefusedAndNothingIsLost) {

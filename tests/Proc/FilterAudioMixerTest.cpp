@@ -428,6 +428,18 @@ TEST(FilterAudioMixer, AFormatThatCanNotBeMixedIsRefusedByTheRead) {
     EXPECT_EQ(MessageOf<ProcException>([&] { mixer->Read(); }), "MixAudio doesn't support this sample format");
 }
 
+TEST(FilterAudioMixer, ABlockWithoutARateIsRefusedByTheRead) {
+    TestMixer const mixer;
+    mixer.plan->passOn = true;
+    auto const block = MakeLevelSound(MONO_S16, 0, 4, 1), longer = MakeLevelSound(MONO_S16, 0, 8, 1);
+    block->SetSampleRate(0);
+    mixer->AddStream(MakeStream(MONO_S16, {block}), 100);
+    mixer->AddStream(MakeStream(MONO_S16, {longer}), 100);
+    Seek(*mixer, 0);
+    EXPECT_THROW(mixer->Read(), ProcException);
+    EXPECT_THROW(mixer->Read(), ProcException);
+}
+
 // --- Settings, seek, reports -----------------------------------------------------------------------------------------
 
 TEST(FilterAudioMixer, InitializeTakesItsOwnClassAndDoesNothing) {
@@ -537,6 +549,42 @@ TEST(FilterAudioMixer, AnEndGoesToEveryStreamAndOneThatHasItMakesItTheMixers) {
     mixer->SetEndOfStream();
     EXPECT_THAT(mixer.Calls(), ElementsAre("formatter 0 SetEndOfStream", "formatter 1 SetEndOfStream"));
     EXPECT_TRUE(first->IsEndOfStream());
+    EXPECT_EQ(mixer->Read(), nullptr);
+}
+
+TEST(FilterAudioMixer, WhatWaitsOfTheBlocksIsStillGivenBehindAnEnd) {
+    TestMixer const mixer;
+    mixer->AddStream(MakeRunStream(MONO_S16, {2, 2}, [](int, int64) { return 1.0; }), 100);
+    mixer->AddStream(MakeRunStream(MONO_S16, {3, 3}, [](int, int64) { return 20.0; }), 100);
+    EXPECT_THAT(ChannelOf(*mixer->Read()), ElementsAre(21, 21));
+    mixer->SetEndOfStream();
+    EXPECT_THAT(ChannelOf(*mixer->Read()), ElementsAre(20));
+    EXPECT_EQ(mixer->Read(), nullptr);
+}
+
+TEST(FilterAudioMixer, AnEndAndReportsMayComeFromAnotherThreadWhileAReadIsUnderWay) {
+    TestMixer const mixer;
+    auto const first = MakeRunStream(MONO_S16, {2, 2}, [](int, int64) { return 1.0; });
+    auto const second = MakeRunStream(MONO_S16, {1, 1, 1, 1}, [](int, int64) { return 20.0; });
+    mixer->AddStream(first, 100);
+    mixer->AddStream(second, 100);
+    Seek(*mixer, 0);
+    EXPECT_NE(mixer->Read(), nullptr);
+    second->gate = std::make_shared<Gate>();
+    second->gate->Close();
+    iptr<IDataAudio> last;
+    Core::Thread reader([&] { last = mixer->Read(); });
+    second->gate->AwaitArrivals(1);
+    EXPECT_EQ(mixer->GetStatistic().Children().size(), 4U);
+    EXPECT_EQ(mixer->GetDuration(), NO_VALUE);
+    EXPECT_EQ(mixer->GetFormatCodec()->GetSampleInfo(), MONO_S16);
+    EXPECT_FALSE(mixer->IsEndOfStream());
+    mixer->SetEndOfStream();
+    EXPECT_TRUE(mixer->IsEndOfStream());
+    second->gate->Open();
+    reader.Join();
+    // The block that had been read is given, with silence for what has been broken off.
+    EXPECT_THAT(ChannelOf(*last), ElementsAre(1, 1));
     EXPECT_EQ(mixer->Read(), nullptr);
 }
 

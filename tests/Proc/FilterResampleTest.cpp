@@ -309,7 +309,8 @@ TEST(FilterResample, DedicatedFormConvertsByTheHostsConverter) {
     auto const source = MakeTone();
     auto const filter = Host::MakeFilterFactory()->CreateResample(iptr<IStreamAudio>(source), ImplNames::DEFAULT);
     Seek(*filter, 0);
-    EXPECT_EQ(filter->Read().get(), source->delivered.back()) << "without settings blocks pass as the same objects";
+    auto const block = filter->Read();
+    EXPECT_EQ(block.get(), source->delivered.back()) << "without settings blocks pass as the same objects";
     filter->SetSampleInfo({Conf::SAMPLE_FORMAT_S16, 48000, Conf::CHANNEL_LAYOUT_STEREO});
     EXPECT_EQ(filter->GetFormatCodec()->GetSampleInfo(),
               Conf::SampleInfo(Conf::SAMPLE_FORMAT_S16, 48000, Conf::CHANNEL_LAYOUT_STEREO));

@@ -73,7 +73,7 @@ struct AudioBlock {
     template <class Sample>
     AudioBlock(int format, int channels, std::vector<Sample> const& values)
         : AudioBlock(format, channels, static_cast<int>(values.size()) / channels) {
-        std::memcpy(bytes.data(), values.data(), bytes.size());
+        if (!values.empty()) std::memcpy(bytes.data(), values.data(), bytes.size());
     }
     AudioBlock(AudioBlock const&) = delete;
     AudioBlock& operator=(AudioBlock const&) = delete;
@@ -82,7 +82,7 @@ struct AudioBlock {
     template <class Sample>
     std::vector<Sample> Values() const {
         std::vector<Sample> values(bytes.size() / sizeof(Sample));
-        std::memcpy(values.data(), bytes.data(), bytes.size());
+        if (!bytes.empty()) std::memcpy(values.data(), bytes.data(), bytes.size());
         return values;
     }
 

@@ -80,7 +80,8 @@ void FilterAudioMixer::RemoveStream(iptr<IStreamAudio> const& stream) {
 }
 
 void FilterAudioMixer::RemoveStreamAt(int index) {
-    if (index < 0 || static_cast<std::size_t>(index) >= entries.size()) return;
+    // An index below 0 is beyond all that there are, too.
+    if (static_cast<std::size_t>(index) >= entries.size()) return;
     Conf::SampleInfo const before = CommonSampleInfo();
     entries.erase(entries.begin() + index);
     Conf::SampleInfo const after = CommonSampleInfo();

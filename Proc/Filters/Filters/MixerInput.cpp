@@ -108,11 +108,10 @@ void MixerInput::DropUntil(int64 start) {
     int const rate = held.front().block->GetSampleRate();
     int64 const count = Duration2SampleCount(std::min(distance, SECOND), rate);
     Hold(count);
-    bool const tooFar = distance > SECOND;
-    if (tooFar && !(ended && heldCount < count)) return;
+    if (distance > SECOND && !(ended && heldCount < count)) return;
     Drop(count);
     // The clock goes on from where all begin together, not from a microsecond beside it.
-    if (!held.empty() && !tooFar) {
+    if (!held.empty()) {
         Held& head = held.front();
         head.base = SubTime(start, SampleCount2Duration(head.offset, head.block->GetSampleRate()));
     }
