@@ -47,13 +47,15 @@ struct MixSource : AudioBlockView {
 
 // Sample arithmetic on formats of 8, 16 and 32 bits, float and double. An interleaved block and its planar sister are
 // worked on alike. Integers are multiplied by a gain in 256ths, rounded half up, and saturated; a gain of 1 gives back
-// the very same samples. Gains beyond the fixed-point word are bounded to it; one that is no number is 0. Formats that
-// aren't known throw `ProcException` with the function's name, views that are too short for the work one that says so.
-// The functions hold no state: any thread.
+// the very same samples. Gains beyond the fixed-point word are bounded to it; one that is no number is 0; of an 8-bit
+// gain the low 16 bits count. Float samples that are no number, or become so, leave as 1. Formats that aren't known
+// throw `ProcException` with the function's name, views that are too short for the work one that says so. The functions
+// hold no state: any thread.
 
 /// Sums the sources, each with its gain, into `dest`, which fixes the number of values; their `fixedGain` is written.
 /// Without a source nothing is done. Mixing 8-bit sources adds their silent level of 128 for each of them and never
-/// takes it off again: more than one can't be mixed in 8 bits.
+/// takes it off again: more than one can't be mixed in 8 bits. `dest` may be one of the sources, but not overlap one in
+/// part.
 void MixAudio(AudioBlockView& dest, std::vector<MixSource>& sources);
 
 /// `dest = source x volume`. The two may be the same block.

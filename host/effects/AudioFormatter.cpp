@@ -137,13 +137,11 @@ void AudioFormatter::TakeInto(IDataAudio& result, int count) {
 iptr<IDataAudio> AudioFormatter::Stamp(iptr<IDataAudio> block, int64 end) {
     int64 const begin = clock.GetTime();
     int const count = block->GetSampleCount();
-    if (HasValue(end)) {
+    if (HasValue(end))
         clock.Reset(end);
-        sampleIndex = SampleAt(end, rate);
-    } else {
+    else
         clock.AddSamples(rate, static_cast<uint64>(count));
-        sampleIndex = AddTime(sampleIndex, count);
-    }
+    sampleIndex = AddTime(sampleIndex, count);
     int64 const time = isTimed ? begin : NO_VALUE;
     int64 const duration = SubTime(clock.GetTime(), begin);
     if (block->GetTime() == time && block->GetDuration() == duration) return block;

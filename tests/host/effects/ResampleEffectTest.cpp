@@ -292,6 +292,14 @@ TEST(ResampleEffect, FormatsAreConvertedExactly) {
     }
 }
 
+TEST(ResampleEffect, NumbersOf32BitsKeepTheirLowBits) {
+    constexpr i32 VALUE = 0x7654321F;
+    auto const block = MakeAudio(0, 100, 44100, Conf::SAMPLE_FORMAT_S32, Conf::CHANNEL_LAYOUT_MONO);
+    std::fill_n(SamplesOf<i32>(*block), 100, VALUE);
+    auto const out = Process(*MakeEffect(Stereo(44100, Conf::SAMPLE_FORMAT_S32)), block);
+    for (int i = 0; i < 200; ++i) ASSERT_NEAR(SamplesOf<i32>(*out)[i], VALUE * std::numbers::sqrt2 / 2, 1) << i;
+}
+
 TEST(ResampleEffect, FormatConversionDoesNotDependOnTheSizesOfTheBlocks) {
     using namespace Conf;
     Signal const signal = Noise(2000, 9);
@@ -392,9 +400,8 @@ TEST(ResampleEffect, TimesThatAreALittleOffChangeNothing) {
     std::mt19937 random(3);
     for (std::size_t first = 0; first < signal.size(); first += 441) {
         int64 const off = first == 0 ? 0 : static_cast<int64>(random() % 200001) - 100000;
-        auto block = BlockOf(signal, first, 441, Mono(44100), off);
-        if (random() % 5 == 0) block->SetTime(NO_VALUE);
-        if (first == 0) block->SetTime(0);
+        auto block = BlockOf(signal, first, 441, Mono(44100), first == 441 ? 100000 : first == 882 ? -100000 : off);
+        if (random() % 5 == 0 && first > 882) block->SetTime(NO_VALUE);
         if (auto out = Process(*effect, block)) blocks.push_back(out);
     }
     for (auto& block : Drain(*effect)) blocks.push_back(block);

@@ -104,8 +104,7 @@ TEST(SpectrumForm, RefusesAStreamThatIsNotThere) {
         SpectrumFormOptions spectrum;
         spectrum.stream = stream;
         EXPECT_EQ(MessageOf<GraphException>([&] { MakeSpectrumGraph(Film(), spectrum, {}); }),
-                  Film() + ": there is no audio stream number " + std::to_string(stream) +
-                      ", only 2, counted from 0");
+                  Film() + ": there is no audio stream number " + std::to_string(stream) + ", only 2, counted from 0");
     }
     EXPECT_EQ(MessageOf<Core::IOException>([&] { MakeSpectrumGraph("missing.wav", {}, {}); }),
               "missing.wav: there is no such file");
