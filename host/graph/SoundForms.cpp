@@ -94,11 +94,6 @@ Conf::SampleInfo InfoOf(StreamInfo const& info) {
     return format ? format->GetSampleInfo() : Conf::SampleInfo();
 }
 
-/// Whether a stream holds something to read.
-bool HasContent(MediaFile const& file, StreamInfo const& info) {
-    return info.HasPackets() && file.GetIndex(info.index).GetCount() != 0;
-}
-
 // Mixing.
 
 /// The first audio stream; what else the file holds is told.
@@ -171,7 +166,8 @@ class VolumeMaker {
         : maker(maker), file(file), container(maker.GetContainer()), factor(factor) {}
 
     void Add(StreamInfo const& info) {
-        if (!HasContent(file, info)) return maker.WarnLeftOut(file, info, "it holds no packets");
+        if (!info.HasPackets()) return maker.WarnLeftOut(file, info, "");
+        if (file.GetIndex(info.index).GetCount() == 0) return maker.WarnLeftOut(file, info, "it holds no packets");
         bool const another = std::find(taken.begin(), taken.end(), info.kind) != taken.end();
         if (container && another && HoldsOneOfAKind(*container))
             return maker.WarnLeftOut(file, info, std::string(container->name) + " holds one stream of a kind");

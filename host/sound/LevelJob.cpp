@@ -60,8 +60,9 @@ Json LevelJson(LevelMeter::Level const& level) {
     return {{"peak", level.peak}, {"rms", level.rms}};
 }
 
-/// "0.5 (-6.0 dBFS)".
+/// "0.500000 (-6.02 dBFS)".
 std::string LevelText(double level) {
+    if (std::isnan(level)) return "not a number";
     char text[64];
     if (level > 0)
         std::snprintf(text, sizeof text, "%.6f (%.2f dBFS)", level, 20 * std::log10(level));

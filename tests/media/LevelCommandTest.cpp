@@ -188,6 +188,14 @@ TEST(LevelCommand, TheTextTellsLevelsAndDecibels) {
     EXPECT_EQ("", result.errors);
 }
 
+TEST(LevelCommand, SamplesThatAreNoNumbersMakeTheRmsNone) {
+    std::string const path = SoundClip("level-nan.wav", "aevalsrc='0/0':s=8000:d=1", {"-c:a", "pcm_f32le"});
+    Json const level = Level(path);
+    EXPECT_EQ(0.0, level["peak"]);
+    EXPECT_TRUE(level["rms"].is_null());
+    EXPECT_THAT(RunTarsel({"level", path}).output, HasSubstr("all: peak 0.000000 (-inf dBFS), rms not a number\n"));
+}
+
 TEST(LevelCommand, AStreamWithoutSamplesIsSilentAndToldOf) {
     ScratchFolder const folder;
     // A header alone: no sample follows.

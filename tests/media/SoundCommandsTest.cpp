@@ -224,6 +224,8 @@ TEST_F(Sound, VolumesMayStandInOneListAndAnywhere) {
     EXPECT_EQ(apart, ReadWholeFile(Make({"mix", "--volume", "80,50", Noise(), Sines()})));
     EXPECT_EQ(apart, ReadWholeFile(Make({"mix", Noise(), Sines(), "--volume=80", "--volume=50"})));
     EXPECT_NE(apart, ReadWholeFile(Make({"mix", Noise(), Sines(), "--volume", "50", "--volume", "80"})));
+    EXPECT_EQ(ReadWholeFile(Make({"mix", Noise(), Sines(), "--volume", "-50", "--volume", "80"}, "a.wav")),
+              ReadWholeFile(Make({"mix", Noise(), Sines(), "--volume=-50,80"}, "b.wav")));
 }
 
 TEST_F(Sound, ASecondNumberBehindVolumeIsAnInputAndNeverSwallowed) {
