@@ -88,6 +88,8 @@ void EncodeVideo(OutputTrack& track, iptr<Proc::IStreamVideo> const& pictures, E
     options.purpose = VideoEncoderOptions::Purpose::Encode;
     options.codecId = choice.codec;
     options.quality = choice.quality;
+    // Drawn pictures are there to be looked at; those of a file keep what they have.
+    options.forEveryPlayer = !track.node->origin.file;
     iptr<Proc::IStreamVideo> last = track.fitted;
     if (container == "avi") {
         // AVI's ticks are pictures: finer ones would be filled with empty packets. It tells one time of each picture,

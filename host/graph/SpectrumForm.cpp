@@ -6,6 +6,7 @@
 #include "contracts/Proc/IFilterFactoryRegistrator.h"
 #include "contracts/Proc/ImplNames.h"
 #include "contracts/Proc/SettingsFilterAudioFormatter.h"
+#include "contracts/Proc/SettingsFilterResample.h"
 #include "host/graph/GraphChecks.h"
 #include "host/graph/GraphErrors.h"
 #include "host/graph/SettingsCatalog.h"
@@ -75,9 +76,14 @@ ShortFormGraph MakeSpectrumGraph(std::string const& input, SpectrumFormOptions c
     NodeId const drawn = addSource();
     // A stream has one reader.
     NodeId const heard = spectrum.withAudio ? addSource() : 0;
+    // One channel in front: of several the drawing leaves frames out, which doubles all frequencies of stereo.
+    // Integers, because the converter takes the mean of the channels for them.
+    Conf::SampleInfo const mono(Conf::SAMPLE_FORMAT_S32, -1, Conf::DefaultChannelLayout(1));
+    NodeId const single =
+        addFilter(SettingsFilterResample::CLASS_ID, Settings2Property(SettingsFilterResample(mono)), drawn);
     NodeId const blocks =
         addFilter(SettingsFilterAudioFormatter::CLASS_ID,
-                  Settings2Property(SettingsFilterAudioFormatter(SpectrumPeriod(spectrum.picture))), drawn);
+                  Settings2Property(SettingsFilterAudioFormatter(SpectrumPeriod(spectrum.picture))), single);
     NodeId const pictures = addFilter(FilterSlots::AUDIO_HISTOGRAM.name, std::move(settings), blocks);
 
     document.output.file = options.output;

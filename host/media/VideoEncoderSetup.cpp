@@ -75,7 +75,9 @@ void ChoosePixelFormat(Setup& setup, AVCodecParameters const* native) {
         if (setup.IsRecoding())
             TARSEL_THROW(Proc::EncoderException, std::string("Encoder ") + setup.codec->name +
                                                      " can't keep the pixel format " + (name ? name : "?"));
-        format = avcodec_find_best_pix_fmt_of_list(setup.codec->pix_fmts, format, 0, nullptr);
+        bool const shownEverywhere = setup.options.forEveryPlayer && IsListed(*setup.codec, AV_PIX_FMT_YUV420P);
+        format = shownEverywhere ? AV_PIX_FMT_YUV420P
+                                 : avcodec_find_best_pix_fmt_of_list(setup.codec->pix_fmts, format, 0, nullptr);
     }
     setup.context->pix_fmt = format;
 }

@@ -33,6 +33,9 @@ struct VideoEncoderOptions {
     bool fixedGroups = false;
     /// Constant quality on the codec's own scale, see `QualityScaleOf`. Not set: the scale's standard.
     std::optional<int> quality;
+    /// Pictures that must be converted for the codec get 8 bits and a quarter of the colour (4:2:0), as every player
+    /// shows them, instead of what keeps most of them.
+    bool forEveryPlayer = false;
     /// Whether the stream's ticks are pictures of its rate, instead of the source's.
     bool ticksOfRate = false;
 };

@@ -274,6 +274,27 @@ TEST_F(Spectrum, VideoShowsEachToneInItsBar) {
     }
 }
 
+TEST_F(Spectrum, ATonesBarIsTheSameInAnyNumberOfChannels) {
+    for (char const* const channels : {"2", "6"}) {
+        std::string const name = std::string("spectrum-") + channels + ".wav";
+        auto const clip = MakeClip(name, {"-i", Tones(), "-ac", channels, "-c:a", "pcm_s16le"});
+        EXPECT_EQ(LOW_BAR, HighestBar(MakePicture({clip, "--at", "1"}))) << channels;
+        EXPECT_EQ(HIGH_BAR, HighestBar(MakePicture({clip, "--at", "4"}))) << channels;
+    }
+}
+
+TEST_F(Spectrum, VideoIsOfTheKindThatEveryPlayerShows) {
+    for (auto const& [ending, codec] :
+         {std::pair("mp4", "h264"), std::pair("mkv", "hevc"), std::pair("webm", "vp9"), std::pair("avi", "mpeg4")}) {
+        Messages messages;
+        auto const pictures = DecodePictures(
+            Make({Tones(), "--size", "128x72", "--rate", "5", "--video-codec", codec}, std::string("out.") + ending), 0,
+            messages);
+        ASSERT_FALSE(pictures.empty()) << codec;
+        EXPECT_EQ(0, pictures[0].pixelFormat) << codec << ": 4:2:0 of 8 bits";
+    }
+}
+
 TEST_F(Spectrum, VideoIsAsLongAsTheSound) {
     for (auto const& [rate, count] : {std::pair("25", 125U), std::pair("30", 150U), std::pair("10", 50U),
                                       std::pair("1", 5U), std::pair("120", 600U)}) {
@@ -339,9 +360,8 @@ TEST_F(Spectrum, PictureIsTheOneOfTheVideo) {
     for (int const number : {0, 1, 17, 48, 49}) {
         // Anywhere within the picture.
         std::string const at = std::to_string(number * FRAME + number * 3001 % FRAME) + "us";
-        RunFFmpeg({"-i", Make({Sweep(), "--at", at}, "out.png"), "-c:v", "ffv1", "-pix_fmt", "yuv444p",
+        RunFFmpeg({"-i", Make({Sweep(), "--at", at}, "out.png"), "-c:v", "ffv1", "-pix_fmt", "yuv420p",
                    folder / "picture.mkv"});
-        // RGB is encoded with all of its colour.
         auto const picture = DecodePictures(folder / "picture.mkv", 0, messages);
         ASSERT_EQ(1U, picture.size());
         std::vector<double> likeness;

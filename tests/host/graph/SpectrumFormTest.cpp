@@ -38,16 +38,19 @@ TEST(SpectrumForm, IsSoundCutIntoPictureLengthsAndDrawn) {
     ASSERT_EQ(document.sources.size(), 1U);
     EXPECT_EQ(document.sources[0].file, Film());
     EXPECT_EQ(document.sources[0].stream, (StreamSelector{StreamKind::Audio, 1}));
-    ASSERT_EQ(document.filters.size(), 2U);
-    EXPECT_EQ(document.filters[0].classId, "SettingsFilterAudioFormatter");
-    EXPECT_EQ(document.filters[0].settings["PacketDuration"].GetInt64(), 40000);
+    ASSERT_EQ(document.filters.size(), 3U);
+    EXPECT_EQ(document.filters[0].classId, "SettingsFilterResample");
+    EXPECT_EQ(document.filters[0].settings["ChannelLayout"].GetInt64(), 4) << "mono";
     EXPECT_EQ(document.filters[0].inputs, std::vector<NodeId>{document.sources[0].id});
-    EXPECT_EQ(document.filters[1].classId, "FilterAudioHistogram");
-    EXPECT_EQ(document.filters[1].settings["BarCount"].GetInt64(), 7);
+    EXPECT_EQ(document.filters[1].classId, "SettingsFilterAudioFormatter");
+    EXPECT_EQ(document.filters[1].settings["PacketDuration"].GetInt64(), 40000);
     EXPECT_EQ(document.filters[1].inputs, std::vector<NodeId>{document.filters[0].id});
+    EXPECT_EQ(document.filters[2].classId, "FilterAudioHistogram");
+    EXPECT_EQ(document.filters[2].settings["BarCount"].GetInt64(), 7);
+    EXPECT_EQ(document.filters[2].inputs, std::vector<NodeId>{document.filters[1].id});
     ASSERT_EQ(document.output.streams.size(), 1U);
     EXPECT_EQ(document.output.file, "out.mp4");
-    EXPECT_EQ(document.output.streams[0].input, document.filters[1].id);
+    EXPECT_EQ(document.output.streams[0].input, document.filters[2].id);
     EXPECT_EQ(document.output.streams[0].codec, "mpeg4");
     EXPECT_EQ(document.output.streams[0].quality, 5);
 }
