@@ -176,6 +176,37 @@ TEST(MonoSignal, RefusesPlanesThatDoNotLieBackToBack) {
     EXPECT_THROW(AppendMono(block, ALL, values), ProcException);
 }
 
+/// A block of another class than the usual one, which tells of no channels.
+class NoChannels : public IDataAudio, public RefCounted {
+  public:
+    int64 GetDuration() const override { return 0; }
+    void SetDuration(int64) override {}
+    int64 GetTime() const override { return 0; }
+    void SetTime(int64) override {}
+    void CutBegin(int64) override {}
+    void Cut(int64, int64) override {}
+    void CutEnd(int64) override {}
+    int GetChannelCount() const override { return 0; }
+    int GetSampleRate() const override { return 48000; }
+    int GetSampleCount() const override { return 100; }
+    Conf::SampleFormats GetSampleFormat() const override { return Conf::SAMPLE_FORMAT_S16; }
+    Conf::SampleInfo GetSampleInfo() const override { return {Conf::SAMPLE_FORMAT_S16, 48000, 0}; }
+    AVFrame* GetAVFrame() override { return nullptr; }
+    void Silence() override {}
+    void SetSampleRate(int) override {}
+    iptr<IBlob> GetBlob() override { return nullptr; }
+    void CutSamplesBegin(int) override {}
+    void CutSamplesEnd(int) override {}
+    iptr<IDataAudio> Clone(bool) const override { return nullptr; }
+    void MakeWritable() override {}
+};
+
+TEST(MonoSignal, RefusesABlockWithoutChannels) {
+    std::vector<double> values;
+    EXPECT_EQ(MessageOf<FilterException>([&] { AppendMono(MakeShared<NoChannels>(), ALL, values); }),
+              "Audio source gives a block without channels");
+}
+
 using Spectrum = FourierTransform::Spectrum;
 
 BarSettings Linear(uint32 barCount, int sampleRate = 15804, uint32 limit = 1000) {
