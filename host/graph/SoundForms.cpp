@@ -206,10 +206,18 @@ class VolumeMaker {
         return true;
     }
 
+    std::string WhyNoPackets(StreamInfo const& info) const {
+        if (!container) return {};
+        AVCodecParameters const& parameters = *info.native->parameters;
+        // One time a picture: those that wait for a later one would come behind the sound.
+        if (info.kind == StreamKind::Video && IsAvi(*container) && parameters.video_delay > 0)
+            return "avi can't tell the times of pictures that are shown out of order";
+        return WhyNotCarried(*container, info.kind, parameters.codec_id);
+    }
+
     /// As packets where they fit.
     bool AddOther(StreamInfo const& info) {
-        std::string const why =
-            container ? WhyNotCarried(*container, info.kind, info.native->parameters->codec_id) : std::string();
+        std::string const why = WhyNoPackets(info);
         bool const packets = why.empty();
         if (!packets && (info.kind != StreamKind::Video || !EncodesPictures(*container))) {
             maker.WarnLeftOut(file, info, why);

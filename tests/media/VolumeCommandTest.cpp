@@ -217,6 +217,18 @@ TEST_F(Volume, WhatTheContainerCannotHoldIsLeftOutOrEncodedAnew) {
     EXPECT_NEAR(FlashOf(webm, 0), BeepOf(webm, 1), 20000);
 }
 
+TEST_F(Volume, PicturesThatAviWouldPutBehindTheSoundAreEncodedAnew) {
+    std::string const avi = Make({Film("mp4"), "--gain", "0.5"}, "out.avi");
+    EXPECT_THAT(errors, HasSubstr("is encoded anew: avi can't tell the times of pictures that are shown out of order"));
+    EXPECT_NEAR(FlashOf(avi, 0), BeepOf(avi, 1), 20000);
+    // Without such pictures the packets go along.
+    RunFFmpeg({"-i", Film("mp4"), "-c:v", "mpeg4", "-bf", "0", "-c:a", "copy", folder / "plain.mp4"});
+    std::string const copied = Make({folder / "plain.mp4", "--gain", "0.5"}, "copied.avi");
+    EXPECT_THAT(errors, Not(HasSubstr("encoded anew")));
+    EXPECT_EQ("mpeg4", InspectFile(copied).First(StreamKind::Video)->codec);
+    EXPECT_NEAR(FlashOf(copied, 0), BeepOf(copied, 1), 20000);
+}
+
 TEST_F(Volume, TitlesChaptersAndAttachmentsGoAlong) {
     std::string const texts = MakeTextFile("volume-chapters.txt",
                                            ";FFMETADATA1\ntitle=A title\n[CHAPTER]\nTIMEBASE=1/1000\nSTART=0\n"
