@@ -24,9 +24,8 @@ class TARSEL_HOST_EXPORT ContinuousAudio : public CodecStream<Proc::IStreamAudio
     enum class Start {
         /// At the first block.
         AtFirstBlock,
-        /// At the position sought, 0 without a seek: what the first block lacks is silence, what lies ahead of it is
-        /// cut
-        /// off, to the sample. Streams that are read side by side stay aligned.
+        /// At the position sought, 0 without a seek: what the first block lacks is silence, what lies ahead of the
+        /// position is cut off, to the sample. Streams that are read side by side stay aligned.
         AtSeek,
     };
 
