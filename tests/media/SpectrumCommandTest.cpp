@@ -236,7 +236,7 @@ TEST_F(Spectrum, PrintGraphPrintsAFileThatRuns) {
                                     "--background", "102030", "--with-audio"});
     ASSERT_EQ(0, printed.exitCode) << printed.errors;
     EXPECT_THAT(folder.List(), IsEmpty());
-    auto const settings = nlohmann::json::parse(printed.output).at("filters")[1].at("settings");
+    auto const settings = nlohmann::json::parse(printed.output).at("filters")[2].at("settings");
     EXPECT_EQ("Logarithmic", settings.at("Scale"));
     EXPECT_EQ(7, settings.at("BarCount"));
     EXPECT_EQ(0x102030, settings.at("BackgroundColour"));
