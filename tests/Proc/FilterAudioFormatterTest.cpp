@@ -14,6 +14,7 @@
 #include "contracts/Proc/Time.h"
 #include "host/graph/Factories.h"
 #include "tests/support/Builders.h"
+#include "tests/support/EmptyBlocksStream.h"
 #include "tests/support/Matchers.h"
 #include "tests/support/ScriptedEngines.h"
 
@@ -293,6 +294,17 @@ TEST(FilterAudioFormatter, BehindReleaseTheClockBeginsAtZeroUntilASeek) {
     EXPECT_THAT(filter->Read(), IsAudio(0, 4800));
     Seek(*filter, 500000);
     EXPECT_THAT(filter->Read(), IsAudio(500000, 4800));
+}
+
+TEST(FilterAudioFormatter, SourceThatGivesEmptyBlocksForEverIsAFailureAndCanBeSoughtAgain) {
+    auto const source = MakeShared<EmptyBlocksStream>();
+    auto const filter = MakeFilter(source, 100000);
+    EXPECT_EQ(MessageOf<FilterException>([&] { filter->Read(); }), EMPTY_BLOCKS_TEXT);
+    EXPECT_EQ(source->reads, 100000);
+    Seek(*filter, 0);
+    source->watched = filter.get();
+    source->endAt = 100010;
+    EXPECT_EQ(filter->Read(), nullptr) << "an end that is set meanwhile ends the search for samples";
 }
 
 TEST(FilterAudioFormatter, BehindASeekToTheGridReadingGivesWhatReadingStraightThroughGives) {
