@@ -350,5 +350,13 @@ TEST(FilterAudioFormatter, BehindAnySeekSamplesRunOnFromTheBlockOfTheSource) {
     }
 }
 
+TEST(FilterAudioFormatter, ItsRowRefusesSettingsOfAnotherClassAndReleasesTheHalfBuiltFilter) {
+    auto const source = MakeNumbers(100, 48000, {100});
+    EXPECT_THROW(Host::MakeFilterFactory()->CreateAudio(SettingsFilterAudioFormatter::CLASS_ID, ImplNames::TARSEL,
+                                                        source, OtherSettings()),
+                 std::bad_cast);
+    EXPECT_EQ(source->GetRefCountImpl(), 1U);
+}
+
 }  // namespace
 }  // namespace Tarsel::Proc
