@@ -14,6 +14,7 @@
 #include "contracts/Proc/Time.h"
 #include "host/graph/Factories.h"
 #include "tests/support/Builders.h"
+#include "tests/support/EmptyBlocksStream.h"
 #include "tests/support/Matchers.h"
 #include "tests/support/ScriptedEngines.h"
 
@@ -295,6 +296,17 @@ TEST(FilterAudioFormatter, BehindReleaseTheClockBeginsAtZeroUntilASeek) {
     EXPECT_THAT(filter->Read(), IsAudio(500000, 4800));
 }
 
+TEST(FilterAudioFormatter, SourceThatGivesEmptyBlocksForEverIsAFailureAndCanBeSoughtAgain) {
+    auto const source = MakeShared<EmptyBlocksStream>();
+    auto const filter = MakeFilter(source, 100000);
+    EXPECT_EQ(MessageOf<FilterException>([&] { filter->Read(); }), EMPTY_BLOCKS_TEXT);
+    EXPECT_EQ(source->reads, 100000);
+    Seek(*filter, 0);
+    source->watched = filter.get();
+    source->endAt = 100010;
+    EXPECT_EQ(filter->Read(), nullptr) << "an end that is set meanwhile ends the search for samples";
+}
+
 TEST(FilterAudioFormatter, BehindASeekToTheGridReadingGivesWhatReadingStraightThroughGives) {
     for (int const rate : {11025, 44100}) {
         // A block of the source each 200 ms: where one begins, the grid has a line.
@@ -336,6 +348,14 @@ TEST(FilterAudioFormatter, BehindAnySeekSamplesRunOnFromTheBlockOfTheSource) {
         }
         ASSERT_EQ(next, rate * 2) << "seed " << seed;
     }
+}
+
+TEST(FilterAudioFormatter, ItsRowRefusesSettingsOfAnotherClassAndReleasesTheHalfBuiltFilter) {
+    auto const source = MakeNumbers(100, 48000, {100});
+    EXPECT_THROW(Host::MakeFilterFactory()->CreateAudio(SettingsFilterAudioFormatter::CLASS_ID, ImplNames::TARSEL,
+                                                        source, OtherSettings()),
+                 std::bad_cast);
+    EXPECT_EQ(source->GetRefCountImpl(), 1U);
 }
 
 }  // namespace

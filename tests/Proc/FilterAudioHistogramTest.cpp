@@ -11,6 +11,7 @@
 #include "contracts/Proc/IStreamVisitor.h"
 #include "contracts/Proc/Time.h"
 #include "tests/Proc/HistogramReference.h"
+#include "tests/support/EmptyBlocksStream.h"
 #include "tests/support/Matchers.h"
 #include "tests/support/OtherSettings.h"
 #include "tests/support/ScriptedStream.h"
@@ -254,30 +255,15 @@ TEST(FilterAudioHistogram, TimeWithoutSamplesEndsThePictures) {
     EXPECT_THAT(filter->Read(), IsVideo(40000, 40000)) << "a further read goes on";
 }
 
-/// A source that gives blocks without samples for ever.
-class EmptyBlocks : public ScriptedAudio {
-  public:
-    EmptyBlocks() : ScriptedAudio(std::vector<Step>()) {}
-    iptr<IDataAudio> Read() override {
-        if (IsEndOfStream()) return nullptr;
-        if (++reads == endAt) watched->SetEndOfStream();
-        return MakeAudio(0, 0);
-    }
-    int reads = 0;
-    int endAt = 0;
-    IStream* watched = nullptr;  // the filter, which outlives every read
-};
-
 TEST(FilterAudioHistogram, SourceThatGivesEmptyBlocksForEverIsAFailure) {
-    auto const source = MakeShared<EmptyBlocks>();
+    auto const source = MakeShared<EmptyBlocksStream>();
     auto const filter = MakeFilter(source);
-    EXPECT_EQ(MessageOf<FilterException>([&] { filter->Read(); }),
-              "Audio source gave 100000 blocks in a row without samples");
+    EXPECT_EQ(MessageOf<FilterException>([&] { filter->Read(); }), EMPTY_BLOCKS_TEXT);
     EXPECT_EQ(source->reads, 100000);
 }
 
 TEST(FilterAudioHistogram, EndThatIsSetMeanwhileEndsTheSearchForSamples) {
-    auto const source = MakeShared<EmptyBlocks>();
+    auto const source = MakeShared<EmptyBlocksStream>();
     auto const filter = MakeFilter(source);
     source->watched = filter.get();
     source->endAt = 10;

@@ -17,6 +17,7 @@
 #include "contracts/Proc/Time.h"
 #include "host/graph/Factories.h"
 #include "tests/support/Builders.h"
+#include "tests/support/EmptyBlocksStream.h"
 #include "tests/support/IdleEffect.h"
 #include "tests/support/Matchers.h"
 #include "tests/support/ScriptedEngines.h"
@@ -389,6 +390,17 @@ TEST(FilterResample, NothingOfWhatStoodInFrontOfASeekComesOutBehindIt) {
     Seek(*filter, 1500000);
     auto const first = filter->Read();
     EXPECT_EQ(first->GetTime(), SampleCount2Duration(int64{1500000} * RATE / SECOND / BLOCK * BLOCK, RATE));
+}
+
+TEST(FilterResample, SourceThatGivesEmptyBlocksForEverIsAFailureAndCanBeSoughtAgain) {
+    auto const source = MakeShared<EmptyBlocksStream>();
+    auto const filter = MakeFilter(source, MONO_96);
+    EXPECT_EQ(MessageOf<FilterException>([&] { filter->Read(); }), EMPTY_BLOCKS_TEXT);
+    EXPECT_EQ(source->reads, 100000);
+    Seek(*filter, 0);
+    source->watched = filter.get();
+    source->endAt = 100010;
+    EXPECT_EQ(filter->Read(), nullptr) << "an end that is set meanwhile ends the search for samples";
 }
 
 TEST(FilterResample, SettingsOfAnotherClassAreABadCastAndTheHalfBuiltFilterIsReleased) {

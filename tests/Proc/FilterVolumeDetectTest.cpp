@@ -12,6 +12,7 @@
 #include "contracts/Proc/ImplNames.h"
 #include "host/graph/FilterRegistry.h"
 #include "tests/support/Builders.h"
+#include "tests/support/EmptyBlocksStream.h"
 #include "tests/support/Matchers.h"
 #include "tests/support/ScriptedStream.h"
 #include "tests/support/Sound.h"
@@ -143,6 +144,29 @@ TEST(FilterVolumeDetect, CountedAudioOfAnyLengthDoesNotOverflow) {
     auto const detector = Detected(
         Playing({MakeMono(-5, LARGEST, {}), MakeMono(-4, LARGEST, {}), Peaking(0.5, -3), Peaking(0.9, NO_VALUE)}));
     EXPECT_EQ(detector->GetLevel(), 0.5);
+}
+
+TEST(FilterVolumeDetect, SourceThatGivesEmptyBlocksForEverIsAFailureAndTheLevelIsThatOfTheBlocksInFront) {
+    auto const source = MakeShared<EmptyBlocksStream>();
+    auto const detector = FilterVolumeDetect::Create();
+    EXPECT_EQ(MessageOf<FilterException>([&] { detector->Detect(source); }), EMPTY_BLOCKS_TEXT);
+    EXPECT_EQ(source->reads, 100000);
+    EXPECT_EQ(CountOf(*detector), 100000);
+    // 0 and below 0 are no durations either.
+    auto const standing = Endless(
+        100001, [](int64 index) { return index == 0 ? Peaking(0.5, NO_VALUE) : MakeMono(0, index % 2 ? 0 : -1, {}); });
+    EXPECT_EQ(MessageOf<FilterException>([&] { detector->Detect(standing); }), EMPTY_BLOCKS_TEXT);
+    EXPECT_EQ(detector->GetLevel(), 0.5);
+}
+
+TEST(FilterVolumeDetect, EmptyBlocksBetweenOthersAreNotTheirNumberInARow) {
+    // 99999 empty ones, then one that brings the count on by a second, or has a sample.
+    auto const source = Endless(300001, [](int64 index) {
+        if (index == 300000) return iptr<IDataAudio>();
+        if (index % 100000 != 99999) return MakeMono(NO_VALUE, 0, {});
+        return index == 99999 ? MakeMono(NO_VALUE, SECOND, {}) : Peaking(0.25, NO_VALUE);
+    });
+    EXPECT_EQ(Detected(source)->GetLevel(), 0.25);
 }
 
 TEST(FilterVolumeDetect, EveryDetectionBeginsAnewAndItsBlocksAreAddedToTheCount) {

@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "Proc/Filters/Filters/EmptyBlocks.h"
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/IStreamVisitor.h"
 #include "contracts/Proc/ImplNames.h"
@@ -84,16 +85,19 @@ void FilterAudioFormatter::AcceptInternal(IStreamVisitor& visitor) {
 
 iptr<IDataAudio> FilterAudioFormatter::ReadInternal() {
     Core::RecursiveMutexLock const guard(lock);
+    Details::EmptyBlocks emptyBlocks;
     while (!IsEndOfStream()) {
         iptr<IDataAudio> block = formatter->Pop(packetDuration, false);
         bool ended = false;
         if (!block) {
             iptr<IDataAudio> const input = parentStream->Read();
             ended = !input;
-            if (ended)
+            if (ended) {
                 block = formatter->Pop(packetDuration, true);
-            else
+            } else {
                 formatter->Push(input);
+                emptyBlocks.Count(input->GetSampleCount() <= 0);
+            }
         }
         if (block) ++blocksRead;
         if (block || ended) return block;

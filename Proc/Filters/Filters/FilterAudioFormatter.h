@@ -14,8 +14,9 @@ namespace Tarsel::Proc {
 /// Goes in: one stream of sound. Comes out: its samples in blocks of the packet duration, on the grid that the first
 /// block's time begins; the last one of a stream is shorter. Seek: the cutter forgets what it holds, the source is
 /// sought, and the first block behind it sets the clock: where it begins on the grid, what follows is what reading
-/// straight through gives. End: the rest of the stream, then null. Threads: one consumer; the settings and
-/// `GetStatistic` from any thread, but they wait for a read that is under way.
+/// straight through gives. End: the rest of the stream, then null. A source of 100000 blocks in a row without samples
+/// is a `FilterException`. Threads: one consumer; the settings and `GetStatistic` from any thread, but they wait for a
+/// read that is under way.
 class FilterAudioFormatter final : public StreamImpl<IStreamAudio, IStreamAudio>,
                                    public virtual IFilterAudioFormatter,
                                    public virtual IStreamAudioEx {

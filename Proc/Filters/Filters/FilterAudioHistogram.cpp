@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <limits>
-#include <string>
 #include <utility>
 
 #include "Proc/Algorithms/MonoSignal.h"
 #include "Proc/Algorithms/SpectrumBars.h"
+#include "Proc/Filters/Filters/EmptyBlocks.h"
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/DataVideoFF.h"
 #include "contracts/Proc/IStreamVisitor.h"
@@ -17,8 +17,6 @@ namespace Tarsel::Proc {
 namespace {
 
 constexpr uint32 LARGEST_SIDE = 16384;
-/// Empty blocks in a row behind which a source is taken for one that gives nothing else.
-constexpr int EMPTY_BLOCKS_LIMIT = 100000;
 
 int RateOf(IStreamAudio const& source) {
     iptr<Conf::IFormatCodecAudio const> const format = source.GetFormatCodec();
@@ -121,16 +119,13 @@ int64 FilterAudioHistogram::Collect(iptr<IDataAudio> block) {
     // No spectrum looks at more.
     std::size_t const limit = SpectrumSize(std::numeric_limits<std::size_t>::max(), settings.GetPicturesPerSecond());
     int64 total = 0;
-    int emptyBlocks = 0;
+    Details::EmptyBlocks emptyBlocks;
     while (block) {
         AppendMono(block, limit, signal);
         int64 const length = LengthOf(*block);
         total = AddTime(total, length);
         if (total >= GetPeriod() || IsEndOfStream()) break;
-        emptyBlocks = length > 0 ? 0 : emptyBlocks + 1;
-        if (emptyBlocks >= EMPTY_BLOCKS_LIMIT)
-            TARSEL_THROW(FilterException,
-                         "Audio source gave " + std::to_string(emptyBlocks) + " blocks in a row without samples");
+        emptyBlocks.Count(length <= 0);
         block = parentStream->Read();
     }
     return total;

@@ -17,10 +17,10 @@ namespace Tarsel::Proc {
 /// the blocks of the first stream that still runs and with their times; the others give just as many samples, and what
 /// is left of their blocks goes into the next mix. Seek: all streams are sought; they may land apart, so those that lie
 /// up to a second in front of the latest one drop the samples ahead of it. Reading after a seek equals reading straight
-/// through where all streams have times and the same rate. End: a stream that has ended is left out, and when all have,
-/// null. Threads: one consumer, which adds and removes the streams and sets their volumes, too; no lock is taken.
-/// `SetEndOfStream`, `IsEndOfStream`, `GetDuration`, `GetFormatCodec` and `GetStatistic` from any thread while no
-/// stream is added or removed.
+/// through where all streams have times, begin together and have the same rate. End: a stream that has ended is left
+/// out, and when all have, null. Threads: one consumer, which adds and removes the streams and sets their volumes, too;
+/// no lock is taken. `SetEndOfStream`, `IsEndOfStream`, `GetDuration`, `GetFormatCodec` and `GetStatistic` from any
+/// thread while no stream is added or removed.
 class FilterAudioMixer final : public virtual IFilterAudioMixer, public RefCounted {
   public:
     /// The factory's way in. A null factory throws `std::invalid_argument`.

@@ -3,6 +3,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "Proc/Filters/Filters/EmptyBlocks.h"
 #include "contracts/Conf/IPreset.h"
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/IStreamVisitor.h"
@@ -97,12 +98,15 @@ void FilterResample::AcceptInternal(IStreamVisitor& visitor) {
 
 iptr<IDataAudio> FilterResample::ReadInternal() {
     Core::RecursiveMutexLock const guard(lock);
+    Details::EmptyBlocks emptyBlocks;
     while (!IsEndOfStream()) {
         iptr<IDataAudio> data = parentStream->Read();
         bool const hadInput = data != nullptr;
+        bool const isEmpty = hadInput && data->GetSampleCount() <= 0;
         resampler->Process(data);
         if (data) ++blocksRead;
         if (data || !hadInput) return data;
+        emptyBlocks.Count(isEmpty);
     }
     return nullptr;
 }

@@ -16,8 +16,9 @@ namespace Tarsel::Proc {
 /// Goes in: one stream of sound. Comes out: what the converter makes of it, in blocks of its sizes and with its times.
 /// Seek: the converter forgets what it holds, and the source is sought. Behind it a conversion that keeps the rate
 /// gives what reading straight through gives; with a changed rate times and counts are those of a stream that begins
-/// there, and samples come near to those of reading on. End: the converter is drained, then null. Threads: one
-/// consumer; the settings and `GetStatistic` from any thread, but they wait for a read that is under way.
+/// there, and samples come near to those of reading on. End: the converter is drained, then null. A source of 100000
+/// blocks in a row without samples is a `FilterException`. Threads: one consumer; the settings and `GetStatistic` from
+/// any thread, but they wait for a read that is under way.
 class FilterResample final : public StreamImpl<IStreamAudio, IStreamAudio>,
                              public virtual IFilterResample,
                              public virtual IStreamAudioEx {

@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "Proc/Algorithms/AudioAlg.h"
+#include "Proc/Filters/Filters/EmptyBlocks.h"
 #include "contracts/Core/Exception.h"
 #include "contracts/Core/Time.h"
 #include "contracts/Proc/Time.h"
@@ -38,12 +39,14 @@ void FilterVolumeDetect::Detect(iptr<IStreamAudio> const& stream) {
     stream->DoSeek();
     AudioTime counted;
     counted.Reset(0);
+    Details::EmptyBlocks emptyBlocks;
     while (iptr<IDataAudio> const block = stream->Read()) {
         int64 const time = HasValue(block->GetTime()) ? block->GetTime() : counted.GetTime();
         if (time > LONGEST_LOOK) return;
         ++blocksRead;
         level = std::max(level, EstimateLevel(AudioBlockView(block)).first);
         CountBlock(*block, counted);
+        emptyBlocks.Count(block->GetSampleCount() <= 0 && block->GetDuration() <= 0);
     }
 }
 

@@ -16,8 +16,9 @@ class FilterVolumeDetect final : public virtual IFilterVolumeDetect, public RefC
     /// The factory of the registry.
     static iptr<IFilterVolumeDetect> Create();
 
-    /// Throws `std::invalid_argument` "stream is NULL". What the stream throws passes through, and what `EstimateLevel`
-    /// throws for formats that it doesn't know; the level is then that of the blocks in front.
+    /// Throws `std::invalid_argument` "stream is NULL", and `FilterException` for a stream that gives 100000 blocks in
+    /// a row without samples and without a duration. What the stream throws passes through, and what `EstimateLevel`
+    /// throws for formats that it doesn't know. The level is then that of the blocks in front.
     void Detect(iptr<IStreamAudio> const& stream) override;
     Core::Property GetStatistic() override;
     double GetLevel() override { return level; }

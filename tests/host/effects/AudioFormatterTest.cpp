@@ -172,6 +172,16 @@ TEST(AudioFormatter, SamplesStayWithTheClockThroughAllMixturesOfDurations) {
     EXPECT_GT(given, 40000);
 }
 
+TEST(AudioFormatter, StepOfASampleGivesOneAlsoWhereTheClockIsBehindTheSamples) {
+    // The clock stands at 850 us: a step of 23 us ends nearest to the sample that is next already.
+    AudioFormatter formatter;
+    formatter.Push(Numbers(805, 0, 2, 44100));
+    EXPECT_THAT(formatter.Pop(0, false), IsPiece(805, 45, 2));
+    formatter.Push(Numbers(0, 2, 3, 44100));
+    EXPECT_THAT(formatter.Pop(23, false), IsPiece(850, 23, 1));
+    EXPECT_THAT(NumbersOf(PopAll(formatter, 23)), ElementsAre(3, 4));
+}
+
 TEST(AudioFormatter, FirstBlockSetsTheClockAndGapsBehindItAreClosed) {
     AudioFormatter formatter;
     formatter.Push(Numbers(500, 0, 480));

@@ -213,6 +213,29 @@ INSTANTIATE_TEST_SUITE_P(Usual, ResampleRates,
                                          std::tuple(48000, 8000), std::tuple(11025, 8000), std::tuple(96000, 44100),
                                          std::tuple(22050, 44100), std::tuple(44100, 44101)));
 
+TEST(ResampleEffect, BlocksOfExactlyTheSamplesThatAreWaitedForAtTheBeginAreNotLost) {
+    // The first 64 samples are handed over at once, and nothing else with them here.
+    Signal const signal = Noise(640, 5);
+    for (std::size_t const size : {64, 32, 16, 1}) {
+        auto const effect = MakeEffect(Rate(48000));
+        auto const whole = MakeEffect(Rate(48000));
+        EXPECT_EQ(SignalOf(RunEffect(*effect, signal, Mono(44100), size)),
+                  SignalOf(RunEffect(*whole, signal, Mono(44100), signal.size())))
+            << size;
+    }
+}
+
+TEST(ResampleEffect, SampleThatTheLibraryLacksAtTheEndRepeatsTheLastOne) {
+    for (int const count : {65, 441}) {
+        auto const effect = MakeEffect(Rate(48000));
+        Signal const result = SignalOf(RunEffect(*effect, Noise(count, 7), Mono(16000)));
+        ASSERT_EQ(result.size(), static_cast<std::size_t>(count * 3));
+        // Noise: two samples that follow each other aren't equal by chance.
+        EXPECT_EQ(result[result.size() - 1], result[result.size() - 2]) << count;
+        EXPECT_NE(result[result.size() - 2], result[result.size() - 3]) << count;
+    }
+}
+
 TEST(ResampleEffect, SoundIsGivenAsItGoesAndNotAtItsEndAlone) {
     auto const effect = MakeEffect(Rate(48000));
     Signal const signal = Noise(44100, 1);
