@@ -1,8 +1,6 @@
 #include <CLI/CLI.hpp>
-#include <charconv>
 #include <cmath>
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "contracts/Core/Exception.h"
@@ -11,6 +9,7 @@
 #include "tools/tarsel/Program.h"
 #include "tools/tarsel/Signals.h"
 #include "tools/tarsel/Terminal.h"
+#include "tools/tarsel/Usage.h"
 
 namespace Tarsel::Tool {
 
@@ -36,22 +35,6 @@ struct ScrubArguments {
     uint64 seedValue = 1;
     double picturesPerSecond = DEFAULT_PREVIEW_RATE;
 };
-
-template <class Number>
-bool ReadNumber(std::string const& text, Number& value) {
-    char const* const end = text.data() + text.size();
-    auto const result = std::from_chars(text.data(), end, value);
-    return result.ec == std::errc() && result.ptr == end;
-}
-
-/// An option given without a value (a script's variable that isn't set) is not one left out.
-std::string CheckGiven(std::string const& value) {
-    return value.empty() ? "a value is needed" : "";
-}
-
-[[noreturn]] void RefuseUsage(std::string const& what) {
-    TARSEL_THROW(CLI::ValidationError, what);
-}
 
 void CheckPreview(ScrubArguments& arguments) {
     std::string const& rate = arguments.previewRate;

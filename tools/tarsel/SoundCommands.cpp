@@ -1,16 +1,12 @@
 #include <CLI/CLI.hpp>
-#include <charconv>
 #include <cmath>
 #include <functional>
 #include <limits>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 
-#include "contracts/Core/Exception.h"
 #include "contracts/Core/Time.h"
 #include "host/cut/RangeText.h"
-#include "host/graph/GraphOutput.h"
 #include "host/graph/GraphWriter.h"
 #include "host/graph/SettingsCatalog.h"
 #include "host/graph/SoundForms.h"
@@ -18,6 +14,7 @@
 #include "tools/tarsel/GraphRunning.h"
 #include "tools/tarsel/Program.h"
 #include "tools/tarsel/Terminal.h"
+#include "tools/tarsel/Usage.h"
 
 namespace Tarsel::Tool {
 
@@ -46,17 +43,6 @@ struct SoundOptions {
     Host::ToneRequest tone;
 };
 
-[[noreturn]] void RefuseUsage(std::string const& what) {
-    TARSEL_THROW(CLI::ValidationError, what);
-}
-
-template <class Number>
-bool ReadNumber(std::string const& text, Number& value) {
-    char const* const end = text.data() + text.size();
-    auto const result = std::from_chars(text.data(), end, value);
-    return result.ec == std::errc() && result.ptr == end;
-}
-
 /// Reads the number of an option that may be left out, from `lowest` to `highest`.
 template <class Number>
 void ReadOption(char const* option, std::string const& text, Number lowest, Number highest, char const* bounds,
@@ -65,11 +51,6 @@ void ReadOption(char const* option, std::string const& text, Number lowest, Numb
     // No comparison holds for what is no number.
     if (!ReadNumber(text, value) || !(value >= lowest && value <= highest))
         RefuseUsage(std::string(option) + ": \"" + text + "\" is not a number " + bounds);
-}
-
-/// An option given without a value (a script's variable that isn't set) is not one left out.
-std::string CheckGiven(std::string const& value) {
-    return value.empty() ? "a value is needed" : "";
 }
 
 void CheckMix(SoundOptions& options) {
@@ -119,24 +100,6 @@ void CheckTone(SoundOptions& options) {
     tone.duration = *time;
 }
 
-/// Whether the codec is one of sound doesn't depend on the media, so a mistake shows before any is opened.
-void CheckEncoding(SoundOptions const& options) {
-    if (options.form.audioCodec.empty()) return;
-    std::string container;
-    try {
-        container = Host::ContainerName(options.form.output);
-    } catch (Core::IOException const&) {
-        return;  // the run tells, as it does of every file
-    }
-    try {
-        Host::GraphOutput::Stream asked;
-        asked.codec = options.form.audioCodec;
-        Host::ChooseEncoding(asked, Host::StreamKind::Audio, container);
-    } catch (std::invalid_argument const& refusal) {
-        RefuseUsage(std::string("--audio-codec: ") + refusal.what());
-    }
-}
-
 /// A command that is a graph.
 struct SoundCommand {
     std::string label;
@@ -170,7 +133,7 @@ CLI::App& Add(CLI::App& program, Action& chosen, char const* name, char const* d
     AddGraphFlags(entry, options->flags);
     entry.final_callback([options, &chosen, command = std::move(command), check] {
         check(*options);
-        CheckEncoding(*options);
+        CheckEncoding(options->form);
         chosen = [options, command] { return Run(command, *options); };
     });
     return entry;

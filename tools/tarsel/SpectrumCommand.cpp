@@ -4,17 +4,15 @@
 #include <limits>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 
-#include "contracts/Core/Exception.h"
 #include "host/cut/RangeText.h"
-#include "host/graph/GraphOutput.h"
 #include "host/graph/GraphWriter.h"
 #include "host/spectrum/SpectrumPicture.h"
 #include "tools/tarsel/GraphRunning.h"
 #include "tools/tarsel/Program.h"
 #include "tools/tarsel/Terminal.h"
+#include "tools/tarsel/Usage.h"
 
 namespace Tarsel::Tool {
 
@@ -40,12 +38,8 @@ struct SpectrumArguments {
     bool isPicture = false;
 };
 
-[[noreturn]] void RefuseUsage(std::string const& what) {
-    TARSEL_THROW(CLI::ValidationError, what);
-}
-
 /// A whole number from `lowest` to `highest`, and nothing else in the text.
-std::optional<int> ReadNumber(std::string const& text, int lowest, int highest, int base = 10) {
+std::optional<int> ReadWithin(std::string const& text, int lowest, int highest, int base = 10) {
     char const* const end = text.data() + text.size();
     int value = 0;
     auto const result = std::from_chars(text.data(), end, value, base);
@@ -54,7 +48,7 @@ std::optional<int> ReadNumber(std::string const& text, int lowest, int highest, 
 }
 
 int RequireNumber(char const* option, std::string const& text, int lowest, int highest) {
-    auto const value = ReadNumber(text, lowest, highest);
+    auto const value = ReadWithin(text, lowest, highest);
     if (!value)
         RefuseUsage(std::string(option) + ": \"" + text + "\" is not a number from " + std::to_string(lowest) + " to " +
                     std::to_string(highest));
@@ -63,8 +57,8 @@ int RequireNumber(char const* option, std::string const& text, int lowest, int h
 
 void ReadSize(std::string const& text, Proc::SettingsAudioHistogram& picture) {
     std::size_t const cross = text.find('x');
-    auto const width = ReadNumber(text.substr(0, cross), 1, LARGEST_SIDE);
-    auto const height = cross == std::string::npos ? std::nullopt : ReadNumber(text.substr(cross + 1), 1, LARGEST_SIDE);
+    auto const width = ReadWithin(text.substr(0, cross), 1, LARGEST_SIDE);
+    auto const height = cross == std::string::npos ? std::nullopt : ReadWithin(text.substr(cross + 1), 1, LARGEST_SIDE);
     if (!width || !height)
         RefuseUsage("--size: \"" + text + "\" is not WIDTHxHEIGHT, both from 1 to " + std::to_string(LARGEST_SIDE));
     picture.SetWidth(static_cast<uint32>(*width));
@@ -74,7 +68,7 @@ void ReadSize(std::string const& text, Proc::SettingsAudioHistogram& picture) {
 void ReadBackground(std::string const& text, Proc::SettingsAudioHistogram& picture) {
     constexpr std::size_t DIGITS = 6;
     constexpr int HEXADECIMAL = 16;
-    auto const colour = text.size() == DIGITS ? ReadNumber(text, 0, 0xFFFFFF, HEXADECIMAL) : std::nullopt;
+    auto const colour = text.size() == DIGITS ? ReadWithin(text, 0, 0xFFFFFF, HEXADECIMAL) : std::nullopt;
     if (!colour) RefuseUsage("--background: \"" + text + "\" is not RRGGBB, six hexadecimal digits");
     picture.SetBackgroundColour(
         {static_cast<u8>(*colour >> 16), static_cast<u8>(*colour >> 8), static_cast<u8>(*colour)});
@@ -103,31 +97,6 @@ void CheckForm(SpectrumArguments const& arguments) {
     refuse(arguments.flags.stats, "--stats");
 }
 
-/// Which codecs the output is encoded with doesn't depend on the sound, so a mistake shows before it is opened.
-void CheckEncoding(SpectrumArguments const& arguments) {
-    std::string container;
-    try {
-        container = Host::ContainerName(arguments.form.output);
-    } catch (Core::IOException const&) {
-        return;  // the run tells, as it does of every file
-    }
-    auto const check = [&](Host::StreamKind kind, Host::GraphOutput::Stream const& asked, char const* option) {
-        try {
-            Host::ChooseEncoding(asked, kind, container);
-        } catch (std::invalid_argument const& refusal) {
-            RefuseUsage(std::string(option) + ": " + refusal.what());
-        }
-    };
-    Host::GraphOutput::Stream video;
-    video.codec = arguments.form.videoCodec;
-    if (!video.codec.empty()) check(Host::StreamKind::Video, video, "--video-codec");
-    video.quality = arguments.form.quality;
-    if (video.quality) check(Host::StreamKind::Video, video, "--quality");
-    Host::GraphOutput::Stream audio;
-    audio.codec = arguments.form.audioCodec;
-    if (!audio.codec.empty()) check(Host::StreamKind::Audio, audio, "--audio-codec");
-}
-
 void Check(SpectrumArguments& arguments) {
     Host::SpectrumPictureRequest& request = arguments.request;
     Proc::SettingsAudioHistogram& picture = request.spectrum.picture;
@@ -149,7 +118,7 @@ void Check(SpectrumArguments& arguments) {
     if (!arguments.form.audioCodec.empty() && !request.spectrum.withAudio)
         RefuseUsage("--audio-codec needs --with-audio");
     CheckForm(arguments);
-    if (!arguments.isPicture) CheckEncoding(arguments);
+    if (!arguments.isPicture) CheckEncoding(arguments.form);
 }
 
 int WritePicture(SpectrumArguments const& arguments) {
@@ -174,11 +143,6 @@ int WriteVideo(SpectrumArguments const& arguments) {
     running.opened = graph.files;
     running.chaptersUntil = std::numeric_limits<int64>::max();
     return RunAndReport(graph.document, running, arguments.flags, "drawing", graph.warnings);
-}
-
-/// An option given without a value (a script's variable that isn't set) is not one left out.
-std::string CheckGiven(std::string const& value) {
-    return value.empty() ? "a value is needed" : "";
 }
 
 }  // namespace

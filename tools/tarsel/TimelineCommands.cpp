@@ -1,21 +1,18 @@
 #include <CLI/CLI.hpp>
-#include <charconv>
 #include <cmath>
 #include <functional>
 #include <limits>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 
-#include "contracts/Core/Exception.h"
 #include "contracts/Core/Time.h"
 #include "host/cut/RangeText.h"
-#include "host/graph/GraphOutput.h"
 #include "host/graph/GraphWriter.h"
 #include "host/graph/ShortForms.h"
 #include "tools/tarsel/GraphRunning.h"
 #include "tools/tarsel/Program.h"
 #include "tools/tarsel/Terminal.h"
+#include "tools/tarsel/Usage.h"
 
 namespace Tarsel::Tool {
 
@@ -43,10 +40,6 @@ struct TimelineOptions {
     Ratio frameRate{0, 1};
 };
 
-[[noreturn]] void RefuseUsage(std::string const& what) {
-    TARSEL_THROW(CLI::ValidationError, what);
-}
-
 void ReadDuration(TimelineOptions& options) {
     auto const time = Host::ParseTime(options.duration);
     if (!time || *time <= 0 || *time > MAX_DURATION)
@@ -55,17 +48,13 @@ void ReadDuration(TimelineOptions& options) {
 }
 
 void ReadFactor(TimelineOptions& options) {
-    char const* const end = options.factor.data() + options.factor.size();
-    auto const result = std::from_chars(options.factor.data(), end, options.speed);
-    bool const number = result.ec == std::errc() && result.ptr == end && std::isfinite(options.speed);
+    bool const number = ReadNumber(options.factor, options.speed) && std::isfinite(options.speed);
     if (!number || options.speed < SLOWEST || options.speed > FASTEST)
         RefuseUsage("--factor: \"" + options.factor + "\" is not a number from 0.01 to 100");
 }
 
 bool ReadCount(std::string const& text, int64& value) {
-    char const* const end = text.data() + text.size();
-    auto const result = std::from_chars(text.data(), end, value);
-    return result.ec == std::errc() && result.ptr == end && value > 0 && value <= LARGEST_TERM;
+    return ReadNumber(text, value) && value > 0 && value <= LARGEST_TERM;
 }
 
 void ReadRate(TimelineOptions& options) {
@@ -79,33 +68,6 @@ void ReadRate(TimelineOptions& options) {
         RefuseUsage("--rate: \"" + options.rate +
                     "\" is not N or N/D, both from 1 to 1000000, at most 100000 together");
     options.frameRate = Ratio(numerator, denominator);
-}
-
-/// Which codecs the output is encoded with doesn't depend on the media, so a mistake shows before any is opened.
-void CheckEncoding(TimelineOptions const& options) {
-    Host::ShortFormOptions const& form = options.form;
-    if (form.noVideo && form.noAudio) RefuseUsage("--no-video and --no-audio leave nothing");
-    std::string container;
-    try {
-        container = Host::ContainerName(form.output);
-    } catch (Core::IOException const&) {
-        return;  // the run tells, as it does of every file
-    }
-    auto const check = [&](Host::StreamKind kind, std::string const& codec, std::optional<int> quality,
-                           char const* option) {
-        if (codec.empty() && !quality) return;
-        try {
-            Host::GraphOutput::Stream asked;
-            asked.codec = codec;
-            asked.quality = quality;
-            Host::ChooseEncoding(asked, kind, container);
-        } catch (std::invalid_argument const& refusal) {
-            RefuseUsage(std::string(option) + ": " + refusal.what());
-        }
-    };
-    if (!form.noVideo) check(Host::StreamKind::Video, form.videoCodec, {}, "--video-codec");
-    if (!form.noVideo) check(Host::StreamKind::Video, form.videoCodec, form.quality, "--quality");
-    if (!form.noAudio) check(Host::StreamKind::Audio, form.audioCodec, {}, "--audio-codec");
 }
 
 /// A command: how its graph is made, and which of the chapters stay.
@@ -154,7 +116,8 @@ CLI::App& Add(CLI::App& program, Action& chosen, char const* name, char const* d
     AddGraphFlags(entry, options->flags);
     entry.final_callback([options, &chosen, command = std::move(command), check] {
         if (check) check(*options);
-        CheckEncoding(*options);
+        if (options->form.noVideo && options->form.noAudio) RefuseUsage("--no-video and --no-audio leave nothing");
+        CheckEncoding(options->form);
         chosen = [options, command] { return Run(command, *options); };
     });
     return entry;
