@@ -84,6 +84,11 @@ void ResampleEffect::SetSampleInfo(Conf::SampleInfo const& info) {
 }
 
 void ResampleEffect::Process(iptr<IDataAudio>& block) {
+    if (block && !run && waiting.empty() &&
+        TargetOf(settings.GetSampleInfo(), block->GetSampleInfo()) == block->GetSampleInfo()) {
+        ++blocksGiven;
+        return;
+    }
     if (block)
         Feed(block);
     else
