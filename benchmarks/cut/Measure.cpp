@@ -1,5 +1,5 @@
-// Runs a command and tells its wall time and its peak memory: measure FILE COMMAND ARGUMENTS...
-// Appends "SECONDS KILOBYTES" to FILE and exits as the command did.
+// Runs a command and tells its wall time, its peak memory and its processor time: measure FILE COMMAND ARGUMENTS...
+// Appends "SECONDS KILOBYTES SECONDS" to FILE and exits as the command did.
 
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -28,7 +28,9 @@ int main(int count, char** arguments) {
     }
     double const seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     std::FILE* const file = std::fopen(arguments[1], "a");
-    if (!file || std::fprintf(file, "%.4f %ld\n", seconds, usage.ru_maxrss) < 0 || std::fclose(file) != 0) {
+    double const busy = static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+                        static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) * 1e-6;
+    if (!file || std::fprintf(file, "%.4f %ld %.4f\n", seconds, usage.ru_maxrss, busy) < 0 || std::fclose(file) != 0) {
         std::perror(arguments[1]);
         return 1;
     }

@@ -5,6 +5,7 @@
 #include <limits>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/BlobFF.h"
@@ -35,6 +36,31 @@ std::size_t PlaneBytes(Conf::SampleInfo const& info, int samples) {
     return static_cast<std::size_t>(info.GetSampleSizePerPlane()) * static_cast<std::size_t>(samples);
 }
 
+/// Gives an empty frame the shape of a block whose planes begin at `data`, and zeroes the spare bytes behind them.
+void Shape(AVFrame& frame, Conf::SampleInfo const& info, int samples, u8* data) {
+    std::size_t const planeBytes = PlaneBytes(info, samples);
+    std::size_t const planes = static_cast<std::size_t>(info.GetPlanesCount());
+    std::memset(data + planeBytes * planes, 0, AV_INPUT_BUFFER_PADDING_SIZE);
+    frame.format = Native(info.GetSampleFormat());
+    frame.sample_rate = info.GetSampleRate();
+    frame.nb_samples = samples;
+    frame.linesize[0] = static_cast<int>(planeBytes);
+    av_channel_layout_from_mask(&frame.ch_layout, info.GetChannelLayout());
+    if (planes > AV_NUM_DATA_POINTERS) {
+        frame.extended_data = static_cast<uint8_t**>(av_calloc(planes, sizeof(uint8_t*)));
+        if (!frame.extended_data) {
+            frame.extended_data = frame.data;
+            TARSEL_THROW(ProcException, "Can't allocate an audio block of " + std::to_string(planes) + " planes");
+        }
+    } else {
+        frame.extended_data = frame.data;
+    }
+    for (std::size_t i = 0; i < planes; ++i) {
+        frame.extended_data[i] = data + i * planeBytes;
+        if (i < AV_NUM_DATA_POINTERS) frame.data[i] = frame.extended_data[i];
+    }
+}
+
 /// A frame over one new allocation, contents undefined.
 FramePtr AllocatePacked(Conf::SampleInfo const& info, int samples) {
     std::size_t const planeBytes = PlaneBytes(info, samples);
@@ -44,26 +70,30 @@ FramePtr AllocatePacked(Conf::SampleInfo const& info, int samples) {
     if (frame) frame->buf[0] = buffer;
     if (!frame || !buffer || planeBytes > static_cast<std::size_t>(std::numeric_limits<int>::max()))
         TARSEL_THROW(ProcException, "Can't allocate an audio block of " + std::to_string(samples) + " samples");
-    std::memset(buffer->data + planeBytes * planes, 0, AV_INPUT_BUFFER_PADDING_SIZE);
-    frame->format = Native(info.GetSampleFormat());
-    frame->sample_rate = info.GetSampleRate();
-    frame->nb_samples = samples;
-    frame->linesize[0] = static_cast<int>(planeBytes);
-    av_channel_layout_from_mask(&frame->ch_layout, info.GetChannelLayout());
-    if (planes > AV_NUM_DATA_POINTERS) {
-        frame->extended_data = static_cast<uint8_t**>(av_calloc(planes, sizeof(uint8_t*)));
-        if (!frame->extended_data) {
-            frame->extended_data = frame->data;
-            TARSEL_THROW(ProcException, "Can't allocate an audio block of " + std::to_string(planes) + " planes");
-        }
-    } else {
-        frame->extended_data = frame->data;
-    }
-    for (std::size_t i = 0; i < planes; ++i) {
-        frame->extended_data[i] = buffer->data + i * planeBytes;
-        if (i < AV_NUM_DATA_POINTERS) frame->data[i] = frame->extended_data[i];
-    }
+    Shape(*frame, info, samples, buffer->data);
     return frame;
+}
+
+/// What the samples of a frame are. Throws `ProcException` for a frame that isn't audio.
+Conf::SampleInfo InfoOf(AVFrame const* frame) {
+    if (!frame || frame->nb_samples < 0 || frame->sample_rate <= 0 || frame->format < 0)
+        TARSEL_THROW(ProcException, "Not a frame of audio samples");
+    Conf::ChannelLayout layout = frame->ch_layout.order == AV_CHANNEL_ORDER_NATIVE ? frame->ch_layout.u.mask : 0;
+    if (layout == 0) layout = Conf::DefaultChannelLayout(frame->ch_layout.nb_channels);
+    Conf::SampleInfo const info(static_cast<Conf::SampleFormats>(frame->format), frame->sample_rate, layout);
+    if (info.GetChannelCount() != frame->ch_layout.nb_channels)
+        TARSEL_THROW(ProcException,
+                     "No channel layout for " + std::to_string(frame->ch_layout.nb_channels) + " channels");
+    return info;
+}
+
+/// Whether the memory of a frame can be a block's just as it is: one plane, one owner, room for the spare bytes.
+bool IsPacked(AVFrame const& frame, Conf::SampleInfo const& info) {
+    AVBufferRef const* const buffer = frame.buf[0];
+    if (info.GetPlanesCount() != 1 || !buffer || frame.buf[1] || !av_buffer_is_writable(buffer)) return false;
+    if (frame.data[0] < buffer->data || frame.data[0] > buffer->data + buffer->size) return false;
+    auto const room = static_cast<std::size_t>(buffer->data + buffer->size - frame.data[0]);
+    return room >= PlaneBytes(info, frame.nb_samples) + AV_INPUT_BUFFER_PADDING_SIZE;
 }
 
 /// Copies `count` samples of every plane.
@@ -99,18 +129,28 @@ iptr<IDataAudio> DataAudioFF::CreateBySampleCount(Conf::SampleInfo const& info, 
 }
 
 iptr<IDataAudio> DataAudioFF::CreateFromFrame(AVFrame const* source, int64 time) {
-    if (!source || source->nb_samples < 0 || source->sample_rate <= 0 || source->format < 0)
-        TARSEL_THROW(ProcException, "Not a frame of audio samples");
-    Conf::ChannelLayout layout = source->ch_layout.order == AV_CHANNEL_ORDER_NATIVE ? source->ch_layout.u.mask : 0;
-    if (layout == 0) layout = Conf::DefaultChannelLayout(source->ch_layout.nb_channels);
-    Conf::SampleInfo const info(static_cast<Conf::SampleFormats>(source->format), source->sample_rate, layout);
-    if (info.GetChannelCount() != source->ch_layout.nb_channels)
-        TARSEL_THROW(ProcException,
-                     "No channel layout for " + std::to_string(source->ch_layout.nb_channels) + " channels");
+    Conf::SampleInfo const info = InfoOf(source);
     iptr<IDataAudio> block = CreateBySampleCount(info, source->nb_samples);
     CopySamples(*block->GetAVFrame(), 0, *source, 0, source->nb_samples, info);
     block->SetTime(time);
     return block;
+}
+
+iptr<IDataAudio> DataAudioFF::TakeFrame(AVFrame* source, int64 time) {
+    FramePtr frame(source);
+    Conf::SampleInfo const info = InfoOf(source);
+    if (!IsPacked(*frame, info)) return CreateFromFrame(source, time);
+    u8* const data = frame->data[0];
+    int const samples = frame->nb_samples;
+    AVBufferRef* const buffer = std::exchange(frame->buf[0], nullptr);
+    av_frame_unref(frame.get());
+    frame->buf[0] = buffer;
+    Shape(*frame, info, samples, data);
+    std::unique_ptr<DataAudioFF> block(new DataAudioFF(frame.get(), info));
+    frame.release();
+    block->SetDurationBySamples();
+    block->SetTime(time);
+    return iptr<IDataAudio>(block.release());
 }
 
 DataAudioFF::DataAudioFF(AVFrame* frame, Conf::SampleInfo const& info) : frame(frame), info(info) {}

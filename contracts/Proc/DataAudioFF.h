@@ -15,6 +15,10 @@ class TARSEL_CONTRACTS_EXPORT DataAudioFF : public IDataAudio, public RefCounted
     /// with only a channel count takes the default layout of that count. Throws `ProcException` for a frame that isn't
     /// audio.
     static iptr<IDataAudio> CreateFromFrame(AVFrame const* frame, int64 time);
+    /// The same with the frame taken over, also when the call throws. Where its samples stand in one plane, in memory
+    /// that nobody else holds and with spare bytes behind them, they aren't copied. What else the frame carries (its
+    /// time, side data) is left behind.
+    static iptr<IDataAudio> TakeFrame(AVFrame* frame, int64 time);
 
     ~DataAudioFF() override;
     DataAudioFF(DataAudioFF const&) = delete;

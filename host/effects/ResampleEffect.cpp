@@ -84,6 +84,12 @@ void ResampleEffect::SetSampleInfo(Conf::SampleInfo const& info) {
 }
 
 void ResampleEffect::Process(iptr<IDataAudio>& block) {
+    // The ordinary case of a stream that has the wanted format already: nothing is held that it could overtake.
+    if (block && !run && waiting.empty() &&
+        TargetOf(settings.GetSampleInfo(), block->GetSampleInfo()) == block->GetSampleInfo()) {
+        ++blocksGiven;
+        return;
+    }
     if (block)
         Feed(block);
     else

@@ -179,8 +179,7 @@ iptr<Proc::IDataAudio> AudioDecoder::ReadNext() {
         block->Silence();
         return Give(block, count);
     }
-    FramePtr const frame = std::move(waiting);
-    iptr<Proc::IDataAudio> const block = Proc::DataAudioFF::CreateFromFrame(frame.get(), NO_VALUE);
+    iptr<Proc::IDataAudio> const block = Proc::DataAudioFF::TakeFrame(waiting.release(), NO_VALUE);
     if (skip > 0) block->CutSamplesBegin(skip);
     return Give(block, block->GetSampleCount());
 }

@@ -41,7 +41,7 @@ bool ContinuousAudio::Fetch() {
 
 iptr<Proc::IDataAudio> ContinuousAudio::Wrap(FramePtr frame) {
     if (!frame || frame->nb_samples == 0) return nullptr;
-    return Proc::DataAudioFF::CreateFromFrame(frame.get(), NO_VALUE);
+    return Proc::DataAudioFF::TakeFrame(frame.release(), NO_VALUE);
 }
 
 iptr<Proc::IDataAudio> ContinuousAudio::Convert(iptr<Proc::IDataAudio> block) {

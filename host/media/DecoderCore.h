@@ -53,7 +53,9 @@ class DecoderCore {
     void AddStatistics(Core::Property& node) const;
 
   private:
-    void Feed(Proc::IStreamRaw& source);
+    /// Gives the decoder the next packet, or tells it that there is none. A frame that needs no decoding comes out.
+    FramePtr Feed(Proc::IStreamRaw& source);
+    FramePtr NoteFrame(FramePtr frame);
     void NoteDamage(int code);
     void CheckStrictness() const;
     void SetQuiet(bool value);
@@ -69,6 +71,7 @@ class DecoderCore {
     uint64 errorsBefore = 0;    // of earlier runs
     uint64 warningsBefore = 0;  // of earlier runs
     unsigned failuresInARow = 0;
+    bool sent = false;  // something has gone into the decoder since it last asked for more
     bool draining = false;
     bool quiet = false;
 

@@ -143,6 +143,7 @@ void DemuxStream::OpenReader() {
     if (static_cast<unsigned>(stream) >= reader->nb_streams) Fail(next, "the file has changed: the stream is gone");
     for (unsigned i = 0; i < reader->nb_streams; ++i)
         if (static_cast<int>(i) != stream) reader->streams[i]->discard = AVDISCARD_ALL;
+    if (SeeksByPosition(*reader->iformat)) KeepPlacesShort(*reader);
     readerNext = 0;
 }
 

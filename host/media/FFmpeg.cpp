@@ -40,6 +40,11 @@ int64 FromMicroseconds(int64 time, AVRational timeBase) {
     return av_rescale_q(time, MICROSECONDS, timeBase);
 }
 
+void KeepPlacesShort(AVFormatContext& reader) {
+    constexpr unsigned PLACES = 64;
+    if (reader.iformat->flags & AVFMT_GENERIC_INDEX) reader.max_index_size = PLACES * sizeof(AVIndexEntry);
+}
+
 MediaType ToMediaType(AVMediaType type) {
     switch (type) {
         case AVMEDIA_TYPE_VIDEO:

@@ -49,6 +49,10 @@ int64 ToMicroseconds(int64 time, AVRational timeBase);
 /// Microseconds in ticks of `timeBase`, rounded to the nearest; no value stays no value.
 int64 FromMicroseconds(int64 time, AVRational timeBase);
 
+/// For a reader that isn't sought by time: libavformat lists the places of a raw format's packets for such seeks, and
+/// searches its list, 43690 places long, for each packet that it reads.
+void KeepPlacesShort(AVFormatContext& reader);
+
 MediaType ToMediaType(AVMediaType type);
 
 }  // namespace Tarsel::Host

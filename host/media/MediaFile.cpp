@@ -327,6 +327,7 @@ void MediaFile::BuildIndex() {
     if (!context) context = OpenInput(path, false);
     // A pass that fails leaves a reader in the middle of the file.
     InputPtr const reader = std::move(context);
+    KeepPlacesShort(*reader);
     IndexBuilder builder(*this, *reader);
     builder.Run();
     indices = builder.TakeIndices();

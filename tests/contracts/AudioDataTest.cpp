@@ -11,6 +11,7 @@
 #include "tests/support/Matchers.h"
 
 extern "C" {
+#include <libavcodec/defs.h>
 #include <libavutil/channel_layout.h>
 }
 
@@ -259,6 +260,70 @@ TEST(AudioData, DecoderFrameOfEightChannelsTakesTheDefaultLayout) {
     av_frame_free(&frame);
     EXPECT_EQ(block->GetSampleInfo().GetChannelLayout(), Conf::DefaultChannelLayout(8));
     EXPECT_EQ(SamplesOf<int16_t>(*block, 7)[9], 7009);
+}
+
+/// Interleaved stereo of 16 bits over one allocation with `spare` bytes behind the samples, which count up from 0.
+AVFrame* InterleavedFrame(int samples, std::size_t spare) {
+    AVFrame* const frame = av_frame_alloc();
+    frame->format = AV_SAMPLE_FMT_S16;
+    frame->sample_rate = 48000;
+    frame->nb_samples = samples;
+    frame->pts = 777;
+    av_channel_layout_default(&frame->ch_layout, 2);
+    frame->buf[0] = av_buffer_alloc(static_cast<std::size_t>(samples) * 4 + spare);
+    frame->data[0] = frame->buf[0]->data;
+    std::fill_n(frame->buf[0]->data, frame->buf[0]->size, u8{0xFF});
+    for (int i = 0; i < 2 * samples; ++i) reinterpret_cast<int16_t*>(frame->data[0])[i] = static_cast<int16_t>(i);
+    EXPECT_NE(av_frame_new_side_data(frame, AV_FRAME_DATA_SKIP_SAMPLES, 10), nullptr);
+    return frame;
+}
+
+TEST(AudioData, TakenFrameOfOnePlaneKeepsItsMemoryAndLeavesTheRestBehind) {
+    AVFrame* const frame = InterleavedFrame(441, AV_INPUT_BUFFER_PADDING_SIZE);
+    u8 const* const data = frame->data[0];
+    auto const block = DataAudioFF::TakeFrame(frame, 12345);
+    EXPECT_EQ(SamplesOf<u8>(*block), data);
+    EXPECT_THAT(block, IsAudio(12345, 441));
+    EXPECT_EQ(block->GetDuration(), SampleCount2Duration(441, 48000));
+    EXPECT_EQ(block->GetSampleInfo(), Conf::SampleInfo(Conf::SAMPLE_FORMAT_S16, 48000, Conf::CHANNEL_LAYOUT_STEREO));
+    ExpectPacked(*block);
+    EXPECT_EQ(SamplesOf<int16_t>(*block)[881], 881);
+    for (int i = 0; i < AV_INPUT_BUFFER_PADDING_SIZE; ++i) ASSERT_EQ(SamplesOf<u8>(*block)[441 * 4 + i], 0) << i;
+    EXPECT_EQ(block->GetAVFrame()->nb_side_data, 0);
+    EXPECT_EQ(block->GetAVFrame()->pts, AV_NOPTS_VALUE);
+}
+
+TEST(AudioData, TakenFrameThatOthersHoldIsCopied) {
+    AVFrame* const frame = InterleavedFrame(441, AV_INPUT_BUFFER_PADDING_SIZE);
+    AVBufferRef* other = av_buffer_ref(frame->buf[0]);
+    auto const block = DataAudioFF::TakeFrame(frame, 0);
+    EXPECT_NE(SamplesOf<u8>(*block), other->data);
+    EXPECT_EQ(SamplesOf<int16_t>(*block)[881], 881);
+    EXPECT_EQ(other->data[441 * 4], 0xFF);
+    av_buffer_unref(&other);
+    ExpectPacked(*block);
+}
+
+TEST(AudioData, TakenFrameWithoutSpareBytesIsCopied) {
+    AVFrame* const frame = InterleavedFrame(441, AV_INPUT_BUFFER_PADDING_SIZE - 1);
+    AVBufferRef* const buffer = frame->buf[0];
+    auto const block = DataAudioFF::TakeFrame(frame, 0);
+    EXPECT_NE(block->GetAVFrame()->buf[0], buffer);
+    EXPECT_EQ(SamplesOf<int16_t>(*block)[881], 881);
+    ExpectPacked(*block);
+}
+
+TEST(AudioData, TakenFrameOfSeveralPlanesIsRepacked) {
+    auto const block = DataAudioFF::TakeFrame(DecoderFrame(2, 441), 5);
+    EXPECT_THAT(block, IsAudio(5, 441));
+    EXPECT_EQ(SamplesOf<int16_t>(*block, 1)[440], 1440);
+    ExpectPacked(*block);
+}
+
+TEST(AudioData, TakenFramesThatAreNoAudioAreRefused) {
+    EXPECT_EQ(MessageOf<ProcException>([] { DataAudioFF::TakeFrame(nullptr, 0); }), "Not a frame of audio samples");
+    EXPECT_EQ(MessageOf<ProcException>([] { DataAudioFF::TakeFrame(av_frame_alloc(), 0); }),
+              "Not a frame of audio samples");
 }
 
 TEST(AudioData, FramesThatAreNoAudioAreRefused) {

@@ -108,6 +108,96 @@ TEST_P(AudioSeeks, SamplesAfterASeekAreThoseOfDecodingStraightThrough) {
 INSTANTIATE_TEST_SUITE_P(Clips, AudioSeeks, testing::ValuesIn(CLIPS),
                          [](auto const& test) { return std::string(test.param.name); });
 
+struct PlainClip {
+    char const* codec;
+    Conf::SampleFormats format;
+};
+constexpr PlainClip PLAIN_CLIPS[] = {
+    {"pcm_u8", Conf::SAMPLE_FORMAT_U8},     {"pcm_s16le", Conf::SAMPLE_FORMAT_S16},
+    {"pcm_s32le", Conf::SAMPLE_FORMAT_S32}, {"pcm_s64le", Conf::SAMPLE_FORMAT_S64},
+    {"pcm_f32le", Conf::SAMPLE_FORMAT_FLT}, {"pcm_f64le", Conf::SAMPLE_FORMAT_DBL},
+};
+
+iptr<PacketList> LoadPlain(PlainClip const& clip) {
+    return LoadPackets(
+        MakeClip(std::string("plain-") + clip.codec + ".wav",
+                 std::string("-f lavfi -i 'aevalsrc=0.4*sin(2*PI*(200*t+150*t*t))|0.3*cos(999*t):s=48000:"
+                             "d=1' -c:a ") +
+                     clip.codec),
+        MEDIA_TYPE_AUDIO);
+}
+
+std::string BytesOf(Proc::IDataAudio& block) {
+    auto const blob = block.GetBlob();
+    return {reinterpret_cast<char const*>(blob->GetData()), blob->GetSize()};
+}
+
+class PlainSamples : public testing::TestWithParam<PlainClip> {};
+
+TEST_P(PlainSamples, ComeOutAsThePacketsHoldThem) {
+    auto const packets = LoadPlain(GetParam());
+    auto const decoder = Decode(packets);
+    SeekTo(*decoder, 0);
+    auto const blocks = ReadAll<Proc::IStreamAudio>(decoder);
+    ASSERT_EQ(blocks.size(), packets->packets.size());
+    int64 time = 0;
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+        AVPacket const& packet = *packets->packets[i]->GetAVPacket();
+        std::string const bytes(reinterpret_cast<char const*>(packet.data), static_cast<std::size_t>(packet.size));
+        ASSERT_EQ(BytesOf(*blocks[i]), bytes) << "packet " << i;
+        EXPECT_EQ(blocks[i]->GetSampleFormat(), GetParam().format);
+        EXPECT_EQ(blocks[i]->GetTime(), time);
+        time += blocks[i]->GetDuration();
+        // The packets keep memory of their own: whoever writes to a block doesn't write to them.
+        blocks[i]->Silence();
+        EXPECT_EQ(bytes, std::string(reinterpret_cast<char const*>(packet.data), bytes.size()));
+    }
+    EXPECT_EQ(time, SECOND);
+    DecoderReport const report = decoder->GetReport();
+    EXPECT_EQ(report.packets, packets->packets.size());
+    EXPECT_EQ(report.frames, packets->packets.size());
+    EXPECT_TRUE(decoder->IsOpen());
+}
+
+TEST_P(PlainSamples, PacketThatStandsOddlyInMemoryGivesTheSame) {
+    auto packets = LoadPlain(GetParam());
+    auto const straight = ReadAll<Proc::IStreamAudio>(Decode(LoadPlain(GetParam())));
+    for (auto& packet : packets->packets) {
+        AVPacket& raw = *packet->GetAVPacket();
+        ASSERT_EQ(av_grow_packet(&raw, 1), 0);
+        std::memmove(raw.data + 1, raw.data, static_cast<std::size_t>(--raw.size));
+        ++raw.data;
+    }
+    auto const odd = ReadAll<Proc::IStreamAudio>(Decode(packets));
+    ASSERT_EQ(odd.size(), straight.size());
+    for (std::size_t i = 0; i < odd.size(); ++i) {
+        ASSERT_EQ(BytesOf(*odd[i]), BytesOf(*straight[i])) << "block " << i;
+        EXPECT_EQ(odd[i]->GetTime(), straight[i]->GetTime());
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Codecs, PlainSamples, testing::ValuesIn(PLAIN_CLIPS),
+                         [](auto const& test) { return std::string(test.param.codec); });
+
+TEST(AudioDecoder, RestOfASampleAtAPlainPacketsEndIsDropped) {
+    auto packets = LoadPlain(PLAIN_CLIPS[4]);
+    AVPacket& last = *packets->packets.back()->GetAVPacket();
+    int const whole = last.size / 8 - 1;
+    last.size -= 5;
+    auto const blocks = ReadAll<Proc::IStreamAudio>(Decode(packets));
+    ASSERT_EQ(blocks.size(), packets->packets.size());
+    EXPECT_EQ(blocks.back()->GetSampleCount(), whole);
+}
+
+TEST(AudioDecoder, PlainPacketWithLessThanASampleIsSkippedAsDamaged) {
+    auto packets = LoadPlain(PLAIN_CLIPS[4]);
+    packets->packets[3]->GetAVPacket()->size = 5;
+    auto const decoder = Decode(packets);
+    auto const blocks = ReadAll<Proc::IStreamAudio>(decoder);
+    EXPECT_EQ(blocks.size(), packets->packets.size() - 1);
+    EXPECT_EQ(decoder->GetReport().damagedPackets, 1U);
+}
+
 /// Sound whose packets are moved by `shift` from packet `from` on.
 iptr<PacketList> Shifted(std::size_t from, int64 shift) {
     auto packets = LoadPackets(PathOf(CLIPS[0]), MEDIA_TYPE_AUDIO);
