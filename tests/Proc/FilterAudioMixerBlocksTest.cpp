@@ -308,6 +308,24 @@ TEST(FilterAudioMixerBlocks, TheFirstStreamsLeftoverStillHasTheFormerFormat) {
     EXPECT_EQ(mixer->Read(), nullptr);
 }
 
+TEST(FilterAudioMixerBlocks, TheRestOfABlockKeepsItsPlaceInTimeWhenItIsConverted) {
+    TestMixer const mixer;
+    Conf::SampleInfo const slow(Conf::SAMPLE_FORMAT_S16, 1000, Conf::CHANNEL_LAYOUT_MONO);
+    mixer->AddStream(MakeRunStream(slow, {2, 1}, One), 100);
+    // It says that it lasts longer than its samples: its rest ends where it does.
+    auto const block = MakeLevelSound(slow, 0, 6, 1);
+    block->SetDuration(10000);
+    mixer->AddStream(MakeStream(slow, {block}), 100);
+    EXPECT_THAT(mixer->Read(), IsAudio(0, 2));
+    mixer->AddStream(MakeStream({Conf::SAMPLE_FORMAT_FLT, 1000, Conf::CHANNEL_LAYOUT_MONO}), 100);
+    EXPECT_THAT(mixer->Read(), IsAudio(2000, 1));
+    // The first one has ended, and the rest of the converted rest is what times the mix.
+    auto const rest = mixer->Read();
+    EXPECT_THAT(rest, IsAudio(3000, 3));
+    EXPECT_EQ(rest->GetDuration(), 7000);
+    EXPECT_EQ(mixer->GetPosition(), 10000);
+}
+
 TEST(FilterAudioMixerBlocks, ABlockThatComesToNothingInTheOtherFormatIsPassedOver) {
     TestMixer const mixer;
     mixer->AddStream(MakeRunStream(MONO_S16, {4}, [](int, int64) { return 0.0; }), 100);

@@ -113,23 +113,24 @@ TEST(SoundThreads, AChainIsReportedOnAndSetAnewWhileItIsRead) {
     auto const volume = MakeVolume(formatter);
     auto const histogram = MakeHistogram(volume);
     auto const drawing = boost::dynamic_pointer_cast<IStreamVideoEx>(histogram);
+    auto const converting = boost::dynamic_pointer_cast<IStreamAudioEx>(resample);
+    // Who asks isn't who sets, and has taken no other lock that would put the two in an order.
     ReadBeside(*histogram, 40,
                {[&](int) {
                     Report(*histogram);
                     histogram->GetSettings();
                 },
+                [&](int) { resample->GetSettings(); }, [&](int) { formatter->GetSettings(); },
+                [&](int) { volume->GetSettings(); },
                 [&](int i) {
-                    resample->SetSampleInfo({Conf::SAMPLE_FORMAT_FLTP, i % 2 ? 44100 : 48000, 0});
-                    resample->GetSettings();
+                    Conf::SampleInfo const target(Conf::SAMPLE_FORMAT_FLTP, i % 2 ? 44100 : 48000, 0);
+                    if (i % 3)
+                        resample->SetSampleInfo(target);
+                    else
+                        converting->Initialize(SettingsFilterResample(target));
                 },
-                [&](int i) {
-                    formatter->SetPacketDuration(i * 1000);
-                    formatter->GetSettings();
-                },
-                [&](int i) {
-                    volume->Initialize(SettingsFilterAudioVolume(i / 10.0, i % 2));
-                    volume->GetSettings();
-                },
+                [&](int i) { formatter->SetPacketDuration(i * 1000); },
+                [&](int i) { volume->Initialize(SettingsFilterAudioVolume(i / 10.0, i % 2)); },
                 [&](int i) {
                     SettingsAudioHistogram settings;
                     settings.SetWidth(static_cast<uint32>(16 + i));

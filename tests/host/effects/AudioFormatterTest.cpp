@@ -216,6 +216,15 @@ TEST(AudioFormatter, WithoutTimesBlocksHaveNoneUntilOneIsKnown) {
     EXPECT_THAT(formatter.Pop(10000, false), IsPiece(50000, 10000, 480));
 }
 
+TEST(AudioFormatter, TimeThatIsKnownLaterBringsItsOwnGrid) {
+    AudioFormatter formatter;
+    formatter.Push(Numbers(NO_VALUE, 0, 1103, 11025));
+    EXPECT_THAT(formatter.Pop(100000, false), IsPiece(NO_VALUE, 100000, 1103));
+    formatter.Push(Numbers(5000000, 1103, 3308, 11025));
+    EXPECT_THAT(PopAll(formatter, 100000), ElementsAre(IsPiece(5000000, 100000, 1103), IsPiece(5100000, 100000, 1102),
+                                                       IsPiece(5200000, 100000, 1103)));
+}
+
 TEST(AudioFormatter, ReadingFromAnyPlaceOfTheGridGivesTheSameBlocks) {
     auto const signal = Numbers(0, 0, 110250, 11025);
     AudioFormatter straight;
