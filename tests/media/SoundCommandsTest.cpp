@@ -205,6 +205,27 @@ TEST_F(Sound, AMixOf16BitsIsTheSumToTheLastBit) {
         Integers(SoundOf(Make({"mix", Noise(), Noise(), Sines(), "--volume=-100", "--volume=30", "--volume=0"}))));
 }
 
+TEST_F(Sound, VolumesThatTheWordsOf16BitsDontHoldClipInsteadOfWrapping) {
+    auto const source = SoundOf(Noise()).samples;
+    // 256 times alone, and less than that by an input that holds more together than the sum has room for.
+    std::vector<std::string> many{"mix"};
+    for (int i = 0; i < 257; ++i) many.push_back(Noise());
+    std::string volumes = "--volume=25599";
+    for (int i = 0; i < 256; ++i) volumes += ",25599";
+    many.push_back(volumes);
+    auto const lone = SoundOf(Make({"mix", Noise(), Noise(), "--volume", "0,25600"})).samples;
+    auto const sum = SoundOf(Make(many)).samples;
+    ASSERT_EQ(source.size(), lone.size());
+    ASSERT_EQ(source.size(), sum.size());
+    for (std::size_t i = 0; i < source.size(); ++i) {
+        ASSERT_NEAR(std::clamp(source[i] * 256.0, -1.0, 1.0), lone[i], 0.01) << i;
+        ASSERT_NEAR(std::clamp(source[i] * 256.0 * 257.0, -1.0, 1.0), sum[i], 0.01) << i;
+    }
+    auto const printed =
+        RunTarsel({"mix", Noise(), Noise(), "-o", folder / "x.wav", "--volume=25599,-25599", "--print-graph"});
+    EXPECT_THAT(printed.output, HasSubstr("\"SampleFormat\": \"s16\""));
+}
+
 TEST_F(Sound, AMixOfFloatsIsTheSumToTheLastBit) {
     auto const a = SoundOf(Noise("pcm_f32le")).samples;
     auto const b = SoundOf(Sines("pcm_f32le")).samples;
