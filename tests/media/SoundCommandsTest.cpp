@@ -276,6 +276,25 @@ TEST_F(Sound, InputsOfDifferentRatesAndLayoutsSoundAsTheirVolumesSay) {
     }
 }
 
+TEST_F(Sound, ALayoutThatGraphFilesDontNameBecomesTheUsualOneOfAsManyChannels) {
+    std::string const odd =
+        SoundClip("sound-odd.wav", "aevalsrc='0.5*sin(2*PI*500*t)|0|0.25*sin(2*PI*700*t)|0':s=48000:d=1:c=4.0",
+                  {"-af", "channelmap=0|1|2|3:FL+FR+FC+TC", "-c:a", "pcm_f32le"});
+    auto const out = SoundOf(Make({"mix", odd, odd, "--volume", "50,50", "--audio-codec", "pcm_f32le"}));
+    ASSERT_EQ(4, out.channels);
+    EXPECT_NEAR(0.5, AmplitudeAt(ChannelOf(out, 0), 500, 48000), 0.0005);
+    EXPECT_NEAR(0.25, AmplitudeAt(ChannelOf(out, 2), 700, 48000), 0.0005);
+}
+
+TEST_F(Sound, ALayoutThatCannotBeConvertedIsRefusedByName) {
+    std::string const lame = SoundClip("sound-lame.wav", "aevalsrc='0|0|0':s=48000:d=1:c=2.1",
+                                       {"-af", "channelmap=0|1|2:FL+LFE+TC", "-c:a", "pcm_s16le"});
+    auto const result = RunTarsel({"mix", lame, lame, "-o", folder / "out.wav"});
+    EXPECT_EQ(1, result.exitCode);
+    EXPECT_THAT(result.errors, HasSubstr("Can't convert sound of 3 channels (FL+LFE+TC) at 48000 Hz in s16 to 2.1"));
+    EXPECT_THAT(folder.List(), IsEmpty());
+}
+
 TEST_F(Sound, EightBitInputsStaySilentWhereTheyAre) {
     std::string const silence = SoundClip("sound-silence.wav", "anullsrc=r=8000:cl=mono:d=1", {"-c:a", "pcm_u8"});
     auto const out = SoundOf(Make({"mix", silence, silence, silence}));
@@ -331,6 +350,15 @@ TEST_F(Sound, AToneIsAsLongAsToldToTheSampleAtAnyRate) {
             SoundOf(Make({"tone", "--frequency", "1000", "--duration", duration, "--rate", rate, "--channels", "1"}));
         EXPECT_EQ(std::stoi(rate), out.sampleRate);
         EXPECT_EQ(samples, out.samples.size()) << rate;
+    }
+}
+
+TEST_F(Sound, AToneComesInBlocksOfATenthOrOfTheNextWholeMicrosecond) {
+    for (auto const& [rate, samples] : {std::pair{"48000", "4800"}, std::pair{"44100", "4410"},
+                                        std::pair{"11025", "882"}, std::pair{"44101", "44101"}}) {
+        auto const printed = RunTarsel({"tone", "-o", folder / "out.wav", "--frequency", "440", "--duration", "1",
+                                        "--rate", rate, "--print-graph"});
+        EXPECT_THAT(printed.output, HasSubstr("\"BlockSamples\": " + std::string(samples) + ",")) << rate;
     }
 }
 

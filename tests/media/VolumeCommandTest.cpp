@@ -84,6 +84,8 @@ TEST_F(Volume, MistakesExitWithTwoAndNameTheOption) {
              {{"--gain", "1000001"}, "--gain: \"1000001\""},
              {{"--gain", "120.1dB"}, "--gain: \"120.1dB\""},
              {{"--gain", "dB"}, "--gain: \"dB\""},
+             {{"--gain", "+-6dB"}, "--gain: \"+-6dB\""},
+             {{"--gain=-1000001"}, "--gain: \"-1000001\""},
              {{"--gain", "1.5x"}, "--gain: \"1.5x\""},
              {{"--gain", "1", "extra.wav"}, "input"},
              {{"--gain", "1", "--audio-codec", "h264"}, "--audio-codec: there is no codec \"h264\""}}) {
