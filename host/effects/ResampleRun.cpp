@@ -9,6 +9,8 @@
 #include "host/media/FFmpeg.h"
 
 extern "C" {
+#include <libavutil/channel_layout.h>
+#include <libavutil/samplefmt.h>
 #include <libswresample/swresample.h>
 }
 
@@ -37,9 +39,15 @@ AVSampleFormat InternalFormat(Conf::SampleInfo const& from, Conf::SampleInfo con
     return isFine(from.GetSampleFormat()) || isFine(to.GetSampleFormat()) ? AV_SAMPLE_FMT_DBLP : AV_SAMPLE_FMT_FLTP;
 }
 
+/// "stereo at 48000 Hz in s16"; a layout without a name is told by its channels, "2 channels (BL+BR)".
 std::string Describe(Conf::SampleInfo const& info) {
-    return std::to_string(info.GetChannelCount()) + " channels at " + std::to_string(info.GetSampleRate()) +
-           " Hz in format " + std::to_string(info.GetSampleFormat());
+    char layoutName[128] = "no channels";
+    AVChannelLayout layout{};
+    if (av_channel_layout_from_mask(&layout, info.GetChannelLayout()) >= 0)
+        av_channel_layout_describe(&layout, layoutName, sizeof layoutName);
+    char const* const format = av_get_sample_fmt_name(static_cast<AVSampleFormat>(int(info.GetSampleFormat())));
+    return std::string(layoutName) + " at " + std::to_string(info.GetSampleRate()) + " Hz in " +
+           (format ? format : "no format");
 }
 
 void RequireRate(int rate) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <map>
 #include <numeric>
 #include <utility>
@@ -29,6 +30,11 @@ using namespace Proc;
 namespace {
 
 constexpr int MAX_TONE_CHANNELS = 8;
+// Gains that the words of 8 and of 16 bits no longer hold: from here on loud samples wrap instead of being cut off.
+constexpr double WRAPPING_GAIN_8 = 128;
+constexpr double WRAPPING_GAIN_16 = 256;
+// Of a sum of 16-bit samples: all gains together.
+constexpr double WRAPPING_SUM_16 = 65536;
 
 /// libavformat's writer of the target; null when nothing is written.
 AVOutputFormat const* ContainerOf(ShortFormOptions const& options) {
@@ -94,6 +100,27 @@ Conf::SampleInfo InfoOf(StreamInfo const& info) {
     return format ? format->GetSampleInfo() : Conf::SampleInfo();
 }
 
+/// Whether a stream holds something to read.
+bool HasContent(MediaFile const& file, StreamInfo const& info) {
+    return info.HasPackets() && file.GetIndex(info.index).GetCount() != 0;
+}
+
+/// Integers of 64 bits are unknown to the filters of sound.
+Conf::SampleFormats KnownFormat(Conf::SampleFormats format) {
+    if (format == Conf::SAMPLE_FORMAT_S64) return Conf::SAMPLE_FORMAT_DBL;
+    return format == Conf::SAMPLE_FORMAT_S64P ? Conf::SAMPLE_FORMAT_DBLP : format;
+}
+
+/// The format for one gain or several: floats in place of integers that would wrap.
+Conf::SampleFormats FormatFor(Conf::SampleFormats format, double largestGain, double sumOfGains) {
+    Conf::SampleFormats const planar = Conf::PlanarFormat(format);
+    bool const wraps =
+        (planar == Conf::SAMPLE_FORMAT_U8P && largestGain >= WRAPPING_GAIN_8) ||
+        (planar == Conf::SAMPLE_FORMAT_S16P && (largestGain >= WRAPPING_GAIN_16 || sumOfGains >= WRAPPING_SUM_16));
+    if (!wraps) return format;
+    return format == planar ? Conf::SAMPLE_FORMAT_FLTP : Conf::SAMPLE_FORMAT_FLT;
+}
+
 // Mixing.
 
 /// The first audio stream; what else the file holds is told.
@@ -115,16 +142,27 @@ Conf::SampleInfo CommonInfo(std::vector<Conf::SampleInfo> const& infos) {
     Conf::SampleInfo common;
     for (Conf::SampleInfo const& info : infos) common.MergeWith(info, Conf::MergeStrategy::Best);
     Conf::SampleFormats format = common.GetSampleFormat();
-    // In 8 bits the sum of two silences is full scale; integers of 64 bits are unknown to the mixer.
+    // In 8 bits the sum of two silences is full scale.
     if (format == Conf::SAMPLE_FORMAT_U8) format = Conf::SAMPLE_FORMAT_S16;
     if (format == Conf::SAMPLE_FORMAT_U8P) format = Conf::SAMPLE_FORMAT_S16P;
-    if (format == Conf::SAMPLE_FORMAT_S64) format = Conf::SAMPLE_FORMAT_DBL;
-    if (format == Conf::SAMPLE_FORMAT_S64P) format = Conf::SAMPLE_FORMAT_DBLP;
     if (format == Conf::SAMPLE_FORMAT_NONE) format = Conf::SAMPLE_FORMAT_FLTP;
     Conf::ChannelLayout layout = common.GetChannelLayout();
     if (!IsNamedLayout(layout)) layout = Conf::DefaultChannelLayout(common.GetChannelCount());
     if (!IsNamedLayout(layout)) layout = Conf::CHANNEL_LAYOUT_STEREO;
-    return {format, common.GetSampleRate() > 0 ? common.GetSampleRate() : -1, layout};
+    return {KnownFormat(format), common.GetSampleRate() > 0 ? common.GetSampleRate() : -1, layout};
+}
+
+/// The same, in numbers that hold the volumes.
+Conf::SampleInfo CommonInfo(std::vector<Conf::SampleInfo> const& infos, std::vector<int> const& volumes) {
+    double largest = 0;
+    double sum = 0;
+    for (int const volume : volumes) {
+        double const gain = std::abs(volume) / 100.0;
+        largest = std::max(largest, gain);
+        sum += gain;
+    }
+    Conf::SampleInfo const common = CommonInfo(infos);
+    return {FormatFor(common.GetSampleFormat(), largest, sum), common.GetSampleRate(), common.GetChannelLayout()};
 }
 
 Core::Property ResampleSettings(Conf::SampleInfo const& info) {
@@ -193,14 +231,15 @@ class VolumeMaker {
         }
         NodeId top = maker.AddSource(file.GetPath(), Select(info), false);
         SettingsFilterAudioVolume const settings(factor.value_or(1), !factor);
-        if (settings.IsAutoLevel()) {
-            // The gain looks at the front part alone of blocks whose channels take turns.
-            Conf::SampleFormats format = Conf::PlanarFormat(InfoOf(info).GetSampleFormat());
-            if (format == Conf::SAMPLE_FORMAT_NONE) format = Conf::SAMPLE_FORMAT_FLTP;
-            if (format == Conf::SAMPLE_FORMAT_S64P) format = Conf::SAMPLE_FORMAT_DBLP;
+        Conf::SampleFormats const own = InfoOf(info).GetSampleFormat();
+        double const gain = std::abs(settings.GetVolume());
+        Conf::SampleFormats format = KnownFormat(FormatFor(own, gain, gain));
+        // The gain looks at the front part alone of blocks whose channels take turns.
+        if (settings.IsAutoLevel()) format = Conf::PlanarFormat(format);
+        if (settings.IsAutoLevel() && format == Conf::SAMPLE_FORMAT_NONE) format = Conf::SAMPLE_FORMAT_FLTP;
+        if (settings.IsAutoLevel() || format != own)
             top = maker.AddFilter(FilterSlots::RESAMPLE.name, ResampleSettings({format, -1, Conf::CHANNEL_LAYOUT_NONE}),
                                   {top});
-        }
         top = maker.AddFilter(SettingsFilterAudioVolume::CLASS_ID, Settings2Property(settings), {top});
         maker.AddOutput(top, true);
         return true;
@@ -234,6 +273,20 @@ class VolumeMaker {
     std::optional<double> const factor;
     std::vector<StreamKind> taken;
 };
+
+/// What is the matter with a file of whose sound nothing has been taken.
+std::string WhyNoSound(MediaFile const& file, AVOutputFormat const* container) {
+    bool present = false;
+    bool filled = false;
+    for (StreamInfo const& info : file.GetStreams()) {
+        if (info.derived || info.kind != StreamKind::Audio) continue;
+        present = true;
+        filled = filled || HasContent(file, info);
+    }
+    if (!present) return "there is no audio in it";
+    if (!filled) return "its audio holds no packets";
+    return "there is no audio in it that " + std::string(container->name) + " holds";
+}
 
 std::string NumberText(double value) {
     std::array<char, 64> buffer{};
@@ -291,7 +344,7 @@ ShortFormGraph MakeMixGraph(std::vector<std::string> const& inputs, std::vector<
         infos.push_back(InfoOf(FirstSound(maker, maker.Open(inputs[i]), isNew)));
         sources.push_back(maker.AddSource(inputs[i], {StreamKind::Audio, 0}, false));
     }
-    Core::Property const common = ResampleSettings(CommonInfo(infos));
+    Core::Property const common = ResampleSettings(CommonInfo(infos, volumes));
     std::vector<NodeId> conformed;
     for (NodeId const source : sources)
         conformed.push_back(maker.AddFilter(FilterSlots::RESAMPLE.name, common, {source}));
@@ -310,10 +363,7 @@ ShortFormGraph MakeVolumeGraph(std::string const& input, std::optional<double> f
     for (StreamInfo const& info : file.GetStreams())
         if (!info.derived && info.kind != StreamKind::Attachment && info.kind != StreamKind::AttachedPicture)
             volume.Add(info);
-    if (!volume.HasSound())
-        FailAtPlace("",
-                    input + ": there is no audio in it" +
-                        (maker.GetContainer() ? " that " + std::string(maker.GetContainer()->name) + " holds" : ""));
+    if (!volume.HasSound()) FailAtPlace("", input + ": " + WhyNoSound(file, maker.GetContainer()));
     return maker.Finish();
 }
 

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
+#include <fstream>
 #include <map>
 #include <sstream>
 
@@ -208,6 +209,17 @@ TEST(LevelCommand, AStreamWithoutSamplesIsSilentAndToldOf) {
     EXPECT_EQ(0.0, level["peak"]);
     EXPECT_EQ(0.0, level["rms"]);
     EXPECT_EQ(true, level["quiet"]);
+}
+
+TEST(LevelCommand, AFileThatIsCutOffIsMeasuredToWhereItEndsAndToldOf) {
+    ScratchFolder const folder;
+    std::string const whole = ReadWholeFile(Lopsided("pcm_s16le"));
+    std::ofstream(folder / "cut.wav", std::ios::binary) << whole.substr(0, whole.size() / 2);
+    auto const result = RunTarsel({"level", folder / "cut.wav", "--json"});
+    EXPECT_EQ(0, result.exitCode) << result.errors;
+    EXPECT_THAT(result.errors, HasSubstr("tarsel: warning: " + folder / "cut.wav" + ": is cut off or damaged"));
+    EXPECT_EQ(ParseOutput(RunTarsel({"level", Lopsided("pcm_s16le"), "--json"}))["channels"].size(),
+              ParseOutput(result)["channels"].size());
 }
 
 TEST(LevelCommand, WhatCannotBeMeasuredExitsWithOne) {

@@ -205,6 +205,27 @@ TEST_F(Sound, AMixOf16BitsIsTheSumToTheLastBit) {
         Integers(SoundOf(Make({"mix", Noise(), Noise(), Sines(), "--volume=-100", "--volume=30", "--volume=0"}))));
 }
 
+TEST_F(Sound, VolumesThatTheWordsOf16BitsDontHoldClipInsteadOfWrapping) {
+    auto const source = SoundOf(Noise()).samples;
+    // 256 times alone, and less than that by an input that holds more together than the sum has room for.
+    std::vector<std::string> many{"mix"};
+    for (int i = 0; i < 257; ++i) many.push_back(Noise());
+    std::string volumes = "--volume=25599";
+    for (int i = 0; i < 256; ++i) volumes += ",25599";
+    many.push_back(volumes);
+    auto const lone = SoundOf(Make({"mix", Noise(), Noise(), "--volume", "0,25600"})).samples;
+    auto const sum = SoundOf(Make(many)).samples;
+    ASSERT_EQ(source.size(), lone.size());
+    ASSERT_EQ(source.size(), sum.size());
+    for (std::size_t i = 0; i < source.size(); ++i) {
+        ASSERT_NEAR(std::clamp(source[i] * 256.0, -1.0, 1.0), lone[i], 0.01) << i;
+        ASSERT_NEAR(std::clamp(source[i] * 256.0 * 257.0, -1.0, 1.0), sum[i], 0.01) << i;
+    }
+    auto const printed =
+        RunTarsel({"mix", Noise(), Noise(), "-o", folder / "x.wav", "--volume=25599,-25599", "--print-graph"});
+    EXPECT_THAT(printed.output, HasSubstr("\"SampleFormat\": \"s16\""));
+}
+
 TEST_F(Sound, AMixOfFloatsIsTheSumToTheLastBit) {
     auto const a = SoundOf(Noise("pcm_f32le")).samples;
     auto const b = SoundOf(Sines("pcm_f32le")).samples;
@@ -254,6 +275,25 @@ TEST_F(Sound, InputsOfDifferentRatesAndLayoutsSoundAsTheirVolumesSay) {
         EXPECT_NEAR((channel == 0 ? 0.4 : 0.2) * 0.5, AmplitudeAt(values, 440, 96000), 0.0005);
         EXPECT_NEAR(0.3 * 2, AmplitudeAt(values, 1000, 96000), 0.0005) << "one channel goes into two as it is";
     }
+}
+
+TEST_F(Sound, ALayoutThatGraphFilesDontNameBecomesTheUsualOneOfAsManyChannels) {
+    std::string const odd =
+        SoundClip("sound-odd.wav", "aevalsrc='0.5*sin(2*PI*500*t)|0|0.25*sin(2*PI*700*t)|0':s=48000:d=1:c=4.0",
+                  {"-af", "channelmap=0|1|2|3:FL+FR+FC+TC", "-c:a", "pcm_f32le"});
+    auto const out = SoundOf(Make({"mix", odd, odd, "--volume", "50,50", "--audio-codec", "pcm_f32le"}));
+    ASSERT_EQ(4, out.channels);
+    EXPECT_NEAR(0.5, AmplitudeAt(ChannelOf(out, 0), 500, 48000), 0.0005);
+    EXPECT_NEAR(0.25, AmplitudeAt(ChannelOf(out, 2), 700, 48000), 0.0005);
+}
+
+TEST_F(Sound, ALayoutThatCannotBeConvertedIsRefusedByName) {
+    std::string const lame = SoundClip("sound-lame.wav", "aevalsrc='0|0|0':s=48000:d=1:c=2.1",
+                                       {"-af", "channelmap=0|1|2:FL+LFE+TC", "-c:a", "pcm_s16le"});
+    auto const result = RunTarsel({"mix", lame, lame, "-o", folder / "out.wav"});
+    EXPECT_EQ(1, result.exitCode);
+    EXPECT_THAT(result.errors, HasSubstr("Can't convert sound of 3 channels (FL+LFE+TC) at 48000 Hz in s16 to 2.1"));
+    EXPECT_THAT(folder.List(), IsEmpty());
 }
 
 TEST_F(Sound, EightBitInputsStaySilentWhereTheyAre) {
@@ -311,6 +351,15 @@ TEST_F(Sound, AToneIsAsLongAsToldToTheSampleAtAnyRate) {
             SoundOf(Make({"tone", "--frequency", "1000", "--duration", duration, "--rate", rate, "--channels", "1"}));
         EXPECT_EQ(std::stoi(rate), out.sampleRate);
         EXPECT_EQ(samples, out.samples.size()) << rate;
+    }
+}
+
+TEST_F(Sound, AToneComesInBlocksOfATenthOrOfTheNextWholeMicrosecond) {
+    for (auto const& [rate, samples] : {std::pair{"48000", "4800"}, std::pair{"44100", "4410"},
+                                        std::pair{"11025", "882"}, std::pair{"44101", "44101"}}) {
+        auto const printed = RunTarsel({"tone", "-o", folder / "out.wav", "--frequency", "440", "--duration", "1",
+                                        "--rate", rate, "--print-graph"});
+        EXPECT_THAT(printed.output, HasSubstr("\"BlockSamples\": " + std::string(samples) + ",")) << rate;
     }
 }
 

@@ -353,6 +353,14 @@ TEST_F(Spectrum, PictureShowsTheSoundAtATime) {
     EXPECT_THAT(folder.List(), ElementsAre("out.png"));
 }
 
+TEST_F(Spectrum, TheLastPictureThatIsShorterEndsWithTheSound) {
+    std::string const odd = MakeClip("spectrum-odd.wav", {"-f", "lavfi", "-i", "sine=1000:r=48000:d=0.25"});
+    MakePicture({odd, "--at", "0.249999"});
+    auto const behind = RunTarsel({"spectrum", odd, "-o", folder / "behind.png", "--at", "0.25"});
+    EXPECT_EQ(1, behind.exitCode);
+    EXPECT_EQ("tarsel: " + odd + ": there is no sound at 00:00.250\n", behind.errors);
+}
+
 TEST_F(Spectrum, PictureIsTheOneOfTheVideo) {
     Messages messages;
     auto const video = DecodePictures(Make({Sweep(), "--quality", "1"}, "out.mp4"), 0, messages);

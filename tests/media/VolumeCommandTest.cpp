@@ -84,6 +84,8 @@ TEST_F(Volume, MistakesExitWithTwoAndNameTheOption) {
              {{"--gain", "1000001"}, "--gain: \"1000001\""},
              {{"--gain", "120.1dB"}, "--gain: \"120.1dB\""},
              {{"--gain", "dB"}, "--gain: \"dB\""},
+             {{"--gain", "+-6dB"}, "--gain: \"+-6dB\""},
+             {{"--gain=-1000001"}, "--gain: \"-1000001\""},
              {{"--gain", "1.5x"}, "--gain: \"1.5x\""},
              {{"--gain", "1", "extra.wav"}, "input"},
              {{"--gain", "1", "--audio-codec", "h264"}, "--audio-codec: there is no codec \"h264\""}}) {
@@ -103,7 +105,12 @@ TEST_F(Volume, WhatOnlyTheMediaShowsExitsWithOne) {
         MakeClip("volume-silent.mp4", {"-f", "lavfi", "-i", "testsrc2=s=64x48:r=25:d=1", "-c:v", "libx264"});
     auto const none = RunTarsel({"volume", silent, "-o", folder / "out.mp4", "--gain", "2"});
     EXPECT_EQ(1, none.exitCode);
-    EXPECT_THAT(none.errors, HasSubstr(silent + ": there is no audio in it"));
+    EXPECT_THAT(none.errors, HasSubstr(silent + ": there is no audio in it\n"));
+    std::string const empty =
+        MakeClip("volume-empty.wav", {"-f", "lavfi", "-i", "anullsrc=r=48000:d=1", "-af", "atrim=end_sample=0"});
+    auto const nothing = RunTarsel({"volume", empty, "-o", folder / "out.wav", "--gain", "2"});
+    EXPECT_EQ(1, nothing.exitCode);
+    EXPECT_THAT(nothing.errors, HasSubstr(empty + ": its audio holds no packets\n"));
     auto const noPlace = RunTarsel({"volume", Noise(), "-o", folder / "out.h264", "--gain", "2"});
     EXPECT_EQ(1, noPlace.exitCode);
     EXPECT_THAT(noPlace.errors, HasSubstr("there is no audio in it that h264 holds"));
@@ -150,6 +157,29 @@ TEST_F(Volume, AGainOfFloatsIsExactAndClips) {
 TEST_F(Volume, AGainOfOneChangesNoSample) {
     EXPECT_EQ(SoundOf(Noise()).samples, SoundOf(Make({Noise(), "--gain", "1"})).samples);
     EXPECT_EQ(SoundOf(Noise()).samples, SoundOf(Make({Noise(), "--gain=0dB"})).samples);
+}
+
+TEST_F(Volume, GainsThatTheWordsOf8And16BitsDontHoldClipInsteadOfWrapping) {
+    for (auto const& [codec, gains] : {std::pair{"pcm_s16le", std::vector{255.9, 256.0, 1000.0, -1e6}},
+                                       std::pair{"pcm_u8", std::vector{127.9, 128.0, 200.0, -300.0}}}) {
+        auto const source = SoundOf(Noise(codec)).samples;
+        for (double const gain : gains) {
+            auto const result = SoundOf(Make({Noise(codec), "--gain=" + std::to_string(gain)})).samples;
+            ASSERT_EQ(source.size(), result.size()) << codec << " " << gain;
+            for (std::size_t i = 0; i < source.size(); ++i)
+                ASSERT_NEAR(std::clamp(source[i] * gain, -1.0, 1.0), result[i], 0.01)
+                    << codec << " " << gain << " " << i;
+        }
+    }
+}
+
+TEST_F(Volume, IntegersOf64BitsAreChangedAsFloats) {
+    auto const source = SoundOf(Noise("pcm_f64le")).samples;
+    for (auto const& gain : {"--gain=0.5", "--auto"}) {
+        auto const result = SoundOf(Make({Noise("pcm_s64le"), gain, "--audio-codec", "pcm_f32le"})).samples;
+        ASSERT_EQ(source.size(), result.size()) << gain;
+        EXPECT_NEAR(source[7] * (gain == std::string("--auto") ? 1 : 0.5), result[7], 0.03) << gain;
+    }
 }
 
 TEST_F(Volume, TheAutomaticGainBringsQuietSoundUpAndNeverClips) {

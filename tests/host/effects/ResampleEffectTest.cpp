@@ -574,8 +574,8 @@ TEST(ResampleEffect, LayoutsThatTheLibraryCanNotMixAreRefusedAndNothingHeldIsLos
     auto const first = Process(*effect, BlockOf(Sine(440, 44100, 4410), 0, 4410, Mono(44100)));
     auto odd = MakeAudio(100000, 10, 48000, Conf::SAMPLE_FORMAT_S16, 0x30);  // two channels, behind
     EXPECT_EQ(MessageOf<EffectException>([&] { effect->Process(odd); }),
-              "Can't convert sound of 2 channels at 48000 Hz in format 1 to 1 channels at 48000 Hz in format 1: "
-              "Invalid argument");
+              "Can't convert sound of 2 channels (BL+BR) at 48000 Hz in s16 to mono at 48000 Hz in s16: Invalid "
+              "argument");
     EXPECT_EQ(first->GetSampleCount() + CountOf(Drain(*effect)), 4800);
 }
 
