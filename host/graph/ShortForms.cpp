@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
-#include <map>
 #include <utility>
 
 #include "contracts/Conf/IFormatCodec.h"
@@ -14,7 +12,7 @@
 #include "contracts/Proc/SettingsFilterLoop.h"
 #include "contracts/Proc/SettingsFilterReverse.h"
 #include "contracts/Proc/SettingsFilterSpeedUp.h"
-#include "host/graph/GraphChecks.h"
+#include "host/graph/FormMaker.h"
 #include "host/graph/GraphErrors.h"
 #include "host/graph/SettingsCatalog.h"
 #include "host/media/CodecFactory.h"
@@ -30,28 +28,11 @@ using namespace Proc;
 
 namespace {
 
-std::string NumberText(double value) {
-    std::array<char, 64> buffer{};
-    return {buffer.data(), std::to_chars(buffer.data(), buffer.data() + buffer.size(), value).ptr};
-}
-
-/// The bounds of a setting, which the short forms share with graph files.
-SettingField const& FieldOf(char const* classId, char const* key) {
-    auto const& fields = FindInCatalog(classId)->fields;
-    return *std::find_if(fields.begin(), fields.end(), [&](SettingField const& field) { return field.key == key; });
-}
-
 void RequireDuration(int64 duration) {
     SettingField const& field = FieldOf(SettingsFilterDurationTrimmer::CLASS_ID, "Duration");
     if (duration < field.minimum || duration > field.maximum)
         FailAtPlace("", "the duration must be from " + std::to_string(field.minimum) + " to " +
                             std::to_string(field.maximum) + " microseconds, not " + std::to_string(duration));
-}
-
-/// libavformat's writer of the target; null when nothing is written.
-AVOutputFormat const* ContainerOf(ShortFormOptions const& options) {
-    if (!options.container.empty()) return FindContainerNamed(options.container);
-    return options.output.empty() ? nullptr : FindContainer(options.output);
 }
 
 /// Whether pictures or sound have a place in the container. Writers of sound name the codec of cover pictures as
@@ -69,13 +50,10 @@ std::string SubtitleCodec(AVOutputFormat const& container, std::string const& so
     return {};
 }
 
-/// Puts a document together from its sources up.
+/// Puts a document of files together, all of whose streams go the same way.
 class Maker {
   public:
-    explicit Maker(ShortFormOptions const& options) : options(options), container(ContainerOf(options)) {
-        result.document.output.file = options.output;
-        result.document.output.container = options.container;
-    }
+    explicit Maker(ShortFormOptions const& options) : options(options), form(options), container(form.GetContainer()) {}
 
     /// A source and what stands over it so far.
     struct Line {
@@ -86,7 +64,8 @@ class Maker {
     /// Opens a file and makes a source of each stream that takes part; subtitles only when they are asked for. What is
     /// left out is told.
     std::vector<Line> AddFile(std::string const& path, bool withSubtitles = false);
-    NodeId AddFilter(char const* classId, char const* implName, Core::Property settings, std::vector<NodeId> inputs);
+    NodeId AddFilter(char const* classId, char const* implName, Core::Property settings,
+                     std::vector<NodeId> const& inputs);
     /// Makes the line exactly as long as the longest one of its file: what is left out doesn't count.
     void TrimToFile(Line& line);
     void Put(Line& line, char const* classId, char const* implName, Core::Property settings) {
@@ -95,21 +74,18 @@ class Maker {
     void AddOutput(Line const& line);
     /// Tells of pictures that come faster than `rate`: where all of them are kept, they fall behind the sound.
     void WarnOfFasterPictures(Ratio const& rate);
-    ShortFormGraph Finish();
+    ShortFormGraph Finish() { return form.Finish(); }
 
   private:
     bool TakesPart(StreamInfo const& info, bool withSubtitles, std::vector<Line> const& taken, std::string& why) const;
-    void Warn(StreamInfo const& info, std::string const& why);
 
     ShortFormOptions const& options;
+    FormMaker form;
     AVOutputFormat const* const container;
     iptr<MediaFile> file;
-    std::map<std::string, iptr<MediaFile>> files;
     int64 length = NO_VALUE;  // of the file's pictures and sound that take part
-    ShortFormGraph result;
     /// The codecs of subtitle sources, by their ids.
     std::vector<std::pair<NodeId, std::string>> subtitleCodecs;
-    NodeId nextId = 1;
 };
 
 bool Maker::TakesPart(StreamInfo const& info, bool withSubtitles, std::vector<Line> const& taken,
@@ -149,18 +125,8 @@ bool Maker::TakesPart(StreamInfo const& info, bool withSubtitles, std::vector<Li
     return true;
 }
 
-void Maker::Warn(StreamInfo const& info, std::string const& why) {
-    result.warnings.push_back(file->GetPath() + ": " + StreamName(info) + " is left out" +
-                              (why.empty() ? "" : ": " + why));
-}
-
 std::vector<Maker::Line> Maker::AddFile(std::string const& path, bool withSubtitles) {
-    auto& known = files[path];
-    if (!known) {
-        known = MediaFile::Open(path);
-        result.files.push_back(known);
-    }
-    file = known;
+    file = form.Open(path);
     length = NO_VALUE;
     std::vector<Line> lines;
     std::array<int, 3> ordinals{};
@@ -173,12 +139,10 @@ std::vector<Maker::Line> Maker::AddFile(std::string const& path, bool withSubtit
         int const ordinal = counted ? ordinals[static_cast<std::size_t>(info.kind)]++ : 0;
         std::string why;
         if (!TakesPart(info, withSubtitles, lines, why)) {
-            Warn(info, why);
+            form.WarnLeftOut(*file, info, why);
             continue;
         }
-        auto& sources = result.document.sources;
-        NodeId const id = nextId++;
-        sources.push_back({id, path, {info.kind, ordinal}, false, "/sources/" + std::to_string(sources.size())});
+        NodeId const id = form.AddSource(path, {info.kind, ordinal});
         lines.push_back({info.kind, id});
         if (info.kind != StreamKind::Subtitle) length = std::max(length, file->GetIndex(info.index).GetEndTime());
         if (info.kind == StreamKind::Subtitle && container)
@@ -195,14 +159,11 @@ std::vector<Maker::Line> Maker::AddFile(std::string const& path, bool withSubtit
 }
 
 NodeId Maker::AddFilter(char const* classId, char const* implName, Core::Property settings,
-                        std::vector<NodeId> inputs) {
-    auto& filters = result.document.filters;
-    NodeId const id = nextId++;
+                        std::vector<NodeId> const& inputs) {
+    NodeId const id = form.AddFilter(classId, implName, std::move(settings), inputs);
     // A stream of subtitles keeps its codec through the filters above it.
     for (auto& [source, codec] : subtitleCodecs)
         if (inputs.size() == 1 && source == inputs.front()) source = id;
-    filters.push_back(
-        {id, classId, implName, std::move(settings), std::move(inputs), "/filters/" + std::to_string(filters.size())});
     return id;
 }
 
@@ -217,19 +178,17 @@ void Maker::TrimToFile(Line& line) {
 }
 
 void Maker::AddOutput(Line const& line) {
+    if (line.kind == StreamKind::Audio) return form.AddSoundOutput(line.top);
     GraphOutput::Stream stream;
     stream.input = line.top;
     if (line.kind == StreamKind::Video) {
         stream.codec = options.videoCodec;
         stream.quality = options.quality;
-    } else if (line.kind == StreamKind::Audio) {
-        stream.codec = options.audioCodec;
-        stream.bitRate = options.audioBitRate;
     } else {
         for (auto const& [id, codec] : subtitleCodecs)
             if (id == line.top) stream.codec = codec;
     }
-    result.document.output.streams.push_back(std::move(stream));
+    form.AddOutput(std::move(stream));
 }
 
 void Maker::WarnOfFasterPictures(Ratio const& rate) {
@@ -237,14 +196,9 @@ void Maker::WarnOfFasterPictures(Ratio const& rate) {
         auto const* const format = dynamic_cast<Conf::IFormatCodecVideo const*>(info.format.get());
         if (info.kind != StreamKind::Video || !format || format->GetFrameRate() <= rate) continue;
         auto const text = [](Ratio const& value) { return Core::Property().SetValue(value).GetString(); };
-        result.warnings.push_back(file->GetPath() + ": " + StreamName(info) + " has " + text(format->GetFrameRate()) +
-                                  " frames/s, all of which are kept: at " + text(rate) + " they fall behind the sound");
+        form.Warn(file->GetPath() + ": " + StreamName(info) + " has " + text(format->GetFrameRate()) +
+                  " frames/s, all of which are kept: at " + text(rate) + " they fall behind the sound");
     }
-}
-
-ShortFormGraph Maker::Finish() {
-    CheckGraph(result.document);
-    return std::move(result);
 }
 
 std::size_t CountOf(std::vector<Maker::Line> const& lines, StreamKind kind) {

@@ -1,10 +1,7 @@
 #include "host/graph/SoundForms.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <cmath>
-#include <map>
 #include <numeric>
 #include <utility>
 
@@ -15,9 +12,8 @@
 #include "contracts/Proc/SettingsAudioGenerator.h"
 #include "contracts/Proc/SettingsFilterAudioVolume.h"
 #include "contracts/Proc/SettingsFilterDurationTrimmer.h"
-#include "host/graph/GraphChecks.h"
+#include "host/graph/FormMaker.h"
 #include "host/graph/GraphErrors.h"
-#include "host/graph/GraphOutput.h"
 #include "host/graph/SettingsCatalog.h"
 #include "host/media/CodecFactory.h"
 #include "host/media/Containers.h"
@@ -35,65 +31,6 @@ constexpr double WRAPPING_GAIN_8 = 128;
 constexpr double WRAPPING_GAIN_16 = 256;
 // Of a sum of 16-bit samples: all gains together.
 constexpr double WRAPPING_SUM_16 = 65536;
-
-/// libavformat's writer of the target; null when nothing is written.
-AVOutputFormat const* ContainerOf(ShortFormOptions const& options) {
-    if (!options.container.empty()) return FindContainerNamed(options.container);
-    return options.output.empty() ? nullptr : FindContainer(options.output);
-}
-
-/// Puts a document together from its sources up.
-class SoundMaker {
-  public:
-    explicit SoundMaker(ShortFormOptions const& options) : options(options), container(ContainerOf(options)) {
-        result.document.output.file = options.output;
-        result.document.output.container = options.container;
-    }
-
-    AVOutputFormat const* GetContainer() const { return container; }
-    /// A file that is named twice is opened once.
-    MediaFile& Open(std::string const& path) {
-        auto& file = files[path];
-        if (!file) {
-            file = MediaFile::Open(path);
-            result.files.push_back(file);
-        }
-        return *file;
-    }
-    NodeId AddSource(std::string const& path, StreamSelector const& selector, bool packets) {
-        auto& sources = result.document.sources;
-        sources.push_back({nextId, path, selector, packets, "/sources/" + std::to_string(sources.size())});
-        return nextId++;
-    }
-    NodeId AddFilter(char const* classId, Core::Property settings, std::vector<NodeId> inputs) {
-        auto& filters = result.document.filters;
-        filters.push_back({nextId, classId, ImplNames::TARSEL, std::move(settings), std::move(inputs),
-                           "/filters/" + std::to_string(filters.size())});
-        return nextId++;
-    }
-    void AddOutput(NodeId input, bool isSound) {
-        GraphOutput::Stream stream;
-        stream.input = input;
-        if (isSound) stream.codec = options.audioCodec;
-        if (isSound) stream.bitRate = options.audioBitRate;
-        result.document.output.streams.push_back(std::move(stream));
-    }
-    void Warn(std::string warning) { result.warnings.push_back(std::move(warning)); }
-    void WarnLeftOut(MediaFile const& file, StreamInfo const& info, std::string const& why) {
-        Warn(file.GetPath() + ": " + StreamName(info) + " is left out" + (why.empty() ? "" : ": " + why));
-    }
-    ShortFormGraph Finish() {
-        CheckGraph(result.document);
-        return std::move(result);
-    }
-
-  private:
-    ShortFormOptions const& options;
-    AVOutputFormat const* const container;
-    std::map<std::string, iptr<MediaFile>> files;
-    ShortFormGraph result;
-    NodeId nextId = 1;
-};
 
 Conf::SampleInfo InfoOf(StreamInfo const& info) {
     auto const* const format = dynamic_cast<Conf::IFormatCodecAudio const*>(info.format.get());
@@ -124,7 +61,7 @@ Conf::SampleFormats FormatFor(Conf::SampleFormats format, double largestGain, do
 // Mixing.
 
 /// The first audio stream; what else the file holds is told.
-StreamInfo const& FirstSound(SoundMaker& maker, MediaFile const& file, bool tell) {
+StreamInfo const& FirstSound(FormMaker& maker, MediaFile const& file, bool tell) {
     StreamInfo const* first = nullptr;
     for (StreamInfo const& info : file.GetStreams()) {
         if (info.derived) continue;
@@ -200,7 +137,7 @@ bool EncodesPictures(AVOutputFormat const& container) {
 /// Brings the streams of a file into the graph.
 class VolumeMaker {
   public:
-    VolumeMaker(SoundMaker& maker, MediaFile const& file, std::optional<double> factor)
+    VolumeMaker(FormMaker& maker, MediaFile const& file, std::optional<double> factor)
         : maker(maker), file(file), container(maker.GetContainer()), factor(factor) {}
 
     void Add(StreamInfo const& info) {
@@ -229,7 +166,7 @@ class VolumeMaker {
             maker.WarnLeftOut(file, info, std::string(container->name) + " holds no audio");
             return false;
         }
-        NodeId top = maker.AddSource(file.GetPath(), Select(info), false);
+        NodeId top = maker.AddSource(file.GetPath(), Select(info));
         SettingsFilterAudioVolume const settings(factor.value_or(1), !factor);
         Conf::SampleFormats const own = InfoOf(info).GetSampleFormat();
         double const gain = std::abs(settings.GetVolume());
@@ -238,10 +175,11 @@ class VolumeMaker {
         if (settings.IsAutoLevel()) format = Conf::PlanarFormat(format);
         if (settings.IsAutoLevel() && format == Conf::SAMPLE_FORMAT_NONE) format = Conf::SAMPLE_FORMAT_FLTP;
         if (settings.IsAutoLevel() || format != own)
-            top = maker.AddFilter(FilterSlots::RESAMPLE.name, ResampleSettings({format, -1, Conf::CHANNEL_LAYOUT_NONE}),
-                                  {top});
-        top = maker.AddFilter(SettingsFilterAudioVolume::CLASS_ID, Settings2Property(settings), {top});
-        maker.AddOutput(top, true);
+            top = maker.AddFilter(FilterSlots::RESAMPLE.name, ImplNames::TARSEL,
+                                  ResampleSettings({format, -1, Conf::CHANNEL_LAYOUT_NONE}), {top});
+        top =
+            maker.AddFilter(SettingsFilterAudioVolume::CLASS_ID, ImplNames::TARSEL, Settings2Property(settings), {top});
+        maker.AddSoundOutput(top);
         return true;
     }
 
@@ -263,11 +201,13 @@ class VolumeMaker {
             return false;
         }
         if (!packets) maker.Warn(file.GetPath() + ": " + StreamName(info) + " is encoded anew: " + why);
-        maker.AddOutput(maker.AddSource(file.GetPath(), Select(info), packets), false);
+        GraphOutput::Stream stream;
+        stream.input = maker.AddSource(file.GetPath(), Select(info), packets);
+        maker.AddOutput(std::move(stream));
         return true;
     }
 
-    SoundMaker& maker;
+    FormMaker& maker;
     MediaFile const& file;
     AVOutputFormat const* const container;
     std::optional<double> const factor;
@@ -286,16 +226,6 @@ std::string WhyNoSound(MediaFile const& file, AVOutputFormat const* container) {
     if (!present) return "there is no audio in it";
     if (!filled) return "its audio holds no packets";
     return "there is no audio in it that " + std::string(container->name) + " holds";
-}
-
-std::string NumberText(double value) {
-    std::array<char, 64> buffer{};
-    return {buffer.data(), std::to_chars(buffer.data(), buffer.data() + buffer.size(), value).ptr};
-}
-
-SettingField const& FieldOf(char const* classId, char const* key) {
-    auto const& fields = FindInCatalog(classId)->fields;
-    return *std::find_if(fields.begin(), fields.end(), [&](SettingField const& field) { return field.key == key; });
 }
 
 void RequireNumber(char const* what, double value, double lowest, double highest) {
@@ -335,20 +265,21 @@ Conf::SampleFormats ToneFormat(ShortFormOptions const& options, AVOutputFormat c
 ShortFormGraph MakeMixGraph(std::vector<std::string> const& inputs, std::vector<int> const& volumes,
                             ShortFormOptions const& options) {
     CheckVolumes(inputs, volumes);
-    SoundMaker maker(options);
+    FormMaker maker(options);
     std::vector<NodeId> sources;
     std::vector<Conf::SampleInfo> infos;
     for (std::size_t i = 0; i < inputs.size(); ++i) {
         bool const isNew = std::find(inputs.begin(), inputs.begin() + static_cast<std::ptrdiff_t>(i), inputs[i]) ==
                            inputs.begin() + static_cast<std::ptrdiff_t>(i);
-        infos.push_back(InfoOf(FirstSound(maker, maker.Open(inputs[i]), isNew)));
-        sources.push_back(maker.AddSource(inputs[i], {StreamKind::Audio, 0}, false));
+        infos.push_back(InfoOf(FirstSound(maker, *maker.Open(inputs[i]), isNew)));
+        sources.push_back(maker.AddSource(inputs[i], {StreamKind::Audio, 0}));
     }
     Core::Property const common = ResampleSettings(CommonInfo(infos, volumes));
     std::vector<NodeId> conformed;
     for (NodeId const source : sources)
-        conformed.push_back(maker.AddFilter(FilterSlots::RESAMPLE.name, common, {source}));
-    maker.AddOutput(maker.AddFilter(FilterSlots::AUDIO_MIXER.name, MixerSettings(volumes), std::move(conformed)), true);
+        conformed.push_back(maker.AddFilter(FilterSlots::RESAMPLE.name, ImplNames::TARSEL, common, {source}));
+    maker.AddSoundOutput(maker.AddFilter(FilterSlots::AUDIO_MIXER.name, ImplNames::TARSEL, MixerSettings(volumes),
+                                         std::move(conformed)));
     return maker.Finish();
 }
 
@@ -356,8 +287,9 @@ ShortFormGraph MakeVolumeGraph(std::string const& input, std::optional<double> f
                                ShortFormOptions const& options) {
     SettingField const& field = FieldOf(SettingsFilterAudioVolume::CLASS_ID, "Volume");
     if (factor) RequireNumber("the factor", *factor, field.lowest, field.highest);
-    SoundMaker maker(options);
-    MediaFile const& file = maker.Open(input);
+    FormMaker maker(options);
+    iptr<MediaFile> const opened = maker.Open(input);
+    MediaFile const& file = *opened;
     VolumeMaker volume(maker, file, factor);
     // Whoever runs the graph takes files inside the file and cover pictures along.
     for (StreamInfo const& info : file.GetStreams())
@@ -369,14 +301,15 @@ ShortFormGraph MakeVolumeGraph(std::string const& input, std::optional<double> f
 
 ShortFormGraph MakeToneGraph(ToneRequest const& request, ShortFormOptions const& options) {
     CheckTone(request);
-    SoundMaker maker(options);
+    FormMaker maker(options);
     SettingsAudioGenerator settings;
     settings.SetSampleInfo(
         {ToneFormat(options, maker.GetContainer()), request.rate, Conf::DefaultChannelLayout(request.channels)});
     settings.SetDuration(request.duration);
     settings.SetBlockSamples(ToneBlockSamples(request.rate));
     settings.SetTone(request.frequency, request.amplitude);
-    maker.AddOutput(maker.AddFilter(SettingsAudioGenerator::CLASS_ID, Settings2Property(settings), {}), true);
+    maker.AddSoundOutput(
+        maker.AddFilter(SettingsAudioGenerator::CLASS_ID, ImplNames::TARSEL, Settings2Property(settings), {}));
     return maker.Finish();
 }
 

@@ -7,9 +7,8 @@
 #include "contracts/Proc/ImplNames.h"
 #include "contracts/Proc/SettingsFilterAudioFormatter.h"
 #include "contracts/Proc/SettingsFilterResample.h"
-#include "host/graph/GraphChecks.h"
+#include "host/graph/FormMaker.h"
 #include "host/graph/GraphErrors.h"
-#include "host/graph/SettingsCatalog.h"
 
 namespace Tarsel::Host {
 
@@ -55,53 +54,27 @@ int64 SpectrumPeriod(SettingsAudioHistogram const& picture) {
 ShortFormGraph MakeSpectrumGraph(std::string const& input, SpectrumFormOptions const& spectrum,
                                  ShortFormOptions const& options) {
     Core::Property settings = PictureSettings(spectrum.picture);
-    ShortFormGraph result;
-    iptr<MediaFile> const file = MediaFile::Open(input);
-    RequireSound(*file, spectrum.stream);
-    result.files.push_back(file);
-
-    GraphDocument& document = result.document;
+    FormMaker maker(options);
+    RequireSound(*maker.Open(input), spectrum.stream);
     StreamSelector const sound{StreamKind::Audio, spectrum.stream};
-    NodeId nextId = 1;
-    auto const addSource = [&] {
-        std::string const place = "/sources/" + std::to_string(document.sources.size());
-        document.sources.push_back({nextId++, input, sound, false, place});
-        return document.sources.back().id;
-    };
-    auto const addFilter = [&](char const* classId, Core::Property property, NodeId below) {
-        std::string const place = "/filters/" + std::to_string(document.filters.size());
-        document.filters.push_back({nextId++, classId, ImplNames::TARSEL, std::move(property), {below}, place});
-        return document.filters.back().id;
-    };
-    NodeId const drawn = addSource();
+    NodeId const drawn = maker.AddSource(input, sound);
     // A stream has one reader.
-    NodeId const heard = spectrum.withAudio ? addSource() : 0;
+    NodeId const heard = spectrum.withAudio ? maker.AddSource(input, sound) : 0;
     // One channel in front: of several the drawing leaves frames out, which doubles all frequencies of stereo.
     // Integers, because the converter takes the mean of the channels for them.
     Conf::SampleInfo const mono(Conf::SAMPLE_FORMAT_S32, -1, Conf::DefaultChannelLayout(1));
-    NodeId const single =
-        addFilter(SettingsFilterResample::CLASS_ID, Settings2Property(SettingsFilterResample(mono)), drawn);
+    NodeId const single = maker.AddFilter(SettingsFilterResample::CLASS_ID, ImplNames::TARSEL,
+                                          Settings2Property(SettingsFilterResample(mono)), {drawn});
     NodeId const blocks =
-        addFilter(SettingsFilterAudioFormatter::CLASS_ID,
-                  Settings2Property(SettingsFilterAudioFormatter(SpectrumPeriod(spectrum.picture))), single);
-    NodeId const pictures = addFilter(FilterSlots::AUDIO_HISTOGRAM.name, std::move(settings), blocks);
-
-    document.output.file = options.output;
-    document.output.container = options.container;
+        maker.AddFilter(SettingsFilterAudioFormatter::CLASS_ID, ImplNames::TARSEL,
+                        Settings2Property(SettingsFilterAudioFormatter(SpectrumPeriod(spectrum.picture))), {single});
     GraphOutput::Stream video;
-    video.input = pictures;
+    video.input = maker.AddFilter(FilterSlots::AUDIO_HISTOGRAM.name, ImplNames::TARSEL, std::move(settings), {blocks});
     video.codec = options.videoCodec;
     video.quality = options.quality;
-    document.output.streams.push_back(std::move(video));
-    if (spectrum.withAudio) {
-        GraphOutput::Stream audio;
-        audio.input = heard;
-        audio.codec = options.audioCodec;
-        audio.bitRate = options.audioBitRate;
-        document.output.streams.push_back(std::move(audio));
-    }
-    CheckGraph(document);
-    return result;
+    maker.AddOutput(std::move(video));
+    if (spectrum.withAudio) maker.AddSoundOutput(heard);
+    return maker.Finish();
 }
 
 }  // namespace Tarsel::Host
