@@ -9,6 +9,7 @@
 
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/BlobFF.h"
+#include "contracts/Proc/CopySamples.h"
 #include "contracts/Proc/CutWindow.h"
 #include "contracts/Proc/Time.h"
 
@@ -94,17 +95,6 @@ bool IsPacked(AVFrame const& frame, Conf::SampleInfo const& info) {
     if (frame.data[0] < buffer->data || frame.data[0] > buffer->data + buffer->size) return false;
     auto const room = static_cast<std::size_t>(buffer->data + buffer->size - frame.data[0]);
     return room >= PlaneBytes(info, frame.nb_samples) + AV_INPUT_BUFFER_PADDING_SIZE;
-}
-
-/// Copies `count` samples of every plane.
-void CopySamples(AVFrame& to, int toOffset, AVFrame const& from, int fromOffset, int count,
-                 Conf::SampleInfo const& info) {
-    if (count <= 0) return;
-    std::size_t const step = static_cast<std::size_t>(info.GetSampleSizePerPlane());
-    for (int plane = 0; plane < info.GetPlanesCount(); ++plane)
-        std::memcpy(to.extended_data[plane] + step * static_cast<std::size_t>(toOffset),
-                    from.extended_data[plane] + step * static_cast<std::size_t>(fromOffset),
-                    step * static_cast<std::size_t>(count));
 }
 
 void CheckCount(int count, int available) {

@@ -1,17 +1,13 @@
 #include "host/effects/AudioFormatter.h"
 
 #include <algorithm>
-#include <cstring>
 #include <limits>
 #include <stdexcept>
 #include <utility>
 
 #include "contracts/Core/Exception.h"
+#include "contracts/Proc/CopySamples.h"
 #include "contracts/Proc/DataAudioFF.h"
-
-extern "C" {
-#include <libavutil/frame.h>
-}
 
 namespace Tarsel::Host {
 
@@ -29,15 +25,6 @@ int64 SampleAt(int64 time, int rate) {
 /// The most samples that one block can hold.
 int64 LargestBlock(Conf::SampleInfo const& info) {
     return std::numeric_limits<int>::max() / info.GetSampleSizePerPlane();
-}
-
-void CopySamples(IDataAudio& to, int toOffset, IDataAudio& from, int fromOffset, int count) {
-    Conf::SampleInfo const info = to.GetSampleInfo();
-    auto const step = static_cast<std::size_t>(info.GetSampleSizePerPlane());
-    for (int i = 0; i < info.GetPlanesCount(); ++i)
-        std::memcpy(to.GetAVFrame()->extended_data[i] + step * static_cast<std::size_t>(toOffset),
-                    from.GetAVFrame()->extended_data[i] + step * static_cast<std::size_t>(fromOffset),
-                    step * static_cast<std::size_t>(count));
 }
 
 }  // namespace

@@ -3,19 +3,15 @@
 #include <algorithm>
 #include <atomic>
 #include <cstddef>
-#include <cstring>
 #include <utility>
 
 #include "contracts/Core/Exception.h"
+#include "contracts/Proc/CopySamples.h"
 #include "contracts/Proc/DataAudioFF.h"
 #include "contracts/Proc/IFilterResample.h"
 #include "contracts/Proc/IStreamVisitor.h"
 #include "contracts/Proc/ImplNames.h"
 #include "contracts/Proc/Time.h"
-
-extern "C" {
-#include <libavutil/frame.h>
-}
 
 namespace Tarsel::Proc {
 
@@ -167,29 +163,18 @@ iptr<IDataAudio> MixerInput::Take(int count, Conf::SampleInfo const& info) {
     int done = 0;
     for (std::size_t i = 0; i < held.size() && done < count; ++i) {
         int const part = std::min(held[i].Count(), count - done);
-        CopySamples(*result, done, held[i], part);
+        CopySamples(*result, done, *held[i].block, held[i].offset, part);
         done += part;
     }
     Drop(done);
     return result;
 }
 
-void MixerInput::CopySamples(IDataAudio& to, int toOffset, Held const& from, int count) {
-    Conf::SampleInfo const info = to.GetSampleInfo();
-    auto const step = static_cast<std::size_t>(info.GetSampleSizePerPlane());
-    u8* const* const target = to.GetAVFrame()->extended_data;
-    u8* const* const source = from.block->GetAVFrame()->extended_data;
-    for (int plane = 0; plane < info.GetPlanesCount(); ++plane)
-        std::memcpy(target[plane] + step * static_cast<std::size_t>(toOffset),
-                    source[plane] + step * static_cast<std::size_t>(from.offset),
-                    step * static_cast<std::size_t>(count));
-}
-
 std::deque<MixerInput::Held> MixerInput::Convert(Held const& foreign, Conf::SampleInfo const& info) const {
     iptr<IDataAudio> rest = foreign.block;
     if (foreign.offset > 0) {
         rest = DataAudioFF::CreateBySampleCount(foreign.block->GetSampleInfo(), foreign.Count());
-        CopySamples(*rest, 0, foreign, foreign.Count());
+        CopySamples(*rest, 0, *foreign.block, foreign.offset, foreign.Count());
         rest->SetTime(foreign.Time());
         rest->SetDuration(foreign.Duration());
     }

@@ -67,8 +67,6 @@ class MixerInput {
     /// Puts the converted blocks, if any, in the place of a block.
     void ConvertAt(std::size_t index, Conf::SampleInfo const& info);
     std::deque<Held> Convert(Held const& foreign, Conf::SampleInfo const& info) const;
-    /// Copies from the first sample that is left on, plane by plane.
-    static void CopySamples(IDataAudio& to, int toOffset, Held const& from, int count);
 
     // Wiring.
     iptr<IStreamAudio> stream;
