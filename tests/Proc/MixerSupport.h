@@ -38,6 +38,11 @@ inline iptr<ScriptedAudio> MakeStream(Conf::SampleInfo const& info) {
     return MakeStream(info, {});
 }
 
+/// A stream of one block that holds `level` everywhere.
+inline iptr<ScriptedAudio> MakeLevel(double level, int count = 4, Conf::SampleInfo const& info = MONO_S16) {
+    return MakeStream(info, {MakeLevelSound(info, 0, count, level)});
+}
+
 /// Blocks of these counts end to end from `time`, whose samples are `value(channel, index)`, the index running on.
 inline std::vector<ScriptedAudio::Step> MakeRun(Conf::SampleInfo const& info, std::vector<int> const& counts,
                                                 std::function<double(int, int64)> const& value, int64 time = 0) {
