@@ -23,6 +23,7 @@ enum PixFmt : int {
     PIX_FMT_ARGB = 25,
     PIX_FMT_RGBA = 26,
     PIX_FMT_ABGR = 27,
+    PIX_FMT_BGRA = 28,
     PIX_FMT_YUVA420P = 33,
 };
 

@@ -67,6 +67,10 @@ PixFmtDescription const* PixFmtDescription::Find(PixFmt format) {
     return table.Find(format);
 }
 
+PixFmtDescription const* PixFmtDescription::Find(std::string const& name) {
+    return Find(static_cast<PixFmt>(static_cast<int>(av_get_pix_fmt(name.c_str()))));
+}
+
 int PixFmtDescription::GetPlaneRowBytes(int width, int plane) const {
     if (width <= 0 || plane < 0 || plane >= planes) return 0;
     return std::max(0, av_image_get_linesize(Native(format), width, plane));

@@ -23,6 +23,8 @@ class TARSEL_CONTRACTS_EXPORT PixFmtDescription {
 
     /// Null for a number that is no pixel format.
     static PixFmtDescription const* Find(PixFmt format);
+    /// By the codec library's name ("yuv420p"). Null for a name of none.
+    static PixFmtDescription const* Find(std::string const& name);
 
     PixFmt GetFormat() const { return format; }
     std::string const& GetName() const { return name; }

@@ -77,6 +77,7 @@ ProcException::~ProcException() noexcept = default;
 FilterException::~FilterException() noexcept = default;
 AlgorithmException::~AlgorithmException() noexcept = default;
 EffectException::~EffectException() noexcept = default;
+FilterEffectException::~FilterEffectException() noexcept = default;
 EncoderException::~EncoderException() noexcept = default;
 CodecFactoryException::~CodecFactoryException() noexcept = default;
 }  // namespace Proc

@@ -85,6 +85,13 @@ class TARSEL_CONTRACTS_EXPORT EffectException : public virtual ProcException {
     ~EffectException() noexcept override;
 };
 
+/// Effects can't do what a filter asks of them. It is both: who expects a filter's refusal catches it, and so does who
+/// expects a failure of effects.
+class TARSEL_CONTRACTS_EXPORT FilterEffectException : public virtual FilterException, public virtual EffectException {
+  public:
+    ~FilterEffectException() noexcept override;
+};
+
 /// An encoder cannot be made or has failed.
 class TARSEL_CONTRACTS_EXPORT EncoderException : public virtual ProcException {
   public:

@@ -2,7 +2,7 @@
 
 #include <limits>
 
-#include "contracts/Core/Exception.h"
+#include "contracts/Proc/PropertyNumber.h"
 
 namespace Tarsel::Proc {
 
@@ -14,17 +14,6 @@ constexpr char PICTURES_PER_SECOND_KEY[] = "PicturesPerSecond";
 constexpr char SCALE_KEY[] = "Scale";
 constexpr char BAR_COUNT_KEY[] = "BarCount";
 constexpr char BACKGROUND_COLOUR_KEY[] = "BackgroundColour";
-
-/// The child's number within what its word can hold.
-template <class Word>
-Word GetWord(Core::Property const& property, char const* key, Word defaultValue, int64 maximum) {
-    if (!property.ChildExists(key)) return defaultValue;
-    int64 const value = property[key].GetInt64();
-    if (value < 0 || value > maximum)
-        TARSEL_THROW(FilterException,
-                     std::string(key) + " of " + property.Name() + " is out of range: " + std::to_string(value));
-    return static_cast<Word>(value);
-}
 
 }  // namespace
 
@@ -52,15 +41,16 @@ Core::Property Settings2Property(SettingsAudioHistogram const& settings) {
 SettingsAudioHistogram Property2SettingsAudioHistogram(Core::Property const& property) {
     RequirePropertyOf(SettingsAudioHistogram::CLASS_ID, property);
     constexpr int64 LARGEST_WORD = std::numeric_limits<uint32>::max();
-    constexpr int64 LARGEST_INT = std::numeric_limits<int>::max();
     SettingsAudioHistogram settings;
-    settings.SetWidth(GetWord(property, WIDTH_KEY, settings.GetWidth(), LARGEST_WORD));
-    settings.SetHeight(GetWord(property, HEIGHT_KEY, settings.GetHeight(), LARGEST_WORD));
-    settings.SetPicturesPerSecond(
-        GetWord(property, PICTURES_PER_SECOND_KEY, settings.GetPicturesPerSecond(), LARGEST_INT));
-    settings.SetScale(GetWord(property, SCALE_KEY, settings.GetScale(), SettingsAudioHistogram::SCALE_LOGARITHMIC));
-    settings.SetBarCount(GetWord(property, BAR_COUNT_KEY, settings.GetBarCount(), LARGEST_WORD));
-    uint32 const colour = GetWord(property, BACKGROUND_COLOUR_KEY, uint32{0}, 0xFFFFFF);
+    auto const word = [&](char const* key, uint32 defaultValue, int64 maximum) {
+        return static_cast<uint32>(GetNumber(property, key, defaultValue, 0, maximum));
+    };
+    settings.SetWidth(word(WIDTH_KEY, settings.GetWidth(), LARGEST_WORD));
+    settings.SetHeight(word(HEIGHT_KEY, settings.GetHeight(), LARGEST_WORD));
+    settings.SetPicturesPerSecond(GetInt(property, PICTURES_PER_SECOND_KEY, settings.GetPicturesPerSecond(), 0));
+    settings.SetScale(GetInt(property, SCALE_KEY, settings.GetScale(), 0, SettingsAudioHistogram::SCALE_LOGARITHMIC));
+    settings.SetBarCount(word(BAR_COUNT_KEY, settings.GetBarCount(), LARGEST_WORD));
+    uint32 const colour = word(BACKGROUND_COLOUR_KEY, 0, 0xFFFFFF);
     if (property.ChildExists(BACKGROUND_COLOUR_KEY))
         settings.SetBackgroundColour(
             {static_cast<u8>(colour >> 16), static_cast<u8>(colour >> 8), static_cast<u8>(colour)});

@@ -3,6 +3,7 @@
 #include <functional>
 
 #include "contracts/Core/Export.h"
+#include "contracts/Core/Property.h"
 #include "contracts/Core/Time.h"
 
 namespace Tarsel::Proc {
@@ -28,5 +29,11 @@ struct TARSEL_CONTRACTS_EXPORT TimeToProgress {
     int64 end = 0;
     Curve progress = Linear;
 };
+
+/// Enters the interval into the property of an effect, as its children "Begin" and "End" in microseconds. An interval
+/// of no length, or without an end, is left out.
+TARSEL_CONTRACTS_EXPORT void SetTimeMap(Core::Property& property, TimeToProgress const& map);
+/// The way back: `defaults` with the ends that the property has.
+TARSEL_CONTRACTS_EXPORT TimeToProgress GetTimeMap(Core::Property const& property, TimeToProgress const& defaults);
 
 }  // namespace Tarsel::Proc

@@ -7,12 +7,13 @@
 
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/IAudioFormatter.h"
-#include "contracts/Proc/IEffect.h"
+#include "contracts/Proc/IEffectImageBlender.h"
 #include "contracts/Proc/IResample.h"
 #include "contracts/Proc/ImplNames.h"
 #include "host/effects/AudioFormatter.h"
-#include "host/effects/ResampleEffect.h"
-#include "host/effects/TempoEffect.h"
+#include "host/effects/PictureEffects.h"
+#include "host/effects/SoundEffects.h"
+#include "host/gpu/GpuEffects.h"
 
 namespace Tarsel::Host {
 
@@ -80,14 +81,21 @@ void EffectFactory::Register(std::string const& classId, std::string const& impl
     makers.Register(classId, implName, std::move(maker));
 }
 
+void EffectFactory::RegisterBlender(std::string const& classId, std::string const& implName, BlenderMaker maker) {
+    makers.Register(classId, implName, maker ? Maker([maker] { return iptr<IEffect>(maker()); }) : Maker());
+    blenderMakers.Register(classId, implName, std::move(maker));
+}
+
 iptr<IEffect> EffectFactory::CreateEffect(std::string const& classId, std::string const& implName) const {
     Maker const* const maker = makers.Find(classId, implName);
     if (!maker) TARSEL_THROW(EffectException, NoImplementation(classId));
     return (*maker)();
 }
 
-iptr<IEffectImageBlender> EffectFactory::CreateBlender(std::string const& classId, std::string const&) const {
-    TARSEL_THROW(EffectException, NoImplementation(classId));
+iptr<IEffectImageBlender> EffectFactory::CreateBlender(std::string const& classId, std::string const& implName) const {
+    BlenderMaker const* const maker = blenderMakers.Find(classId, implName);
+    if (!maker) TARSEL_THROW(EffectException, NoImplementation(classId));
+    return (*maker)();
 }
 
 std::vector<std::string> EffectFactory::GetImplementations(std::string const& classId) const {
@@ -96,9 +104,9 @@ std::vector<std::string> EffectFactory::GetImplementations(std::string const& cl
 
 iptr<EffectFactory const> MakeEffectFactory() {
     auto const factory = MakeShared<EffectFactory>();
-    factory->Register(SettingsEffectTempo::CLASS_ID, ImplNames::TARSEL,
-                      [] { return iptr<IEffect>(new TempoEffect()); });
-    factory->Register(IResample::CLASS_ID, ImplNames::FFMPEG, [] { return iptr<IEffect>(new ResampleEffect()); });
+    RegisterSoundEffects(*factory);
+    RegisterPictureEffects(*factory);
+    RegisterGpuEffects(*factory);
     return factory;
 }
 

@@ -38,11 +38,14 @@ class MakerTable {
 class TARSEL_HOST_EXPORT EffectFactory final : public Proc::IEffectFactory, public RefCounted {
   public:
     using Maker = std::function<iptr<Proc::IEffect>()>;
+    using BlenderMaker = std::function<iptr<Proc::IEffectImageBlender>()>;
 
     ~EffectFactory() override;
     /// Enters an implementation of a class identifier. A second one of the same name takes the place of the first. A
     /// null maker throws `std::invalid_argument`.
     void Register(std::string const& classId, std::string const& implName, Maker maker);
+    /// The same for a blender, which is found as an effect, too.
+    void RegisterBlender(std::string const& classId, std::string const& implName, BlenderMaker maker);
     /// `ImplNames::DEFAULT` stands for `ImplNames::TARSEL`, and for the implementation that was registered first where
     /// there is none of that name.
     iptr<Proc::IEffect> CreateEffect(std::string const& classId, std::string const& implName) const override;
@@ -52,6 +55,7 @@ class TARSEL_HOST_EXPORT EffectFactory final : public Proc::IEffectFactory, publ
 
   private:
     Details::MakerTable<Maker> makers;
+    Details::MakerTable<BlenderMaker> blenderMakers;
 };
 
 /// A factory with every effect of this host.

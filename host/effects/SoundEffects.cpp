@@ -1,0 +1,19 @@
+#include "host/effects/SoundEffects.h"
+
+#include "contracts/Proc/IResample.h"
+#include "contracts/Proc/ImplNames.h"
+#include "contracts/Proc/SettingsEffectTempo.h"
+#include "host/effects/ResampleEffect.h"
+#include "host/effects/TempoEffect.h"
+#include "host/graph/Factories.h"
+
+namespace Tarsel::Host {
+
+using namespace Proc;
+
+void RegisterSoundEffects(EffectFactory& factory) {
+    factory.Register(SettingsEffectTempo::CLASS_ID, ImplNames::TARSEL, [] { return iptr<IEffect>(new TempoEffect()); });
+    factory.Register(IResample::CLASS_ID, ImplNames::FFMPEG, [] { return iptr<IEffect>(new ResampleEffect()); });
+}
+
+}  // namespace Tarsel::Host
