@@ -1,5 +1,6 @@
 #pragma once
 
+#include "contracts/Core/Export.h"
 #include "contracts/Proc/IData.h"
 #include "host/media/FFmpeg.h"
 
@@ -8,7 +9,7 @@ struct SwsContext;
 namespace Tarsel::Host {
 
 /// Brings pictures to one size and pixel format, on libswscale (bicubic, accurate rounding). One user at a time.
-class PictureConverter {
+class TARSEL_HOST_EXPORT PictureConverter {
   public:
     PictureConverter() = default;
     ~PictureConverter();
