@@ -29,6 +29,8 @@
 #include "Proc/Filters/Filters/FilterSpeedUpVideo.h"
 #include "Proc/Filters/Filters/FilterStreamMetadataUpdater.h"
 #include "Proc/Filters/Filters/FilterVolumeDetect.h"
+#include "Proc/Filters/Filters/SmartMapAudio.h"
+#include "Proc/Filters/Filters/SmartMapVideo.h"
 #include "Proc/Filters/Filters/TFilterJoin.h"
 #include "Proc/Filters/Filters/TFilterRepeat.h"
 #include "contracts/Proc/FilterBitStream.h"
@@ -129,6 +131,8 @@ void RegisterDedicated(IFilterFactoryRegistrator& registrator) {
     registrator.RegisterFilterJoinVideo(ImplNames::TARSEL, FilterJoinVideo::Create);
     registrator.RegisterFilterJoinAudio(ImplNames::TARSEL, FilterJoinAudio::Create);
     registrator.RegisterFilterJoinRaw(ImplNames::TARSEL, FilterJoinRaw::Create);
+    registrator.RegisterSmartMapVideo(ImplNames::TARSEL, SmartMapVideo::Create);
+    registrator.RegisterSmartMapAudio(ImplNames::TARSEL, SmartMapAudio::Create);
     registrator.RegisterFilterRepeatVideo(ImplNames::TARSEL, FilterRepeatVideo::Create);
     registrator.RegisterFilterRepeatAudio(ImplNames::TARSEL, FilterRepeatAudio::Create);
     registrator.RegisterFilterVolumeDetect(ImplNames::TARSEL, FilterVolumeDetect::Create);

@@ -13,12 +13,14 @@
 #include "contracts/Proc/IFilterCacheController.h"
 #include "contracts/Proc/IFilterLosslessDetect.h"
 #include "contracts/Proc/IFilterSeekController.h"
+#include "contracts/Proc/ISmartMap.h"
 #include "contracts/Proc/IStream.h"
 #include "contracts/Proc/ImplNames.h"
 #include "contracts/Proc/Settings.h"
 #include "contracts/Proc/SettingsFilterDurationTrimmer.h"
 #include "contracts/Proc/SettingsStreamMetadataUpdater.h"
 #include "contracts/Proc/TIFilterJoin.h"
+#include "host/graph/Factories.h"
 #include "tests/support/Builders.h"
 #include "tests/support/Matchers.h"
 #include "tests/support/ScriptedStream.h"
@@ -300,6 +302,13 @@ TEST(FilterRegistrator, TheCacheControllerIsMadeThroughTheSharedLibrary) {
     EXPECT_EQ(controller->AddStream(iptr<IStreamVideo>(Tarsel::Test::ScriptedVideo::Create({})))->GetSettings().Name(),
               "FilterCacheStream");
     EXPECT_EQ(controller->AddStream(iptr<IStreamRaw>(Tarsel::Test::ScriptedRaw::Create({}))), nullptr);
+}
+
+TEST(FilterRegistrator, SmartMapsAreMadeThroughTheSharedLibrary) {
+    auto const registry = MakeFilterRegistry();
+    EXPECT_EQ(registry->Find(FilterSlots::SMART_MAP_VIDEO, ImplNames::TARSEL)()->GetDuration(), 0);
+    iptr<IFilterFactory const> const factory = MakeFilterFactory();
+    EXPECT_EQ(registry->Find(FilterSlots::SMART_MAP_AUDIO, ImplNames::TARSEL)(factory)->GetDuration(), 0);
 }
 
 TEST(FilterRegistrator, EveryNameResolvesToExactlyOneFactoryThroughTheSharedLibrary) {
