@@ -34,14 +34,14 @@ SmartMapBase<Traits>::SmartMapBase() : format(FormatType::Create()) {
 // --- Lock ------------------------------------------------------------------------------------------------------------
 
 template <class Traits>
-void SmartMapBase<Traits>::Lock() TARSEL_NO_THREAD_SAFETY_ANALYSIS {
+void SmartMapBase<Traits>::Lock() {
     lock.Lock();
     ++lockCount;
     wasLocked = true;
 }
 
 template <class Traits>
-bool SmartMapBase<Traits>::TryLock() TARSEL_NO_THREAD_SAFETY_ANALYSIS {
+bool SmartMapBase<Traits>::TryLock() {
     if (!lock.TryLock()) return false;
     ++lockCount;
     wasLocked = true;
@@ -49,7 +49,7 @@ bool SmartMapBase<Traits>::TryLock() TARSEL_NO_THREAD_SAFETY_ANALYSIS {
 }
 
 template <class Traits>
-void SmartMapBase<Traits>::Unlock() TARSEL_NO_THREAD_SAFETY_ANALYSIS {
+void SmartMapBase<Traits>::Unlock() {
     if (!lock.IsHeldByCaller() || lockCount == 0) return;
     --lockCount;
     wasLocked = true;

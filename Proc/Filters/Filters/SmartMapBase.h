@@ -85,10 +85,12 @@ class SmartMapBase : public virtual Traits::Interface, public RefCounted {
     iptr<typename Traits::Mapped> MapStream(iptr<StreamType> const& source) override;
     iptr<IMappedEffect> MapEffect(iptr<IEffect> const& effect, int64 begin, int64 end) override;
 
-    void Lock() override;
-    bool TryLock() override;
+    // A host takes and gives up the lock in calls of its own, which no analysis can follow.
+
+    void Lock() override TARSEL_NO_THREAD_SAFETY_ANALYSIS;
+    bool TryLock() override TARSEL_NO_THREAD_SAFETY_ANALYSIS;
     /// Ignored where the calling thread has no `Lock` open.
-    void Unlock() override;
+    void Unlock() override TARSEL_NO_THREAD_SAFETY_ANALYSIS;
 
     void Initialize(Core::Property const& property) override;
     Core::Property GetSettings() override;
