@@ -3,7 +3,6 @@
 #include "contracts/Proc/SettingsFrameDownloader.h"
 #include "contracts/Proc/SettingsFrameUploader.h"
 #include "host/gpu/OglEffect.h"
-#include "host/media/PictureConverter.h"
 
 namespace Tarsel::Host {
 
@@ -25,7 +24,6 @@ class TARSEL_HOST_EXPORT UploadEffect final
     iptr<Proc::IDataVideo> Upload(Proc::IDataVideo const& picture);
 
     std::shared_ptr<GpuDevice> device;  // null until the first frame
-    PictureConverter converter;
 };
 
 /// Brings pictures of the GPU to processor memory, as RGBA without padding, bit by bit. Frames that are there pass. The

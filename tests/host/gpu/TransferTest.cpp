@@ -7,8 +7,8 @@
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/Color.h"
 #include "contracts/Proc/ImplNames.h"
+#include "contracts/Proc/SettingsColorSpaceConverter.h"
 #include "host/graph/Factories.h"
-#include "host/media/PictureConverter.h"
 #include "tests/host/gpu/GpuSupport.h"
 #include "tests/support/Builders.h"
 #include "tests/support/ExpectThrow.h"
@@ -66,13 +66,18 @@ TEST_F(Transfer, TheFrameInGpuMemoryKeepsAllButThePixelFormat) {
     expectSame(*Download(uploaded));
 }
 
+/// The picture in another format, converted in processor memory.
+iptr<IDataVideo> Converted(iptr<IDataVideo> picture, PixFmt format) {
+    auto const effect = MakeEffectFactory()->CreateEffect(SettingsColorSpaceConverter::CLASS_ID, ImplNames::TARSEL);
+    effect->Initialize(SettingsColorSpaceConverter({format}));
+    return iptr<IDataVideo>(dynamic_cast<IDataVideo*>(effect->ProcessData({picture}).get()));
+}
+
 TEST_F(Transfer, OtherPixelFormatsAreConvertedAsInProcessorMemory) {
     for (PixFmt const format : {PIX_FMT_YUV420P, PIX_FMT_NV12, PIX_FMT_BGRA, PIX_FMT_RGB24}) {
         auto const noise = Noise(62, 34, 5);
-        PictureConverter converter;
-        auto const made = DataVideoFF::Wrap(
-            converter.Convert(*noise, 62, 34, static_cast<AVPixelFormat>(static_cast<int>(format))).release(), 0, 1);
-        auto const wanted = DataVideoFF::Wrap(converter.Convert(*made, 62, 34, AV_PIX_FMT_RGBA).release(), 0, 1);
+        auto const made = Converted(noise, format);
+        auto const wanted = Converted(made, PIX_FMT_RGBA);
         EXPECT_EQ(BytesOf(*Download(Upload(made))), BytesOf(*wanted)) << format;
     }
 }
