@@ -191,6 +191,7 @@ iptr<typename Traits::Mapped> SmartMapBase<Traits>::MapStream(iptr<StreamType> c
     record->Output().ReleaseInternalData();
     iptr<typename Traits::Mapped> handle = MakeHandle();
     record->mapped = handle.get();
+    record->number = mappedStreams++;
     streams.push_back(record);
     {
         Core::MutexLock const targetsGuard(targetsLock);
@@ -257,9 +258,10 @@ void SmartMapBase<Traits>::MarkChanged(unsigned bits) {
 template <class Traits>
 void SmartMapBase<Traits>::UpdateIfDirty(unsigned mask) const {
     if (dirty & mask & DIRTY_STREAM_ORDER) {
-        // Equal begins keep the order in which they were mapped.
-        std::stable_sort(streams.begin(), streams.end(),
-                         [](auto const& a, auto const& b) { return a->begin < b->begin; });
+        // Equal begins keep the order in which they were mapped, wherever they have been moved from.
+        std::sort(streams.begin(), streams.end(), [](auto const& a, auto const& b) {
+            return a->begin != b->begin ? a->begin < b->begin : a->number < b->number;
+        });
         window.Reset();
         dirty &= ~static_cast<unsigned>(DIRTY_STREAM_ORDER);
     }

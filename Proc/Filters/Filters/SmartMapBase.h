@@ -18,6 +18,7 @@ namespace Details {
 /// What a smart map notes of any source.
 struct MappedSource {
     ITimeMapped const* mapped = nullptr;  // not owned: the handle removes its record
+    unsigned number = 0;                  // in mapping order
     int64 begin = 0;
     int64 sourceDuration = 0;
     int64 end = 0;
@@ -175,6 +176,7 @@ class SmartMapBase : public virtual Traits::Interface, public RefCounted {
     void SeekSources(int64 target) TARSEL_REQUIRES(lock);
 
     std::atomic<unsigned> lockCount{0};
+    unsigned mappedStreams TARSEL_GUARDED_BY(lock) = 0;  // since the map was made
     /// A host has had a lock since the last read: it may have written into an effect's time map.
     bool wasLocked TARSEL_GUARDED_BY(lock) = false;
 
