@@ -35,14 +35,14 @@ iptr<IDataVideo> Interlaced(IDataVideo const& picture, bool topFirst = true) {
     });
 }
 
-/// What there is to see at a moment: a smooth pattern that stands still, and a bright disc with a slanted stripe that
-/// move in front of it.
+/// What there is to see at a moment: a pattern with fine lines that stands still, and a bright disc with a slanted
+/// stripe that move in front of it.
 int Scene(double moment, int component, int x, int y) {
     if (component > 0) return 128 + (x - y) / 8;
     double const disc = std::hypot(x - 20 - 6 * moment, y - 24 - 2 * moment);
     if (disc < 12) return 220;
     if (std::abs(x + y * 0.7 - 90 - 5 * moment) < 4) return 30;
-    return 110 + static_cast<int>(30 * std::sin(x * 0.2) * std::cos(y * 0.15));
+    return 110 + static_cast<int>(30 * std::sin(x * 0.2) * std::cos(y * 1.1));
 }
 
 /// The picture of one moment, as a progressive camera would have taken it.

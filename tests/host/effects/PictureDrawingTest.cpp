@@ -284,7 +284,9 @@ TEST(DrawablePicture, BecomesWhatTheFrameTakesAndKeepsItsAlpha) {
     std::array<int, 4> const red{81, 90, 240, 77};
     for (int i = 0; i < 4; ++i)
         for (int const sample : ReadPart(*drawn, i).samples)
-            EXPECT_NEAR(sample, red[static_cast<std::size_t>(i)], 1) << "component " << i;
+            EXPECT_NEAR(sample, red[static_cast<std::size_t>(i)], i == 3 ? 0 : 1) << "component " << i;
+    auto const noise = DrawNoise(PIX_FMT_BGRA, 21, 13, 1);
+    EXPECT_EQ(ReadPart(*DrawablePicture(noise).For(*dest), 3), ReadPart(*noise, 3)) << "alpha to the last bit";
     EXPECT_EQ(logo.For(*dest), drawn) << "it is converted once";
 }
 

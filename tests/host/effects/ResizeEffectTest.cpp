@@ -60,7 +60,12 @@ TEST(ResizeEffect, StretchesAPlainPictureToThePlainPicture) {
         auto const result = Resized(Grey(32, 24, FormatOf(name)), Modes::MODE_STRETCH, {47, 31, 1, 1});
         EXPECT_EQ(result->GetPixelFormat(), FormatOf(name));
         EXPECT_EQ(result->GetFrameInfo(), (Conf::FrameInfo{47, 31, 1, 1}));
-        EXPECT_EQ(ReadParts(*result), ReadParts(*Grey(47, 31, FormatOf(name)))) << name;
+        // The library adds 1 to the upper half of alpha, and has 15 bits on its way.
+        int const off = std::string(name) == "rgb48le" ? 4 : 1;
+        auto const parts = ReadParts(*result), expected = ReadParts(*Grey(47, 31, FormatOf(name)));
+        for (std::size_t i = 0; i < parts.size(); ++i)
+            for (int const sample : parts[i].samples)
+                ASSERT_NEAR(sample, expected[i].samples[0], i == 3 || off > 1 ? off : 0) << name << " " << i;
         EXPECT_THAT(result, IsVideo(40000, 20000));
     }
 }
@@ -250,6 +255,15 @@ TEST(ResizeEffect, RefusesSizesThatNoPictureHas) {
     EXPECT_EQ(picture->GetWidth(), 20) << "the old settings stay";
 }
 
+TEST(ResizeEffect, NamesWhatTheLibraryCannotRead) {
+    iptr<IDataVideo> picture = MakeVideo(0, 1, 0, FormatOf("uyyvyy411"), 64, 48);
+    auto const before = picture;
+    auto const effect = Resizer(Modes::MODE_STRETCH, {32, 20, 1, 1});
+    EXPECT_EQ(MessageOf<EffectException>([&] { effect->Process(picture); }),
+              "Can't convert a picture of 64x48 in pixel format uyyvyy411 to 32x20 in uyyvyy411");
+    EXPECT_EQ(picture, before) << "it stays the caller's";
+}
+
 TEST(ResizeEffect, PixelAspectWithAZeroIsSquare) {
     EXPECT_EQ(Resized(Grey(16, 16), Modes::MODE_STRETCH, {8, 8, 0, 1})->GetFrameInfo(), (Conf::FrameInfo{8, 8, 1, 1}));
 }
@@ -272,7 +286,7 @@ TEST(ResizeEffect, TellsTheFormatWithoutAFrame) {
     iptr<Conf::IFormatCodec> none;
     Resizer(Modes::MODE_STRETCH, {32, 20, 1, 1})->AdaptFormatCodec(none);
     // What the frames have is what the format told.
-    for (char const* name : {"pal8", "monow", "rgb565le", "yuv420p", "xyz12le", "uyyvyy411"}) {
+    for (char const* name : {"pal8", "monow", "rgb565le", "yuv420p", "xyz12le", "yuvj420p"}) {
         auto const frame = Resized(MakeVideo(0, 1, 0, FormatOf(name), 64, 48), Modes::MODE_LETTERBOX, {32, 20, 1, 1});
         EXPECT_EQ(frame->GetPixelFormat(), adapted(Modes::MODE_LETTERBOX, FormatOf(name))->GetPixelFormat()) << name;
     }
