@@ -93,13 +93,6 @@ void SetInts(GLuint program, GpuDraw::Ints const& ints) {
     if (ints.values.size() == 4) glUniform4iv(place, 1, ints.values.data());
 }
 
-void SetFloats(GLuint program, GpuDraw::Floats const& floats) {
-    GLint const place = glGetUniformLocation(program, floats.uniform);
-    if (floats.values.size() == 1) glUniform1fv(place, 1, floats.values.data());
-    if (floats.values.size() == 2) glUniform2fv(place, 1, floats.values.data());
-    if (floats.values.size() == 4) glUniform4fv(place, 1, floats.values.data());
-}
-
 }  // namespace
 
 GlObjects::GlObjects() {
@@ -233,7 +226,6 @@ void GlObjects::Draw(GpuDraw const& draw, std::vector<unsigned> const& names, un
     }
     glActiveTexture(GL_TEXTURE0);
     for (GpuDraw::Ints const& ints : draw.ints) SetInts(program, ints);
-    for (GpuDraw::Floats const& floats : draw.floats) SetFloats(program, floats);
     glViewport(draw.area.x, draw.area.y, draw.area.width, draw.area.height);
     glDrawArrays(GL_TRIANGLES, 0, 3);
     Check("Can't draw to a GPU texture");

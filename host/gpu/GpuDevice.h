@@ -48,16 +48,11 @@ struct GpuDraw {
         char const* uniform;
         std::vector<int> values;  // 1, 2 or 4
     };
-    struct Floats {
-        char const* uniform;
-        std::vector<float> values;  // 1, 2 or 4
-    };
 
     /// A text that lives as long as the program: devices know their compiled shaders by its address.
     char const* shader = nullptr;
     std::vector<Input> inputs;
-    std::vector<Ints> ints;
-    std::vector<Floats> floats;
+    std::vector<Ints> ints = {};
     /// None of the inputs.
     GpuTexture const* target = nullptr;
     GpuArea area;

@@ -132,7 +132,6 @@ GpuTexturePtr GpuScaler::ScaleLines(DataVideoOGL const& picture, GpuArea const& 
                           {"chromaCount", {chroma.count}},
                           {"halves", {halves ? 1 : 0}},
                           {"area", {from.x, from.y, from.width, from.height}}},
-                 .floats = {},
                  .target = lines.get(),
                  .area = {0, 0, width, from.height}});
     return lines;
@@ -148,7 +147,6 @@ void GpuScaler::ScaleColumns(GpuTexture const& lines, GpuTexture const& target, 
                   {"fields", {byFields ? 2 : 1}},
                   {"origin", {to.x, to.y}},
                   {"rows", {lines.GetHeight()}}},
-         .floats = {},
          .target = &target,
          .area = to});
 }

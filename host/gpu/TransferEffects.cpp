@@ -28,9 +28,8 @@ iptr<IDataVideo> UploadEffect::Upload(IDataVideo const& picture) {
     if (!device) device = GpuDevice::Get();
     iptr<DataVideoOGL> frame = DataVideoOGL::CreateLike(device, picture, picture.GetFrameInfo());
     if (picture.GetPixelFormat() != PIX_FMT_RGBA) {
-        FramePtr const converted =
-            ScaleFrame(*FrameOf(picture),
-                       {.width = picture.GetWidth(), .height = picture.GetHeight(), .format = AV_PIX_FMT_RGBA});
+        FramePtr const converted = ScaleFrame(
+            *FrameOf(picture), {.width = picture.GetWidth(), .height = picture.GetHeight(), .format = AV_PIX_FMT_RGBA});
         device->Upload(frame->GetTexture(), converted->data[0], converted->linesize[0]);
         return frame;
     }
