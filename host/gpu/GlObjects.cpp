@@ -35,8 +35,8 @@ FormatWords WordsOf(GpuFormat format) {
             return {GL_RGBA8, GL_RGBA, GL_UNSIGNED_BYTE, 4};
         case GpuFormat::RGBA16:
             return {GL_RGBA16UI, GL_RGBA_INTEGER, GL_UNSIGNED_SHORT, 8};
-        case GpuFormat::FLOAT:
-            return {GL_R32F, GL_RED, GL_FLOAT, 4};
+        case GpuFormat::FLOATS:
+            return {GL_RGBA32F, GL_RGBA, GL_FLOAT, 16};
     }
     TARSEL_THROW(EffectException, "There is no such format of textures");
 }

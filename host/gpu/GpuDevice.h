@@ -87,7 +87,7 @@ class TARSEL_HOST_EXPORT GpuDevice : public std::enable_shared_from_this<GpuDevi
 
     /// A texture whose texels are undefined.
     GpuTexturePtr MakeTexture(GpuFormat format, int width, int height);
-    /// A texture of floats, row by row.
+    /// A texture of floats, four a cell, row by row.
     GpuTexturePtr MakeTable(int width, int height, std::vector<float> const& values);
     /// RGBA from processor memory, rows `stride` bytes apart.
     void Upload(GpuTexture const& to, u8 const* from, std::ptrdiff_t stride);

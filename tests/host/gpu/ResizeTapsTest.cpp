@@ -56,18 +56,24 @@ TEST(ResizeTapsOf, AnySampleHaveTheSumOne) {
 TEST(ResizeTapsOf, ALongLineAreNoMoreThanTheLine) {
     ResizeTaps const taps(16384, 1, SettingsResizer::ALGORITHM_LANCZOS);
     EXPECT_LE(taps.GetCount(), 16384);
-    EXPECT_EQ(taps.GetTable().size(), 1 + static_cast<std::size_t>(taps.GetCount()));
+    EXPECT_EQ(taps.GetTable().size(), 4 * static_cast<std::size_t>(taps.GetTableRows()));
+    EXPECT_LE(4 * (taps.GetTableRows() - 2), taps.GetCount());
 }
 
-TEST(ResizeTapsOf, ATableAreTheFirstsAndThenTheWeightsTapByTap) {
-    ResizeTaps const taps(20, 10, SettingsResizer::ALGORITHM_BICUBIC);
+TEST(ResizeTapsOf, ATableAreTheFirstsAndThenTheWeightsInFours) {
+    ResizeTaps const taps(30, 10, SettingsResizer::ALGORITHM_BILINEAR);
     std::vector<float> const table = taps.GetTable();
-    auto const count = static_cast<std::size_t>(taps.GetCount());
-    ASSERT_EQ(table.size(), 10 * (count + 1));
+    ASSERT_EQ(taps.GetCount(), 5);
+    ASSERT_EQ(taps.GetTableRows(), 3);
+    ASSERT_EQ(table.size(), 4U * 10 * 3);
+    auto const cell = [&](std::size_t row, std::size_t column, std::size_t part) {
+        return table[4 * (10 * row + column) + part];
+    };
     for (std::size_t i = 0; i < 10; ++i) {
-        EXPECT_EQ(table[i], static_cast<float>(taps.GetFirst(static_cast<int>(i))));
-        for (std::size_t tap = 0; tap < count; ++tap)
-            EXPECT_EQ(table[10 * (tap + 1) + i], static_cast<float>(taps.GetWeights(static_cast<int>(i))[tap]));
+        double const* const weights = taps.GetWeights(static_cast<int>(i));
+        EXPECT_EQ(cell(0, i, 0), static_cast<float>(taps.GetFirst(static_cast<int>(i))));
+        for (std::size_t tap = 0; tap < 8; ++tap)
+            EXPECT_EQ(cell(1 + tap / 4, i, tap % 4), tap < 5 ? static_cast<float>(weights[tap]) : 0.0F) << tap;
     }
 }
 
