@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "contracts/Proc/ImplNames.h"
+#include "host/graph/FieldForms.h"
 #include "host/graph/SettingsCatalog.h"
 
 namespace Tarsel::Host {
@@ -210,6 +211,10 @@ Json TreeSchema() {
 }
 
 }  // namespace
+
+Json SchemaOfFields(std::vector<SettingField> const& fields) {
+    return FieldsSchema(fields);
+}
 
 std::string GraphSchema() {
     Json definitions{{"id", IntegerSchema(-INT64_MAX, INT64_MAX)},
