@@ -3,6 +3,7 @@
 #include <optional>
 #include <utility>
 
+#include "host/graph/GraphErrors.h"
 #include "host/timeline/MediaPath.h"
 #include "host/timeline/OtioStrip.h"
 #include "host/timeline/OtioValues.h"
@@ -151,6 +152,8 @@ void OtioReader::Settle(OtioStrip strip, TimelineTrack& track) {
         clip.begin = piece.begin.Round();
         clip.end = piece.end.Round();
         clip.sourceBegin = std::max<int64>(piece.sourceBegin.Round(), 0);
+        if (clip.sourceBegin > MAX_DURATION)
+            FailAtPlace(clip.pointer, "the range of the clip begins more than 30 days behind the begin of its media");
         clip.sourceDuration = SourceDurationOf(clip);
         bool const kept = clip.end > clip.begin;
         // The joint ahead of this piece.

@@ -322,14 +322,9 @@ void OwnTimelineReader::ReadEffects(std::size_t index, TrackKind kind, TimelineC
 TimelineEffect OwnTimelineReader::ReadEffect(std::size_t index, TrackKind kind, TimelineClip const& clip,
                                              ExactTime const& clipBegin) {
     TimelineEffect effect;
-    if (!ReadKeys(findings, index, {"name", "settings", "begin", "end"})) return effect;
+    if (!ReadKeys(findings, index, {"name", "implementation", "settings", "begin", "end"})) return effect;
     effect.pointer = tree.PointerOf(index);
-    std::size_t const name = RequireKey(findings, index, "name");
-    if (name == NONE) return effect;
-    effect.name = ReadText(findings, name).value_or("");
-    if (effect.name.empty()) findings.Report(name, "the name of the effect is empty");
-    if (!findings.Any())
-        effect.settings = ReadEffectSettings(findings, name, tree.Find(index, "settings"), kind, folder);
+    ReadEffectSettings(findings, index, kind, folder, effect);
     effect.begin = clip.begin;
     effect.end = clip.end;
     std::size_t const begin = tree.Find(index, "begin");

@@ -25,15 +25,18 @@ inline constexpr int64 MAX_TIMELINE_SIDE = 16384;
 /// The kinds of tracks by their names in the own form.
 std::string TrackKindName(TrackKind kind);
 
+GraphKind GraphKindOf(TrackKind kind);
+
 /// The length of the stretch that a clip plays of its source.
 int64 SourceDurationOf(TimelineClip const& clip);
 
 /// What the format of sound is read by: the words of a conversion, as graph files have them.
 CatalogEntry const& SoundEntry();
 
-/// The settings of an effect, from the object `index`, or `NONE` for none; `name` is where its name stands.
-Core::Property ReadEffectSettings(GraphFindings& findings, std::size_t name, std::size_t index, TrackKind kind,
-                                  std::string const& folder);
+/// The name and the settings of an effect on one clip, from its object: what the catalog of effects knows, checked by
+/// it. Files that they name are resolved against the folder.
+void ReadEffectSettings(GraphFindings& findings, std::size_t index, TrackKind kind, std::string const& folder,
+                        TimelineEffect& effect);
 
 /// The two forms. What is wrong throws `GraphException`.
 ReadTimelineResult ReadOwnTimeline(JsonTree const& tree, std::string const& folder);

@@ -1,6 +1,8 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "contracts/Proc/ImplNames.h"
+#include "host/graph/EffectCatalog.h"
 #include "host/graph/FieldForms.h"
 #include "host/timeline/TimelineForms.h"
 #include "host/timeline/TimelineWriter.h"
@@ -53,12 +55,27 @@ Json RateSchema() {
     return {{"anyOf", {Integer(1, MAX_FRAME_RATE), {{"type", "string"}, {"pattern", "^[0-9]+(/[0-9]+)?$"}}}}};
 }
 
-Json EffectSchema() {
-    return Object({{"name", Described(Text(), "As the list of effects has it")},
-                   {"settings", Reference("settings")},
-                   {"begin", Described(Reference("time"), "From the begin of the clip; its begin where it is missing")},
-                   {"end", Described(Reference("time"), "From the begin of the clip; its end where it is missing")}},
-                  {"name"});
+Json EffectSchema(EffectEntry const& entry) {
+    Json settings = SchemaOfFields(entry.fields);
+    Json required{"name"};
+    if (settings.contains("required")) required.push_back("settings");
+    Json implementations = entry.implementations;
+    implementations.push_back(Proc::ImplNames::DEFAULT);
+    return Described(
+        Object({{"name", {{"enum", {entry.name, entry.classId}}}},
+                {"implementation", {{"enum", std::move(implementations)}}},
+                {"settings", std::move(settings)},
+                {"begin", Described(Reference("time"), "From the begin of the clip; its begin where it is missing")},
+                {"end", Described(Reference("time"), "From the begin of the clip; its end where it is missing")}},
+               std::move(required)),
+        entry.description);
+}
+
+Json EffectsSchema(TrackKind kind) {
+    Json choices = Json::array();
+    for (EffectEntry const& entry : GetEffectCatalog())
+        if (entry.kind == GraphKindOf(kind) && !entry.takesMany) choices.push_back(EffectSchema(entry));
+    return {{"anyOf", std::move(choices)}};
 }
 
 Json ClipSchema(TrackKind kind) {
@@ -81,7 +98,7 @@ Json ClipSchema(TrackKind kind) {
     } else {
         properties["volume"] = Described(Integer(-MAX_MIXER_VOLUME, MAX_MIXER_VOLUME), "Percent");
     }
-    properties["effects"] = ListOf(Reference("effect"));
+    properties["effects"] = ListOf(Reference(TrackKindName(kind) + "Effect"));
     Json clip = Object(std::move(properties), {"type", "file"});
     clip["anyOf"] = {{{"required", {"out"}}}, {{"required", {"duration"}}}};
     return clip;
@@ -111,11 +128,8 @@ Json Definitions() {
             {"audioClip", ClipSchema(TrackKind::Audio)},
             {"gap", gap},
             {"transition", TransitionSchema()},
-            {"effect", EffectSchema()},
-            {"settings",
-             {{"type", "object"},
-              {"additionalProperties",
-               {{"anyOf", {{{"type", {"string", "number", "boolean"}}}, Reference("settings")}}}}}}};
+            {"videoEffect", EffectsSchema(TrackKind::Video)},
+            {"audioEffect", EffectsSchema(TrackKind::Audio)}};
 }
 
 }  // namespace

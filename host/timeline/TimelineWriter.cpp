@@ -4,7 +4,9 @@
 #include <utility>
 
 #include "contracts/Core/Exception.h"
+#include "contracts/Proc/ImplNames.h"
 #include "contracts/Proc/SampleInfoProperty.h"
+#include "host/graph/EffectCatalog.h"
 #include "host/graph/FieldForms.h"
 #include "host/graph/GraphErrors.h"
 #include "host/timeline/TimelineForms.h"
@@ -15,11 +17,26 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-Json TreeToJson(Core::Property const& tree) {
-    Json object = Json::object();
-    for (Core::Property const& child : tree.Children())
-        object[child.Name()] = child.HasScalar() ? Json(child.GetString()) : TreeToJson(child);
+/// A graph file doubles the "$" where a variable could begin; timelines have none.
+Json WithoutVariables(Json object) {
+    for (auto& [key, value] : object.items()) {
+        if (!value.is_string()) continue;
+        auto text = value.get<std::string>();
+        for (std::size_t at = 0; (at = text.find("$${", at)) != std::string::npos; at += 2) text.erase(at, 1);
+        value = std::move(text);
+    }
     return object;
+}
+
+Json SettingsToJson(EffectEntry const& entry, Core::Property const& settings) {
+    Core::Property fields(settings.Name());
+    for (Core::Property const& child : settings.Children()) {
+        if (!child.IsKeyed())
+            fields.Add(child);
+        else if (child.Name() != GetEffectKeys().front().GetChildName())
+            fields.SetChild(child.Name(), child);
+    }
+    return WithoutVariables(FieldsAsJson(entry.fields, fields));
 }
 
 Json SoundToJson(Conf::SampleInfo const& sound) {
@@ -33,8 +50,13 @@ Json SoundToJson(Conf::SampleInfo const& sound) {
 }
 
 Json EffectToJson(TimelineEffect const& effect, TimelineClip const& clip) {
+    EffectEntry const* const entry = FindEffect(effect.name);
+    if (!entry) TARSEL_THROW(GraphException, "there is no effect " + Quoted(effect.name));
     Json object{{"name", effect.name}};
-    if (Json settings = TreeToJson(effect.settings); !settings.empty()) object["settings"] = std::move(settings);
+    if (std::string const name = GetEffectImplementation(effect.settings); name != Proc::ImplNames::DEFAULT)
+        object["implementation"] = name;
+    if (Json settings = SettingsToJson(*entry, effect.settings); !settings.empty())
+        object["settings"] = std::move(settings);
     if (effect.begin != clip.begin) object["begin"] = effect.begin - clip.begin;
     if (effect.end != clip.end) object["end"] = effect.end - clip.begin;
     return object;

@@ -526,6 +526,8 @@ TEST(OtioReader, RefusesWhatCantBeUnderstood) {
               Child(1) + ": an offset of a transition is below 0"},
              {TimelineOf({Track({Clip("a", 0, 64000000), Clip("b", 0, 64000000)})}),
               Child(1) + ": the track is longer than 30 days here"},
+             {TimelineOf({Track({ClipOf("a", Range(60000000, 25), External("a.mp4", Range(-60000000, 25)))})}),
+              at + ": the range of the clip begins more than 30 days behind the begin of its media"},
          }) {
         EXPECT_EQ(MessageOf<GraphException>([&] { ReadAll(sample.document); }), sample.message);
     }

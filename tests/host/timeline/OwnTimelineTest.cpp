@@ -50,7 +50,8 @@ constexpr char ALL_OF_IT[] = R"({
         {"type": "gap", "duration": "5f"},
         {"type": "clip", "name": "one", "file": "a.mp4", "stream": "video:1", "in": "1:00", "out": "1:02",
          "opacity": 0.25, "effects": [
-           {"name": "fade", "settings": {"Direction": 1, "More": {"Deep": "x"}}, "begin": 500000, "end": "1500ms"},
+           {"name": "fade", "settings": {"direction": "out", "color": "#FF0000"}, "begin": 500000, "end": "1500ms"},
+           {"name": "stamp", "implementation": "Tarsel", "settings": {"file": "$${logo}.png", "x": -1}},
            {"name": "color"}]},
         {"type": "transition", "name": "over", "kind": "dissolve", "before": "10f", "after": 200000},
         {"type": "clip", "file": "/b/c.mp4", "stream": 3, "in": 7, "duration": "2s", "speed": -1.5},
@@ -71,9 +72,13 @@ TEST(OwnTimeline, ReadsATimelineWithAllThatItMayHold) {
     EXPECT_EQ(below.name, "below");
     EXPECT_EQ(below.kind, TrackKind::Video);
     EXPECT_EQ(below.pointer, "/tracks/0");
-    Core::Property fade("fade");
-    fade.SetChild("Direction", 1);
-    fade["More"].SetChild("Deep", "x");
+    Core::Property fade("SettingsEffectFade");
+    fade.SetChild("Direction", 1).SetChild("Color", 0xFF0000);
+    Core::Property stamp("SettingsEffectStamp");
+    stamp.SetChild("File", "/media/$${logo}.png").SetChild("X", -1).SetChild("Y", 0).SetChild("Alpha", 255);
+    stamp.SetChild("Implementation", "Tarsel");
+    Core::Property color("SettingsEffectColor");
+    color.SetChild("Brightness", 0).SetChild("Contrast", 1).SetChild("Saturation", 1);
     TimelineClip const one{"one",
                            "/media/a.mp4",
                            StreamSelector{StreamKind::Video, 1},
@@ -85,7 +90,8 @@ TEST(OwnTimeline, ReadsATimelineWithAllThatItMayHold) {
                            0.25,
                            100,
                            {{"fade", fade, 700000, 1700000, "/tracks/0/items/1/effects/0"},
-                            {"color", Core::Property("color"), 200000, 2200000, "/tracks/0/items/1/effects/1"}},
+                            {"stamp", stamp, 200000, 2200000, "/tracks/0/items/1/effects/1"},
+                            {"color", color, 200000, 2200000, "/tracks/0/items/1/effects/2"}},
                            "/tracks/0/items/1"};
     TimelineClip const two{"",  "/b/c.mp4", StreamSelector{{}, 3}, 2200000, 4200000, 7, 3000000, -1.5, 1,
                            100, {},         "/tracks/0/items/3"};
@@ -179,6 +185,10 @@ TEST(OwnTimeline, WhatTheFormHasNoWordsForIsNotWritten) {
     EXPECT_EQ(error([](Timeline& timeline) { timeline.tracks.clear(); }), "/tracks: nothing lies on the timeline");
     EXPECT_EQ(error([](Timeline& timeline) { timeline.tracks[0].clips[0].speed = 1000; }),
               "/tracks/0/items/0/speed: must be a number from -100 to 100, not 1000");
+    EXPECT_EQ(error([](Timeline& timeline) {
+                  timeline.tracks[0].clips[0].effects.push_back({"haze", {}, 0, 5, ""});
+              }),
+              "there is no effect \"haze\"");
     EXPECT_EQ(error([](Timeline& timeline) { timeline.sound.Init(Conf::SAMPLE_FORMAT_S64, 48000, 3); }),
               "/sound/SampleFormat: must be one of \"Any\", \"u8\", \"s16\", \"s32\", \"flt\", \"dbl\", \"u8p\", "
               "\"s16p\", \"s32p\", \"fltp\", \"dblp\", not \"10\"");
@@ -302,7 +312,20 @@ TEST(OwnTimeline, RefusesABadEffect) {
         {WithItems(Clip(R"("duration": 1, "effects": {})")),
          "/tracks/0/items/0/effects: must be a list, not an object"},
         {effect(R"("settings": {})"), "/tracks/0/items/0/effects/0: the key \"name\" is missing"},
-        {effect(R"("name": "")"), "/tracks/0/items/0/effects/0/name: the name of the effect is empty"},
+        {effect(R"("name": "")"), "/tracks/0/items/0/effects/0/name: there is no effect \"\""},
+        {effect(R"("name": "fad")"),
+         "/tracks/0/items/0/effects/0/name: there is no effect \"fad\"; did you mean \"fade\"?"},
+        {effect(R"("name": "dissolve")"),
+         "/tracks/0/items/0/effects/0/name: the effect \"dissolve\" needs several streams: it can't stand on one clip"},
+        {effect(R"("name": "audio-fade")"),
+         "/tracks/0/items/0/effects/0/name: the effect \"audio-fade\" can't stand on a track of video"},
+        {effect(R"("name": "fade", "implementation": "None")"),
+         "/tracks/0/items/0/effects/0/implementation: the effect \"fade\" has no implementation \"None\""},
+        {effect(R"("name": "stamp")"), "/tracks/0/items/0/effects/0: the setting \"file\" is missing"},
+        {effect(R"("name": "color", "settings": {"contrast": 5})"),
+         "/tracks/0/items/0/effects/0/settings/contrast: must be a number from 0 to 4, not 5"},
+        {effect(R"("name": "color", "settings": {"contrst": 1})"),
+         "/tracks/0/items/0/effects/0/settings/contrst: there is no key \"contrst\" here; did you mean \"contrast\"?"},
         {effect(R"("name": "fade", "settings": [])"),
          "/tracks/0/items/0/effects/0/settings: must be an object, not a list"},
         {effect(R"("name": "fade", "end": 1001)"),
