@@ -230,6 +230,14 @@ TEST_F(FilterBlurTransparentBorderTest, MatrixOfOneOrLessChangesNothingAndCopies
     }
 }
 
+TEST_F(FilterBlurTransparentBorderTest, MatrixOfTwoIsTheSmallestThatBlurs) {
+    auto const picture = DrawPicture(draw, PIX_FMT_RGBA, 8, 8, 4);
+    Bytes const before = BytesOf(*picture);
+    auto const filter = Make({picture});
+    filter->Initialize(SettingsFilterBlurTransparentBorder(2));
+    EXPECT_EQ(BytesOf(*filter->Read()), Reference(before, 8, 8, 3, 2));
+}
+
 TEST_F(FilterBlurTransparentBorderTest, PictureWithoutABorderIsNotCopied) {
     auto const filter = Make({DrawPicture(draw, PIX_FMT_BGRA, 8, 8, 0), DrawPicture(draw, PIX_FMT_BGRA, 8, 8, 8)});
     EXPECT_TRUE(GivesTheSourcesOwn(*filter, *source, 0));
