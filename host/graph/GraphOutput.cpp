@@ -198,8 +198,7 @@ std::vector<std::string> WarningsOf(OutputTrack const& track, std::string const&
         warnings.push_back(name + std::to_string(track.regular->GetDroppedCount()) +
                            " pictures are left out: their places in the container's regular times are taken");
     u64 const dropped = track.reframed ? track.reframed->GetDroppedCount() : 0;
-    if (dropped != 0)
-        warnings.push_back(name + std::to_string(dropped) + " packets with broken framing are left out");
+    if (dropped != 0) warnings.push_back(name + std::to_string(dropped) + " packets with broken framing are left out");
     return warnings;
 }
 

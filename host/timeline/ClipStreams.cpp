@@ -196,9 +196,7 @@ iptr<IStreamVideo> ClipStreams::MakeVideo(KindPlan const& plan, TimelineMedia co
 iptr<IStreamVideo> ClipStreams::MakePiece(TimelineGrid const& grid, PlannedPiece const& piece,
                                           TimelineMedia const& media) const {
     PixFmt const pixelFormat = piece.translucent ? WithAlpha(format.pixelFormat) : format.pixelFormat;
-    auto const make = [&](PlannedClip const& clip) {
-        return MakeClip(grid, clip, media.Get(*clip.clip), pixelFormat);
-    };
+    auto const make = [&](PlannedClip const& clip) { return MakeClip(grid, clip, media.Get(*clip.clip), pixelFormat); };
     if (piece.clips.size() == 1) return make(piece.clips.front());
     Links const links(*filters);
     iptr<MappedVideo> const map = links.MakeVideoMap();

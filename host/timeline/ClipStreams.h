@@ -20,9 +20,9 @@ struct TimelineFormat {
 /// Makes the streams of a timeline out of its plan.
 ///
 /// ```
-/// decoder -> range -> reverse -> speed -> frame -> trimmer -> frame rate -> [opacity] -> [map of its effects]     a clip
-/// clips -> map with dissolves -> frame rate                                                                       a piece
-/// pieces, black in the gaps -> map with composites -> frame rate                                          the pictures
+/// decoder -> range -> reverse -> speed -> frame -> trimmer -> frame rate -> [opacity] -> [map of its effects]     a
+/// clip clips -> map with dissolves -> frame rate a piece pieces, black in the gaps -> map with composites -> frame
+/// rate                                          the pictures
 /// ```
 /// A clip's stream begins at 0 where its places begin. It is made when it is first read.
 class ClipStreams {

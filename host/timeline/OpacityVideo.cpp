@@ -115,8 +115,8 @@ iptr<Proc::IDataVideo> OpacityVideo::Read() {
     AVComponentDescriptor const& part = description->comp[description->nb_components - 1];
     auto const plane = picture->GetPlane(static_cast<unsigned>(part.plane));
     for (int y = 0; y < picture->GetHeight(); ++y) {
-        u8* const row = plane.GetData() + std::ptrdiff_t{y} * static_cast<std::ptrdiff_t>(plane.GetStride()) +
-                        part.offset;
+        u8* const row =
+            plane.GetData() + std::ptrdiff_t{y} * static_cast<std::ptrdiff_t>(plane.GetStride()) + part.offset;
         if (part.depth > 8)
             Scale<u16>(row, picture->GetWidth(), part, opacity);
         else

@@ -42,8 +42,7 @@ void ReadInStep(std::vector<Lane>& lanes, int64 total, ProgressCallback const& p
     std::vector<SeekTarget> targets;
     for (Lane const& lane : lanes) targets.push_back({lane.stream.get(), 0});
     SeekTogether(targets);
-    BasicStepReader<Proc::IData> reader(lanes.size(),
-                                        [&](std::size_t number) { return lanes[number].stream->Read(); });
+    BasicStepReader<Proc::IData> reader(lanes.size(), [&](std::size_t number) { return lanes[number].stream->Read(); });
     std::size_t number = 0;
     while (iptr<Proc::IData> item = reader.Read(number)) {
         lanes[number].Note(*item);
@@ -117,8 +116,7 @@ void Write(RenderReport& report, BuiltTimeline const& timeline, RenderOptions co
     report.container = writer->GetContainer();
     for (Lane& lane : lanes) report.streams.push_back(std::move(lane.report));
     for (OutputTrack const& track : tracks)
-        for (std::string& warning :
-             WarningsOf(track, track.kind == StreamKind::Video ? "pictures: " : "sound: "))
+        for (std::string& warning : WarningsOf(track, track.kind == StreamKind::Video ? "pictures: " : "sound: "))
             report.warnings.push_back(std::move(warning));
     report.warnings.insert(report.warnings.end(), writer->GetWarnings().begin(), writer->GetWarnings().end());
 }

@@ -28,10 +28,8 @@ std::string RenderReport::ToJson() const {
     document["files"] = files;
     document["video"] = nullptr;
     if (frames != 0)
-        document["video"] = {{"frames", frames},
-                             {"frame_rate", RateText(frameRate)},
-                             {"width", frame.width},
-                             {"height", frame.height}};
+        document["video"] = {
+            {"frames", frames}, {"frame_rate", RateText(frameRate)}, {"width", frame.width}, {"height", frame.height}};
     document["audio"] = nullptr;
     if (samples != 0) document["audio"] = {{"samples", samples}, {"sample_rate", sampleRate}};
     document["streams"] = Json::array();
@@ -49,8 +47,8 @@ std::string RenderReport::ToJson() const {
 
 std::string RenderReport::ToText() const {
     std::string text = output.empty() ? "read to the end" : output + ": " + container;
-    text += ", " + ShortTime(durationUs) + ", " + std::to_string(clips) + " clips of " + std::to_string(files) +
-            " files\n";
+    text +=
+        ", " + ShortTime(durationUs) + ", " + std::to_string(clips) + " clips of " + std::to_string(files) + " files\n";
     if (frames != 0)
         text += "pictures: " + std::to_string(frames) + " frames of " + std::to_string(frame.width) + "x" +
                 std::to_string(frame.height) + " at " + RateText(frameRate) + "\n";

@@ -116,14 +116,13 @@ void BuiltTimeline::WarnOfMissingMedia(KindPlan const& kind, bool isVideo) {
 void BuiltTimeline::MakeStreams() {
     iptr<FilterFactory const> const filters = MakeFilterFactory();
     TimelineFormat inner = format;
-    if (plan.audio)
-        inner.sound.Init(format.sound.GetSampleFormat(), mapSampleRate, format.sound.GetChannelLayout());
+    if (plan.audio) inner.sound.Init(format.sound.GetSampleFormat(), mapSampleRate, format.sound.GetChannelLayout());
     ClipStreams const streams(filters, MakeEffectFactory(), inner);
     if (plan.video) {
         countedVideo = CountedStream<Proc::IStreamVideo>::Create(streams.MakeVideo(*plan.video, *media));
-        iptr<Proc::IStreamVideo> const regular = filters->CreateVideo(
-            Proc::SettingsFilterFrameRate::CLASS_ID, Proc::SettingsFilterFrameRate::IMPL_DEFAULT, countedVideo,
-            Proc::SettingsFilterFrameRate(plan.video->grid.GetRate()));
+        iptr<Proc::IStreamVideo> const regular =
+            filters->CreateVideo(Proc::SettingsFilterFrameRate::CLASS_ID, Proc::SettingsFilterFrameRate::IMPL_DEFAULT,
+                                 countedVideo, Proc::SettingsFilterFrameRate(plan.video->grid.GetRate()));
         // A composite leaves the format to what lies lowest.
         video = FittedVideo::Create(regular, format.frame, format.pixelFormat);
     }

@@ -30,10 +30,9 @@ TimelineMedia::TimelineMedia(Timeline const& timeline) : timeline(timeline) {
         for (TimelineClip const& clip : track.clips) {
             ClipMedia const& media = Find(clip, track.kind);
             if (!media.isStill && clip.sourceBegin >= media.end)
-                FailAtClip(clip,
-                           "its range begins at " + std::to_string(clip.sourceBegin) + " us, but " +
-                               StreamName(*media.info) + " of " + clip.file + " ends at " + std::to_string(media.end) +
-                               " us");
+                FailAtClip(clip, "its range begins at " + std::to_string(clip.sourceBegin) + " us, but " +
+                                     StreamName(*media.info) + " of " + clip.file + " ends at " +
+                                     std::to_string(media.end) + " us");
             byClip[&clip] = &media;
         }
 }

@@ -160,8 +160,7 @@ class KindPlanner {
     void AddEffects(PlannedClip& planned) {
         for (TimelineEffect const& effect : planned.clip->effects) {
             // An effect over the whole of a clip goes along into the dissolves beside it.
-            int64 const first =
-                effect.begin <= planned.clip->begin ? planned.span.first : edges.PlaceAt(effect.begin);
+            int64 const first = effect.begin <= planned.clip->begin ? planned.span.first : edges.PlaceAt(effect.begin);
             int64 const last = effect.end >= planned.clip->end ? planned.span.last : edges.PlaceAt(effect.end);
             PlannedSpan const span{std::max(first, planned.span.first), std::min(last, planned.span.last)};
             if (span.first < span.last)
@@ -239,8 +238,8 @@ std::string SpanText(KindPlan const& plan, PlannedSpan const& span) {
 std::string KindText(KindPlan const& plan, bool video) {
     std::string const unit = video ? "frames " : "samples ";
     std::string text = std::string(video ? "pictures" : "sound") + ": " + std::to_string(plan.length) +
-                       (video ? " frames at " : " samples at ") + std::to_string(plan.grid.GetRate().numerator()) + "/" +
-                       std::to_string(plan.grid.GetRate().denominator()) + "\n";
+                       (video ? " frames at " : " samples at ") + std::to_string(plan.grid.GetRate().numerator()) +
+                       "/" + std::to_string(plan.grid.GetRate().denominator()) + "\n";
     for (PlannedPiece const& piece : plan.pieces) {
         text += "  order " + std::to_string(piece.order) + ", " + unit + SpanText(plan, piece.span) +
                 (piece.translucent ? ", seen through" : "") + "\n";
