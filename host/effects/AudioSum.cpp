@@ -105,8 +105,7 @@ iptr<IDataAudio> SumBlocks(std::vector<SummedBlock> const& blocks) {
         for (std::size_t channel = 0; channel < static_cast<std::size_t>(sum->GetChannelCount()); ++channel) {
             std::fill(sums.begin(), sums.end(), 0.0);
             for (SummedBlock const& block : blocks) AddChannel<Sample>(block, channel, sums);
-            Sample* const to =
-                ChannelOf<Sample>(sum->GetAVFrame(), channel, Conf::IsPlanar(sum->GetSampleFormat()));
+            Sample* const to = ChannelOf<Sample>(sum->GetAVFrame(), channel, Conf::IsPlanar(sum->GetSampleFormat()));
             for (std::size_t i = 0; i < sums.size(); ++i) to[i * step] = ToSample<Sample>(sums[i]);
         }
     });

@@ -29,7 +29,7 @@ class EffectBase : public Interface, public RefCounted {
         timeMap = Proc::GetTimeMap(property, timeMap);
     }
     Core::Property GetSettings() override {
-        Core::Property property = Proc::Settings2Property(settings);
+        Core::Property property = Settings2Property(settings);
         Proc::SetTimeMap(property, timeMap);
         return property;
     }

@@ -30,8 +30,7 @@ void WithSampleType(Conf::SampleFormats format, Work&& work) {
         case Conf::SAMPLE_FORMAT_DBLP:
             return work(static_cast<double*>(nullptr));
         default:
-            TARSEL_THROW(Proc::EffectException,
-                         "The effect can't process samples of format " + std::to_string(format));
+            TARSEL_THROW(Proc::EffectException, "The effect can't process samples of format " + std::to_string(format));
     }
 }
 

@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "contracts/Core/Exception.h"
+#include "host/graph/EffectCatalog.h"
 #include "host/graph/GraphErrors.h"
 
 namespace Tarsel::Host {
@@ -49,7 +50,7 @@ std::optional<double> ReadNumber(GraphFindings& findings, std::size_t index, Set
 }
 
 /// "N/D", reduced.
-std::optional<std::string> ReadRatio(GraphFindings& findings, std::size_t index) {
+std::optional<std::string> ReadRatio(GraphFindings& findings, std::size_t index, SettingField const& field) {
     JsonNode const& node = findings.GetTree()[index];
     std::optional<int64> numerator;
     std::optional<int64> denominator = 1;
@@ -59,12 +60,16 @@ std::optional<std::string> ReadRatio(GraphFindings& findings, std::size_t index)
         numerator = Parse<int64>(node.text.substr(0, slash));
         if (slash < node.text.size()) denominator = Parse<int64>(node.text.substr(slash + 1));
     }
-    bool const fits = numerator && denominator && *numerator >= 0 && *numerator <= MAX_FRAME_RATE_PART &&
+    bool const isRate = !field.unit.empty();
+    bool const fits = numerator && denominator && *numerator >= (isRate ? 0 : 1) && *numerator <= MAX_FRAME_RATE_PART &&
                       *denominator > 0 && *denominator <= MAX_FRAME_RATE_PART &&
-                      *numerator <= MAX_FRAME_RATE * *denominator;
+                      (!isRate || *numerator <= MAX_FRAME_RATE * *denominator);
     if (fits) return Core::Property().SetValue(Ratio(*numerator, *denominator)).GetString();
-    findings.Report(index, "must be a rate \"N/D\" above 0 and up to " + std::to_string(MAX_FRAME_RATE) +
-                               " frames/s, or \"0/1\" for the source's own, not " + Shown(node));
+    if (!isRate)
+        findings.Report(index, "must be a ratio \"N/D\" above 0, not " + Shown(node));
+    else
+        findings.Report(index, "must be a rate \"N/D\" above 0 and up to " + std::to_string(MAX_FRAME_RATE) +
+                                   " frames/s, or \"0/1\" for the source's own, not " + Shown(node));
     return {};
 }
 
@@ -83,6 +88,35 @@ std::optional<std::string> ReadChoice(GraphFindings& findings, std::size_t index
     return {};
 }
 
+/// "#RRGGBB", "0xRRGGBB".
+std::optional<int64> ParseColor(std::string const& text) {
+    std::size_t const mark = text.starts_with('#') ? 1 : text.starts_with("0x") ? 2 : 0;
+    if (mark == 0 || text.size() != mark + 6) return {};
+    int64 value = 0;
+    auto const result = std::from_chars(text.data() + mark, text.data() + text.size(), value, 16);
+    // A sign would be read, too.
+    bool const whole = result.ec == std::errc() && result.ptr == text.data() + text.size() && text[mark] != '-';
+    return whole ? std::optional<int64>(value) : std::nullopt;
+}
+
+std::optional<std::string> ReadColor(GraphFindings& findings, std::size_t index, SettingField const& field) {
+    JsonNode const& node = findings.GetTree()[index];
+    std::optional<int64> value;
+    if (node.kind == Kind::Integer) value = node.integer;
+    if (node.kind == Kind::Text) value = ParseColor(node.text);
+    if (node.kind == Kind::Text && !value) value = Parse<int64>(node.text);
+    if (value && *value >= field.minimum && *value <= field.maximum) return std::to_string(*value);
+    findings.Report(index, "must be a colour \"#RRGGBB\", not " + Shown(node));
+    return {};
+}
+
+std::optional<std::string> ReadGivenText(GraphFindings& findings, std::size_t index) {
+    auto text = ReadText(findings, index);
+    if (!text || !text->empty()) return text;
+    findings.Report(index, "must be a text, not an empty one");
+    return {};
+}
+
 std::optional<std::string> ReadIntegerOrAny(GraphFindings& findings, std::size_t index, SettingField const& field) {
     JsonNode const& node = findings.GetTree()[index];
     std::string const given = node.kind == Kind::Integer ? std::to_string(node.integer) : node.text;
@@ -96,7 +130,7 @@ std::optional<std::string> ReadIntegerOrAny(GraphFindings& findings, std::size_t
 std::optional<std::string> ReadScalar(GraphFindings& findings, std::size_t index, SettingField const& field) {
     switch (field.type) {
         case SettingType::Integer:
-            return ReadIntegerOrAny(findings, index, field);
+            return field.isColor ? ReadColor(findings, index, field) : ReadIntegerOrAny(findings, index, field);
         case SettingType::Number:
             if (auto const value = ReadNumber(findings, index, field)) return NumberText(*value);
             return {};
@@ -104,10 +138,13 @@ std::optional<std::string> ReadScalar(GraphFindings& findings, std::size_t index
             if (auto const value = ReadBoolean(findings, index)) return *value ? "1" : "0";
             return {};
         case SettingType::Ratio:
-            return ReadRatio(findings, index);
+            return ReadRatio(findings, index, field);
         case SettingType::Choice:
             return ReadChoice(findings, index, field);
+        case SettingType::Text:
+            return ReadGivenText(findings, index);
         case SettingType::List:
+        case SettingType::Effects:
             break;
     }
     TARSEL_THROW(std::invalid_argument, "A list is no scalar");
@@ -122,10 +159,23 @@ void ReadList(GraphFindings& findings, SettingField const& field, std::size_t in
     if (node.children.size() > MAX_LIST_ENTRIES)
         return findings.Report(index, "has more than " + std::to_string(MAX_LIST_ENTRIES) + " entries");
     for (std::size_t const child : node.children) {
+        if (field.type == SettingType::Effects) {
+            property.Add(ReadEffect(findings, child, field.effectKind, true));
+            continue;
+        }
         Core::Property entry(field.key);
         ReadFields(findings, field.fields, child, child, entry);
         property.Add(std::move(entry));
     }
+}
+
+void SetField(SettingField const& field, std::string const& text, Core::Property& property) {
+    if (field.isOwnValue)
+        property.SetValue(text);
+    else if (field.isNameless)
+        property.Add(Core::Property().SetValue(text));
+    else
+        property.SetChild(field.GetChildName(), text);
 }
 
 /// Enters every field of the object `index` into the property; what it doesn't say has its default.
@@ -136,24 +186,7 @@ void ReadFields(GraphFindings& findings, std::vector<SettingField> const& fields
         for (SettingField const& field : fields) keys.push_back(field.key);
         if (!ReadKeys(findings, index, keys)) return;
     }
-    for (SettingField const& field : fields) {
-        std::size_t const value = index == JsonTree::NONE ? index : findings.GetTree().Find(index, field.key);
-        if (field.type == SettingType::List) {
-            if (value != JsonTree::NONE) ReadList(findings, field, value, property);
-            continue;
-        }
-        if (value == JsonTree::NONE && field.IsRequired()) {
-            findings.ReportMissing(index == JsonTree::NONE ? owner : index,
-                                   "the setting \"" + field.key + "\" is missing");
-            continue;
-        }
-        auto const text = value == JsonTree::NONE ? field.defaultValue : ReadScalar(findings, value, field);
-        if (!text) continue;
-        if (field.isOwnValue)
-            property.SetValue(*text);
-        else
-            property.SetChild(field.key, *text);
-    }
+    ReadFieldValues(findings, fields, index, owner, property);
 }
 
 /// A tree of the writer's own keys; its depth is bounded by that of the document.
@@ -251,6 +284,24 @@ std::size_t RequireKey(GraphFindings& findings, std::size_t object, std::string_
     std::size_t const value = findings.GetTree().Find(object, key);
     if (value == JsonTree::NONE) findings.ReportMissing(object, "the key \"" + std::string(key) + "\" is missing");
     return value;
+}
+
+void ReadFieldValues(GraphFindings& findings, std::vector<SettingField> const& fields, std::size_t index,
+                     std::size_t owner, Core::Property& property) {
+    for (SettingField const& field : fields) {
+        std::size_t const value = index == JsonTree::NONE ? index : findings.GetTree().Find(index, field.key);
+        if (field.IsList()) {
+            if (value != JsonTree::NONE) ReadList(findings, field, value, property);
+            continue;
+        }
+        if (value == JsonTree::NONE && field.IsRequired()) {
+            findings.ReportMissing(index == JsonTree::NONE ? owner : index,
+                                   "the setting \"" + field.key + "\" is missing");
+            continue;
+        }
+        auto const text = value == JsonTree::NONE ? field.defaultValue : ReadScalar(findings, value, field);
+        if (text) SetField(field, *text, property);
+    }
 }
 
 Core::Property ReadSettings(GraphFindings& findings, CatalogEntry const& entry, std::size_t index, std::size_t owner) {

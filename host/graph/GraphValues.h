@@ -26,6 +26,9 @@ class GraphFindings {
     /// For something that an object lacks: it stands behind all that is in the object.
     void ReportMissing(std::size_t object, std::string const& what) { Report(object, 2 * tree[object].last + 1, what); }
     bool Any() const { return first != JsonTree::NONE; }
+    /// The first finding, if there is any: the value that it is about, and what is wrong.
+    std::size_t GetPlace() const { return first; }
+    std::string const& GetMessage() const { return message; }
     /// Throws the first finding as `GraphException`, if there is any.
     void ThrowFirst() const;
 
@@ -52,6 +55,11 @@ std::optional<std::string> ReadText(GraphFindings& findings, std::size_t index);
 bool ReadKeys(GraphFindings& findings, std::size_t index, std::vector<std::string> const& keys);
 /// The value under a key that must stand in the object, `NONE` when it is missing, which is reported.
 std::size_t RequireKey(GraphFindings& findings, std::size_t object, std::string_view key);
+
+/// Enters every field into the property from the object `index`, or `NONE` for the defaults; what is missing then is
+/// reported at `owner`. Keys of the object that are those of no field stay unread.
+void ReadFieldValues(GraphFindings& findings, std::vector<SettingField> const& fields, std::size_t index,
+                     std::size_t owner, Core::Property& property);
 
 /// The settings of a class as a property that holds every field, from the object `index`, or `NONE` for the defaults;
 /// what is missing then is reported at `owner`.

@@ -1,5 +1,7 @@
 #include "host/graph/SettingFields.h"
 
+#include <nlohmann/json.hpp>
+
 #include "contracts/Core/Time.h"
 
 namespace Tarsel::Host::Fields {
@@ -55,6 +57,61 @@ SettingField OneOf(char const* key, Choices choices, char const* defaultValue, c
 
 SettingField Text(char const* key, char const* description) {
     return Field(key, SettingType::Text, "", description);
+}
+
+SettingField Color(char const* key, char const* defaultValue, char const* description) {
+    SettingField field = Integer(key, 0, 0xFFFFFF, "", defaultValue, description);
+    field.isColor = true;
+    return field;
+}
+
+SettingField Aspect(char const* key, char const* description) {
+    return Field(key, SettingType::Ratio, "1/1", description);
+}
+
+SettingField In(char const* child, SettingField field) {
+    field.child = child;
+    return field;
+}
+
+std::string FieldBounds(SettingField const& field) {
+    auto const number = [](double value) { return nlohmann::json(value).dump(); };
+    switch (field.type) {
+        case SettingType::Integer:
+            if (field.isColor) return "\"#000000\" to \"#FFFFFF\"";
+            return std::to_string(field.minimum) + " to " + std::to_string(field.maximum);
+        case SettingType::Number:
+            return number(field.lowest) + " to " + number(field.highest);
+        case SettingType::Boolean:
+            return "true, false";
+        case SettingType::Ratio:
+            return field.unit.empty() ? "\"N/D\", above 0" : "\"N/D\", above 0 and up to 100000, or \"0/1\"";
+        case SettingType::Choice: {
+            std::string names;
+            for (SettingField::Choice const& choice : field.choices)
+                names += (names.empty() ? "\"" : ", \"") + choice.name + "\"";
+            return names;
+        }
+        case SettingType::Text:
+            return field.isFile ? "a file" : "a text";
+        case SettingType::List:
+            return "a list";
+        case SettingType::Effects:
+            return "a list of effects";
+    }
+    return {};
+}
+
+std::string FieldDefault(SettingField const& field) {
+    if (field.IsList()) return "[]";
+    if (field.IsRequired()) return {};
+    if (field.type == SettingType::Boolean) return field.defaultValue == "1" ? "true" : "false";
+    if (field.type == SettingType::Ratio) return '"' + field.defaultValue + '"';
+    if (!field.anyValue.empty() && field.defaultValue == field.anyValue) return '"' + std::string(ANY_VALUE) + '"';
+    if (field.type == SettingType::Choice)
+        for (SettingField::Choice const& choice : field.choices)
+            if (choice.value == field.defaultValue) return '"' + choice.name + '"';
+    return field.defaultValue;
 }
 
 }  // namespace Tarsel::Host::Fields

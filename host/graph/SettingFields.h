@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "contracts/Core/Export.h"
 #include "contracts/Core/Property.h"
 #include "contracts/Core/Types.h"
 #include "contracts/Proc/Settings.h"
@@ -28,6 +29,17 @@ SettingField FrameRate(char const* description);
 SettingField OneOf(char const* key, Choices choices, char const* defaultValue, char const* description);
 /// One that must be given.
 SettingField Text(char const* key, char const* description);
+/// Red, green and blue as one number.
+SettingField Color(char const* key, char const* defaultValue, char const* description);
+/// A ratio above 0, 1/1 by default.
+SettingField Aspect(char const* key, char const* description);
+/// The field with another name for its child.
+SettingField In(char const* child, SettingField field);
+
+/// The values of a field as files and commands say them, for people: `0 to 255`, `"in", "out"`.
+TARSEL_HOST_EXPORT std::string FieldBounds(SettingField const& field);
+/// The default as a JSON file says it; empty where there is none.
+TARSEL_HOST_EXPORT std::string FieldDefault(SettingField const& field);
 
 /// Makes the settings object by the conversion of its class.
 template <auto Convert>

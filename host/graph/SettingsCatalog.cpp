@@ -127,8 +127,8 @@ void AddTimelineFilters(std::vector<CatalogEntry>& catalog) {
                               "Limit of the pictures that wait, for all reversed pictures of the process together")},
                      Make<Property2SettingsFilterReverse>, "Plays a stream backwards"));
     catalog.push_back(
-        WithSettings(SettingsFilterFrameRate::CLASS_ID, {Video}, {FrameRate("The regular rate; 0/1 is the source's own")},
-                     Make<Property2SettingsFilterFrameRate>,
+        WithSettings(SettingsFilterFrameRate::CLASS_ID, {Video},
+                     {FrameRate("The regular rate; 0/1 is the source's own")}, Make<Property2SettingsFilterFrameRate>,
                      "Gives pictures a regular rate: \"Default\" lays them on a grid, \"Adjust\" keeps them "
                      "all and moves the times of those that share a place in it"));
     catalog.back().implementations = {SettingsFilterFrameRate::IMPL_DEFAULT, SettingsFilterFrameRate::IMPL_ADJUST};

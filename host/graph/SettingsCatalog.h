@@ -68,12 +68,14 @@ struct SettingField {
     /// Whether a child without a key holds the value.
     bool isNameless = false;
     /// Whether an integer is a colour, which may also be written as "#RRGGBB" and "0xRRGGBB".
-    bool isColour = false;
+    bool isColor = false;
     /// Whether a text names a file.
     bool isFile = false;
     std::vector<Choice> choices;
     /// What each entry of a list holds.
     std::vector<SettingField> fields;
+    /// The kind of the effects of a list.
+    GraphKind effectKind = GraphKind::Video;
     /// One line.
     std::string description;
 

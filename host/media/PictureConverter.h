@@ -1,26 +1,21 @@
 #pragma once
 
+#include "contracts/Core/Export.h"
 #include "contracts/Proc/IData.h"
 #include "host/media/FFmpeg.h"
 
-struct SwsContext;
-
 namespace Tarsel::Host {
 
-/// Brings pictures to one size and pixel format, on libswscale (bicubic, accurate rounding). One user at a time.
-class PictureConverter {
+/// Brings pictures to one size and pixel format (bicubic, accurate rounding). One user at a time.
+class TARSEL_HOST_EXPORT PictureConverter {
   public:
     PictureConverter() = default;
-    ~PictureConverter();
     PictureConverter(PictureConverter const&) = delete;
     PictureConverter& operator=(PictureConverter const&) = delete;
 
     /// A frame of its own over the picture's memory, or over converted memory when size or format differ. Without
     /// times. Throws `ProcException` for a picture in GPU memory and one that can't be converted.
     FramePtr Convert(Proc::IDataVideo const& picture, int width, int height, AVPixelFormat format);
-
-  private:
-    SwsContext* scaler = nullptr;  // owned
 };
 
 }  // namespace Tarsel::Host

@@ -1,0 +1,29 @@
+#include "host/effects/ImageBlender.h"
+
+#include "contracts/Core/Exception.h"
+#include "host/effects/PictureDrawing.h"
+
+namespace Tarsel::Host {
+
+using namespace Proc;
+
+ImageBlender::~ImageBlender() = default;
+
+void ImageBlender::Process(iptr<IDataVideo>& dest, iptr<IDataVideo> const& picture) {
+    if (!dest) return;
+    RequireProcessorMemory(*dest, SettingsEffectImageBlender::CLASS_ID);
+    if (picture) {
+        RequireProcessorMemory(*picture, SettingsEffectImageBlender::CLASS_ID);
+        if (!CanDraw(dest->GetPixelFormat(), picture->GetPixelFormat()))
+            TARSEL_THROW(EffectException, "The blender can't draw pixel format " +
+                                              FormatName(picture->GetPixelFormat()) + " on " +
+                                              FormatName(dest->GetPixelFormat()));
+        if (IsSeen(*dest, *picture, GetOwnSettings())) {
+            dest = dest->MakeWritable();
+            DrawPicture(*dest, *picture, GetOwnSettings());
+        }
+    }
+    CountItem();
+}
+
+}  // namespace Tarsel::Host

@@ -1,0 +1,355 @@
+#include "host/effects/PictureDrawing.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <utility>
+#include <vector>
+
+#include "contracts/Conf/PixFmtDescription.h"
+#include "contracts/Core/Exception.h"
+
+extern "C" {
+#include <libavutil/pixdesc.h>
+}
+
+namespace Tarsel::Host {
+
+using namespace Proc;
+
+namespace {
+
+/// Where on `dest` something is drawn: [left, right) x [top, bottom).
+struct Area {
+    int left;
+    int top;
+    int right;
+    int bottom;
+
+    bool IsEmpty() const { return left >= right || top >= bottom; }
+};
+
+Area AreaOf(IDataVideo const& dest, IDataVideo const& picture, SettingsEffectImageBlender const& placing) {
+    auto const held = [](int64 value, int limit) { return static_cast<int>(std::clamp<int64>(value, 0, limit)); };
+    return {held(placing.GetX(), dest.GetWidth()), held(placing.GetY(), dest.GetHeight()),
+            held(int64{placing.GetX()} + picture.GetWidth(), dest.GetWidth()),
+            held(int64{placing.GetY()} + picture.GetHeight(), dest.GetHeight())};
+}
+
+int64 RoundedQuotient(int64 value, int64 divisor) {
+    return value >= 0 ? (value + divisor / 2) / divisor : -((-value + divisor / 2) / divisor);
+}
+
+bool IsEven(PictureLayout const& layout) {
+    return std::all_of(layout.begin(), layout.end(),
+                       [&](PictureComponent const& part) { return part.depth == layout.components[0].depth; });
+}
+
+bool Match(PictureLayout const& one, PictureLayout const& other) {
+    return one.isRgb == other.isRgb && one.GetColourCount() == other.GetColourCount() && IsEven(one) && IsEven(other) &&
+           one.components[0].depth == other.components[0].depth && one.chromaShiftX == other.chromaShiftX &&
+           one.chromaShiftY == other.chromaShiftY;
+}
+
+/// Where the planes of a picture lie: asking the picture for each row would take longer than most rows do.
+template <class Byte>
+struct Planes {
+    std::array<Byte*, 4> data{};
+    std::array<std::ptrdiff_t, 4> strides{};
+
+    template <class Picture, class Ask>
+    Planes(Picture& picture, Ask ask) {
+        for (std::size_t i = 0; i < static_cast<std::size_t>(GetPlanesCount(picture)); ++i) {
+            auto const plane = ask(static_cast<unsigned>(i));
+            data[i] = plane.GetData();
+            strides[i] = plane.GetStride();
+        }
+    }
+
+    Byte* GetRow(PictureComponent const& part, int y) const {
+        auto const plane = static_cast<std::size_t>(part.plane);
+        return data[plane] + y * strides[plane] + part.offset;
+    }
+};
+
+/// The samples of one component of one row.
+template <class Sample>
+class Row {
+  public:
+    Row(Sample* samples, PictureComponent const& part)
+        : samples(samples), step(part.step / static_cast<int>(sizeof(Sample))), shift(part.shift) {}
+
+    u32 Get(int x) const { return static_cast<u32>(samples[std::ptrdiff_t{x} * step] >> shift); }
+    void Set(int x, u32 value) const { samples[std::ptrdiff_t{x} * step] = static_cast<Sample>(value << shift); }
+    /// The samples where they stand in a row without gaps, else null.
+    Sample* GetPlain() const { return step == 1 && shift == 0 ? samples : nullptr; }
+
+  private:
+    Sample* samples;
+    int step;
+    int shift;
+};
+
+/// One drawing. Works row of chroma by row of chroma: weights, then colours, then alpha, which the weights need.
+template <class Sample>
+class Drawing {
+  public:
+    Drawing(IDataVideo& dest, IDataVideo const& picture, SettingsEffectImageBlender const& placing)
+        : dest(dest),
+          picture(picture),
+          x0(placing.GetX()),
+          y0(placing.GetY()),
+          strength(static_cast<u32>(std::clamp(placing.GetAlpha(), 0, 255))),
+          isPremultiplied(placing.GetMode() == BlendAlphaMode::Premultiplied),
+          destLayout(LayoutOf(dest.GetPixelFormat(), dest.GetWidth(), dest.GetHeight())),
+          pictureLayout(LayoutOf(picture.GetPixelFormat(), picture.GetWidth(), picture.GetHeight())),
+          max(static_cast<u32>(destLayout.components[0].GetMax())),
+          isFull(ColoursOf(dest).isFull),
+          area(AreaOf(dest, picture, placing)),
+          destPlanes(dest, [&](unsigned plane) { return dest.GetPlane(plane); }),
+          picturePlanes(picture, [&](unsigned plane) { return picture.GetPlaneConst(plane); }) {}
+
+    void Run() {
+        int const shiftX = destLayout.chromaShiftX;
+        int const shiftY = destLayout.chromaShiftY;
+        firstColumn = (area.left >> shiftX) << shiftX;
+        int const endColumn = std::min((((area.right - 1) >> shiftX) + 1) << shiftX, dest.GetWidth());
+        columns = endColumn - firstColumn;
+        std::size_t const cells = static_cast<std::size_t>(columns) << shiftY;
+        shares.resize(cells);
+        drawn.resize(cells);
+        kept.resize(cells);
+        for (int row = (area.top >> shiftY) << shiftY; row < area.bottom; row += 1 << shiftY)
+            DrawRows(row, std::min(1 << shiftY, dest.GetHeight() - row));
+    }
+
+  private:
+    void DrawRows(int firstRow, int rows) {
+        for (int i = 0; i < rows; ++i) Weigh(firstRow + i, i * columns);
+        for (int c = 0; c < destLayout.GetColourCount(); ++c) {
+            PictureComponent const& to = destLayout.components[static_cast<std::size_t>(c)];
+            PictureComponent const& from = pictureLayout.components[static_cast<std::size_t>(c)];
+            if (to.isChroma && (destLayout.chromaShiftX || destLayout.chromaShiftY)) {
+                DrawChroma(to, from, firstRow, rows);
+                continue;
+            }
+            for (int y = std::max(firstRow, area.top); y < std::min(firstRow + rows, area.bottom); ++y)
+                DrawRow(to, from, y, (y - firstRow) * columns);
+        }
+        if (PictureComponent const* const alpha = destLayout.GetAlpha())
+            for (int y = std::max(firstRow, area.top); y < std::min(firstRow + rows, area.bottom); ++y) {
+                Row<Sample> const row(DestRow(*alpha, y), *alpha);
+                for (int x = area.left; x < area.right; ++x) {
+                    std::size_t const at = At(x, (y - firstRow) * columns);
+                    row.Set(x, static_cast<u32>((u64{drawn[at]} + kept[at] + max / 2) / max));
+                }
+            }
+    }
+
+    Sample* DestRow(PictureComponent const& part, int y) const {
+        return reinterpret_cast<Sample*>(destPlanes.GetRow(part, y));
+    }
+    Sample const* PictureRow(PictureComponent const& part, int y) const {
+        return reinterpret_cast<Sample const*>(picturePlanes.GetRow(part, y));
+    }
+    std::size_t At(int x, int rowBase) const { return static_cast<std::size_t>(rowBase + x - firstColumn); }
+
+    /// The weights of one row.
+    void Weigh(int y, int rowBase) {
+        bool const inside = y >= area.top && y < area.bottom;
+        auto const begin = static_cast<std::size_t>(rowBase);
+        std::fill_n(shares.begin() + rowBase, columns, 0U);
+        if (inside) {
+            if (PictureComponent const* const alpha = pictureLayout.GetAlpha()) {
+                Row<Sample const> const row(PictureRow(*alpha, y - y0), *alpha);
+                for (int x = area.left; x < area.right; ++x)
+                    shares[At(x, rowBase)] = (row.Get(x - x0) * strength + 127) / 255;
+            } else {
+                std::fill(shares.begin() + rowBase + (area.left - firstColumn),
+                          shares.begin() + rowBase + (area.right - firstColumn), (max * strength + 127) / 255);
+            }
+        }
+        PictureComponent const* const alpha = destLayout.GetAlpha();
+        for (std::size_t i = 0; i < static_cast<std::size_t>(columns); ++i) {
+            u32 const share = shares[begin + i];
+            drawn[begin + i] = share * max;
+            kept[begin + i] = max * (max - share);
+        }
+        if (!alpha) return;
+        Row<Sample> const row(DestRow(*alpha, y), *alpha);
+        for (int i = 0; i < columns; ++i) {
+            std::size_t const at = begin + static_cast<std::size_t>(i);
+            kept[at] = row.Get(firstColumn + i) * (max - shares[at]);
+        }
+    }
+
+    /// The sample of black, or of no colour.
+    int64 OffsetOf(PictureComponent const& part) const {
+        if (part.isChroma) return int64{1} << (part.depth - 1);
+        return destLayout.isRgb || isFull ? 0 : int64{16} << (part.depth - 8);
+    }
+
+    void DrawRow(PictureComponent const& to, PictureComponent const& from, int y, int rowBase) {
+        Row<Sample> const row(DestRow(to, y), to);
+        Row<Sample const> const source(PictureRow(from, y - y0), from);
+        if (!isPremultiplied && !destLayout.hasAlpha) {
+            DrawOpaqueRow(row, source, rowBase);
+            return;
+        }
+        int64 const offset = OffsetOf(to);
+        for (int x = area.left; x < area.right; ++x) {
+            std::size_t const at = At(x, rowBase);
+            u64 const sum = u64{drawn[at]} + kept[at];
+            if (sum == 0) continue;
+            u32 const under = row.Get(x);
+            row.Set(x, isPremultiplied
+                           ? Premultiplied(Part(source.Get(x - x0), offset), under, kept[at], sum, offset)
+                           : static_cast<u32>((u64{source.Get(x - x0)} * drawn[at] + u64{under} * kept[at] + sum / 2) /
+                                              sum));
+        }
+    }
+
+    /// The same formula where the sum of the weights is M * M everywhere: both sides are divided by M.
+    void DrawOpaqueRow(Row<Sample> const& row, Row<Sample const> const& source, int rowBase) {
+        u32 const* const share = shares.data() + rowBase - firstColumn;
+        Sample* const plain = row.GetPlain();
+        Sample const* const plainSource = source.GetPlain();
+        if (sizeof(Sample) == 1 && plain && plainSource) {
+            for (int x = area.left; x < area.right; ++x)
+                plain[x] =
+                    static_cast<Sample>((plainSource[x - x0] * share[x] + plain[x] * (255 - share[x]) + 127) / 255);
+            return;
+        }
+        for (int x = area.left; x < area.right; ++x) {
+            u64 const sum = u64{source.Get(x - x0)} * share[x] + u64{row.Get(x)} * (max - share[x]);
+            row.Set(x, static_cast<u32>((sum + max / 2) / max));
+        }
+    }
+
+    /// What a premultiplied sample adds, in units of 1 / (M * M).
+    int64 Part(u32 sample, int64 offset) const { return (int64{sample} - offset) * strength * max * max / 255; }
+
+    u32 Premultiplied(int64 part, u32 under, u64 keptWeight, u64 sum, int64 offset) const {
+        int64 const value = part + (int64{under} - offset) * static_cast<int64>(keptWeight);
+        int64 const result = offset + RoundedQuotient(value, static_cast<int64>(sum));
+        return static_cast<u32>(std::clamp<int64>(result, 0, max));
+    }
+
+    void DrawChroma(PictureComponent const& to, PictureComponent const& from, int firstRow, int rows) {
+        int const shiftX = destLayout.chromaShiftX;
+        Row<Sample> const row(DestRow(to, firstRow >> destLayout.chromaShiftY), to);
+        for (int column = firstColumn; column < firstColumn + columns; column += 1 << shiftX) {
+            int const width = std::min(1 << shiftX, firstColumn + columns - column);
+            DrawCell(row, to, from, {column, firstRow, column + width, firstRow + rows}, firstRow);
+        }
+    }
+
+    /// One chroma sample, which stands for the pixels of `cell`.
+    void DrawCell(Row<Sample> const& row, PictureComponent const& to, PictureComponent const& from, Area const& cell,
+                  int firstRow) {
+        u64 drawnSum = 0, keptSum = 0, straight = 0;
+        int64 parts = 0;
+        int64 const offset = OffsetOf(to);
+        for (int y = cell.top; y < cell.bottom; ++y) {
+            bool const inside = y >= area.top && y < area.bottom;
+            Sample const* const samples = inside ? PictureRow(from, (y - y0) >> pictureLayout.chromaShiftY) : nullptr;
+            for (int x = cell.left; x < cell.right; ++x) {
+                std::size_t const at = At(x, (y - firstRow) * columns);
+                drawnSum += drawn[at];
+                keptSum += kept[at];
+                if (!inside || x < area.left || x >= area.right) continue;
+                u32 const sample = Row<Sample const>(samples, from).Get((x - x0) >> pictureLayout.chromaShiftX);
+                straight += u64{sample} * drawn[at];
+                if (isPremultiplied) parts += Part(sample, offset);
+            }
+        }
+        int const x = cell.left >> destLayout.chromaShiftX;
+        u64 const sum = drawnSum + keptSum;
+        if (sum == 0) return;
+        u32 const under = row.Get(x);
+        row.Set(x, isPremultiplied ? Premultiplied(parts, under, keptSum, sum, offset)
+                                   : static_cast<u32>((straight + u64{under} * keptSum + sum / 2) / sum));
+    }
+
+    IDataVideo& dest;
+    IDataVideo const& picture;
+    int const x0;
+    int const y0;
+    u32 const strength;
+    bool const isPremultiplied;
+    PictureLayout const destLayout;
+    PictureLayout const pictureLayout;
+    u32 const max;
+    bool const isFull;
+    Area const area;
+    Planes<u8> const destPlanes;
+    Planes<u8 const> const picturePlanes;
+
+    // The weights e, n and m of the rows at work, for whole chroma samples.
+    int firstColumn = 0;
+    int columns = 0;
+    std::vector<u32> shares;
+    std::vector<u32> drawn;
+    std::vector<u32> kept;
+};
+
+}  // namespace
+
+bool CanDraw(PixFmt dest, PixFmt picture) {
+    return HasLayout(dest) && HasLayout(picture) && Match(LayoutOf(dest, 1, 1), LayoutOf(picture, 1, 1));
+}
+
+bool IsSeen(IDataVideo const& dest, IDataVideo const& picture, SettingsEffectImageBlender const& placing) {
+    return placing.GetAlpha() > 0 && !AreaOf(dest, picture, placing).IsEmpty();
+}
+
+void DrawPicture(IDataVideo& dest, IDataVideo const& picture, SettingsEffectImageBlender const& placing) {
+    if (!CanDraw(dest.GetPixelFormat(), picture.GetPixelFormat()))
+        TARSEL_THROW(EffectException, "A picture in pixel format " + FormatName(picture.GetPixelFormat()) +
+                                          " can't be drawn on one in " + FormatName(dest.GetPixelFormat()));
+    if (!IsSeen(dest, picture, placing)) return;
+    if (LayoutOf(dest.GetPixelFormat(), 1, 1).components[0].GetSampleBytes() == 1)
+        Drawing<u8>(dest, picture, placing).Run();
+    else
+        Drawing<u16>(dest, picture, placing).Run();
+}
+
+PixFmt DrawableFormat(PixFmt dest, bool withAlpha) {
+    if (!HasLayout(dest)) return PIX_FMT_NONE;
+    if (LayoutOf(dest, 1, 1).hasAlpha == withAlpha) return dest;
+    for (AVPixFmtDescriptor const* native = av_pix_fmt_desc_next(nullptr); native;
+         native = av_pix_fmt_desc_next(native)) {
+        auto const format = static_cast<PixFmt>(static_cast<int>(av_pix_fmt_desc_get_id(native)));
+        bool const fits = HasLayout(format) && ((native->flags & AV_PIX_FMT_FLAG_ALPHA) != 0) == withAlpha;
+        if (fits && CanDraw(dest, format) && CanScaleTo(static_cast<AVPixelFormat>(static_cast<int>(format))))
+            return format;
+    }
+    return PIX_FMT_NONE;
+}
+
+iptr<IDataVideo> DrawablePicture::For(IDataVideo const& dest) {
+    if (!picture) return nullptr;
+    PictureColours const wanted = ColoursOf(dest);
+    bool const stands = converted && format == dest.GetPixelFormat() && colours.matrix == wanted.matrix &&
+                        colours.isFull == wanted.isFull;
+    if (stands) return converted;
+    auto const* const description = Conf::PixFmtDescription::Find(picture->GetPixelFormat());
+    bool const withAlpha = description && (description->HasAlpha() ||
+                                           (description->GetFlags() & Conf::PixFmtDescription::FLAG_PALETTE) != 0);
+    PixFmt const drawable = DrawableFormat(dest.GetPixelFormat(), withAlpha);
+    if (drawable == PIX_FMT_NONE)
+        TARSEL_THROW(EffectException, "No picture" + std::string(withAlpha ? " with alpha" : "") +
+                                          " can be drawn on pixel format " + FormatName(dest.GetPixelFormat()));
+    PictureTarget target = TargetLike(dest);
+    target.width = picture->GetWidth();
+    target.height = picture->GetHeight();
+    target.format = static_cast<AVPixelFormat>(static_cast<int>(drawable));
+    bool const alreadyDrawable = CanDraw(dest.GetPixelFormat(), picture->GetPixelFormat());
+    if (alreadyDrawable) target.format = static_cast<AVPixelFormat>(static_cast<int>(picture->GetPixelFormat()));
+    converted = Conformed(picture, target);
+    format = dest.GetPixelFormat();
+    colours = wanted;
+    return converted;
+}
+
+}  // namespace Tarsel::Host

@@ -1,0 +1,194 @@
+#include "host/effects/ResizeEffect.h"
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+#include <utility>
+
+#include "contracts/Core/Exception.h"
+
+extern "C" {
+#include <libavutil/imgutils.h>
+#include <libavutil/pixdesc.h>
+}
+
+namespace Tarsel::Host {
+
+using namespace Proc;
+
+namespace {
+
+AVPixelFormat Native(PixFmt format) {
+    return static_cast<AVPixelFormat>(static_cast<int>(format));
+}
+
+/// The format that a picture comes out in: parts of packed bits have no address.
+AVPixelFormat OutputFormat(PixFmt format) {
+    AVPixFmtDescriptor const* const description = av_pix_fmt_desc_get(Native(format));
+    bool const keeps = description && CanScaleTo(Native(format)) &&
+                       !(description->flags & (AV_PIX_FMT_FLAG_BITSTREAM | AV_PIX_FMT_FLAG_PAL));
+    return keeps ? Native(format) : Native(WorkingFormat(format));
+}
+
+/// The pixel aspect of a target as one that can be computed with.
+Conf::FrameInfo WithAspect(Conf::FrameInfo info) {
+    if (info.pixelAspectNum < 1 || info.pixelAspectDen < 1) info.pixelAspectNum = info.pixelAspectDen = 1;
+    return info;
+}
+
+struct Size {
+    int width;
+    int height;
+};
+
+/// The largest size of the picture's shape within `room`; or, with `around`, the smallest that covers it. `from` and
+/// `to` tell the shapes of the pixels.
+Size SizeOfShape(Conf::FrameInfo const& from, Conf::FrameInfo const& to, Size room) {
+    double const across = static_cast<double>(from.width) * from.pixelAspectNum * to.pixelAspectDen;
+    double const down = static_cast<double>(from.height) * from.pixelAspectDen * to.pixelAspectNum;
+    double const width = across * room.height / down;
+    if (width <= room.width) return {std::clamp(static_cast<int>(std::lround(width)), 1, room.width), room.height};
+    double const height = down * room.width / across;
+    return {room.width, std::clamp(static_cast<int>(std::lround(height)), 1, room.height)};
+}
+
+/// The value to the nearest multiple within the limit; the limit itself always fits.
+int Aligned(int value, int multiple, int limit) {
+    if (value == limit) return value;
+    return std::min(std::max((value + multiple / 2) / multiple * multiple, multiple), limit);
+}
+
+/// Steps of chroma samples, and of rows of one field in an interlaced picture: where parts may begin.
+struct Steps {
+    int across;
+    int down;
+
+    Steps(int format, bool isInterlaced) : across(1), down(1) {
+        AVPixFmtDescriptor const* const description = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(format));
+        if (description) across = 1 << description->log2_chroma_w;
+        if (description) down = 1 << description->log2_chroma_h;
+        if (isInterlaced) down *= 2;
+    }
+};
+
+/// Narrows the frame, a reference of its own, to the middle part of this size.
+void NarrowTo(AVFrame& frame, Size part) {
+    Steps const steps(frame.format, frame.interlaced_frame != 0);
+    int const left = (frame.width - part.width) / 2 / steps.across * steps.across;
+    int const top = (frame.height - part.height) / 2 / steps.down * steps.down;
+    frame.crop_left = static_cast<std::size_t>(left);
+    frame.crop_top = static_cast<std::size_t>(top);
+    frame.crop_right = static_cast<std::size_t>(frame.width - part.width - left);
+    frame.crop_bottom = static_cast<std::size_t>(frame.height - part.height - top);
+    if (av_frame_apply_cropping(&frame, AV_FRAME_CROP_UNALIGNED) < 0)
+        TARSEL_THROW(EffectException, "Can't take a part of a picture of " + std::to_string(frame.width) + "x" +
+                                          std::to_string(frame.height));
+}
+
+/// The part that is to be shown, in a format whose parts have addresses.
+FramePtr ShownPart(IDataVideo const& picture) {
+    FramePtr frame = FrameOf(picture);
+    AVPixFmtDescriptor const* const description = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame->format));
+    if (description && (description->flags & AV_PIX_FMT_FLAG_BITSTREAM))
+        frame = ScaleFrame(
+            *frame, {.width = frame->width, .height = frame->height, .format = OutputFormat(picture.GetPixelFormat())});
+    if (av_frame_apply_cropping(frame.get(), AV_FRAME_CROP_UNALIGNED) < 0)
+        TARSEL_THROW(EffectException, "A picture's crop is larger than the picture");
+    return frame;
+}
+
+/// The picture in the middle of a black one.
+FramePtr Framed(FramePtr inner, Size size) {
+    if (inner->width == size.width && inner->height == size.height) return inner;
+    auto const format = static_cast<AVPixelFormat>(inner->format);
+    FramePtr outer = AllocateFrame(size.width, size.height, format);
+    av_frame_copy_props(outer.get(), inner.get());
+    std::ptrdiff_t strides[4] = {outer->linesize[0], outer->linesize[1], outer->linesize[2], outer->linesize[3]};
+    if (av_image_fill_black(outer->data, strides, format, outer->color_range, size.width, size.height) < 0)
+        TARSEL_THROW(EffectException, std::string("Can't make black in pixel format ") + av_get_pix_fmt_name(format));
+    FramePtr middle(av_frame_clone(outer.get()));
+    NarrowTo(*middle, {inner->width, inner->height});
+    av_image_copy(middle->data, middle->linesize, const_cast<uint8_t const**>(inner->data), inner->linesize, format,
+                  inner->width, inner->height);
+    return outer;
+}
+
+ScaleAlgorithm AlgorithmOf(SettingsResizer const& settings) {
+    switch (settings.GetAlgorithm()) {
+        case SettingsResizer::ALGORITHM_BILINEAR:
+            return ScaleAlgorithm::Bilinear;
+        case SettingsResizer::ALGORITHM_BICUBIC:
+            return ScaleAlgorithm::Bicubic;
+        case SettingsResizer::ALGORITHM_LANCZOS:
+            return ScaleAlgorithm::Lanczos;
+    }
+    return ScaleAlgorithm::Bicubic;
+}
+
+FramePtr Resized(IDataVideo const& picture, SettingsResizer const& settings, Conf::FrameInfo const& target) {
+    FramePtr frame = ShownPart(picture);
+    bool const isInterlaced = frame->interlaced_frame != 0;
+    Conf::FrameInfo shown = picture.GetFrameInfo();
+    shown.width = frame->width;
+    shown.height = frame->height;
+    Size inner{target.width, target.height};
+    AVPixelFormat const format = OutputFormat(picture.GetPixelFormat());
+    if (settings.GetMode() == SettingsResizer::MODE_LETTERBOX) {
+        Steps const steps(format, isInterlaced);
+        inner = SizeOfShape(shown, target, inner);
+        inner.width = Aligned(inner.width, steps.across, target.width);
+        inner.height = Aligned(inner.height, steps.down, target.height);
+    } else if (settings.GetMode() == SettingsResizer::MODE_CROP) {
+        NarrowTo(*frame, SizeOfShape(target, shown, {shown.width, shown.height}));
+    }
+    bool const scales = frame->width != inner.width || frame->height != inner.height || frame->format != format;
+    if (scales)
+        frame = ScaleFrame(
+            *frame,
+            {.width = inner.width, .height = inner.height, .format = format, .algorithm = AlgorithmOf(settings)});
+    frame = Framed(std::move(frame), {target.width, target.height});
+    frame->sample_aspect_ratio = {target.pixelAspectNum, target.pixelAspectDen};
+    return frame;
+}
+
+}  // namespace
+
+ResizeEffect::~ResizeEffect() = default;
+
+void ResizeEffect::Check(SettingsResizer const& settings) const {
+    if (settings.GetMode() == SettingsResizer::MODE_KEEP) return;
+    Conf::FrameInfo const& info = settings.GetFrameInfo();
+    if (info.width < 1 || info.height < 1 ||
+        av_image_check_size(static_cast<unsigned>(info.width), static_cast<unsigned>(info.height), 0, nullptr) < 0)
+        TARSEL_THROW(EffectException,
+                     "Pictures can't be resized to " + std::to_string(info.width) + "x" + std::to_string(info.height));
+}
+
+void ResizeEffect::AdaptFormatCodec(iptr<Conf::IFormatCodec>& format) {
+    auto* const video = dynamic_cast<Conf::IFormatCodecVideo*>(format.get());
+    if (!video || GetOwnSettings().GetMode() == SettingsResizer::MODE_KEEP) return;
+    video->SetFrameInfo(WithAspect(GetOwnSettings().GetFrameInfo()));
+    AVPixelFormat const output = OutputFormat(video->GetPixelFormat());
+    if (output != AV_PIX_FMT_NONE) video->SetPixelFormat(static_cast<PixFmt>(static_cast<int>(output)));
+}
+
+void ResizeEffect::Process(iptr<IDataVideo>& item) {
+    if (!item) return;
+    RequireProcessorMemory(*item, SettingsResizer::CLASS_ID);
+    SettingsResizer const& settings = GetOwnSettings();
+    Conf::FrameInfo const target = WithAspect(settings.GetFrameInfo());
+    bool const fits = item->GetFrameInfo() == target && item->GetCrop() == CropInfo() &&
+                      OutputFormat(item->GetPixelFormat()) == Native(item->GetPixelFormat());
+    if (settings.GetMode() != SettingsResizer::MODE_KEEP && !fits) {
+        try {
+            item = WrapLike(Resized(*item, settings, target), *item);
+        } catch (EffectException const&) {
+            throw;
+        } catch (ProcException const& failure) {
+            TARSEL_THROW(EffectException, failure.what());
+        }
+    }
+    CountItem();
+}
+
+}  // namespace Tarsel::Host
