@@ -1,13 +1,14 @@
 #pragma once
 
 #include "contracts/Conf/MediaTypes.h"
+#include "contracts/Core/Export.h"
 #include "host/media/ForwardingStream.h"
 
 namespace Tarsel::Host {
 
 /// Makes pictures seen through: their alpha becomes the part `opacity` of it. Goes in: pictures of a format with alpha.
 /// Comes out: the same with alpha of their own. Seek, end and threads: the source's.
-class OpacityVideo final : public ForwardingStream<Proc::IStreamVideo> {
+class TARSEL_HOST_EXPORT OpacityVideo final : public ForwardingStream<Proc::IStreamVideo> {
   public:
     /// `opacity`: 0 to 1.
     static iptr<Proc::IStreamVideo> Create(iptr<Proc::IStreamVideo> source, double opacity);
@@ -22,11 +23,11 @@ class OpacityVideo final : public ForwardingStream<Proc::IStreamVideo> {
 };
 
 /// Whether pictures of the format can hold transparent places.
-bool HasAlpha(PixFmt format);
+TARSEL_HOST_EXPORT bool HasAlpha(PixFmt format);
 /// The format of the same colours with alpha; none where there is no such format.
-PixFmt WithAlpha(PixFmt format);
+TARSEL_HOST_EXPORT PixFmt WithAlpha(PixFmt format);
 /// The format that pictures of a timeline are brought to when its first ones have this: the same without alpha and at
 /// limited range, 8-bit 4:2:0 for what effects can't work on.
-PixFmt TimelinePixelFormat(PixFmt format);
+TARSEL_HOST_EXPORT PixFmt TimelinePixelFormat(PixFmt format);
 
 }  // namespace Tarsel::Host

@@ -115,7 +115,8 @@ TEST(DeferredStream, ReleaseLetsTheStreamGoAndReadingGoesOnWhereItStood) {
 }
 
 TEST(DeferredStream, FailuresNameTheClipAndItsPlace) {
-    Deferred deferred({ScriptedVideo::Step(std::make_exception_ptr(std::runtime_error("broken")))});
+    Deferred deferred({MakeVideo(0, 40000), std::make_exception_ptr(std::runtime_error("broken"))});
+    EXPECT_THAT(deferred.stream->Read(), IsVideo(0, 40000));
     EXPECT_EQ("/tracks/0/clips/3: clip \"x\": broken", MessageOf<GraphException>([&] { deferred.stream->Read(); }));
     deferred.stream->ReleaseInternalData();
     deferred.failure = std::make_exception_ptr(std::runtime_error("no such file"));
@@ -126,11 +127,12 @@ TEST(DeferredStream, FailuresNameTheClipAndItsPlace) {
 }
 
 TEST(DeferredStream, NamedFailuresPassAsTheyAre) {
-    Deferred inner({ScriptedVideo::Step(std::make_exception_ptr(std::runtime_error("broken")))});
+    Deferred inner({MakeVideo(0, 40000), std::make_exception_ptr(std::runtime_error("broken"))});
     DeferredStream<IStreamVideo>::Description description;
     description.name = "outer";
     description.make = [&] { return inner.stream; };
     auto const outer = DeferredStream<IStreamVideo>::Create(std::move(description));
+    EXPECT_THAT(outer->Read(), IsVideo(0, 40000));
     EXPECT_EQ("/tracks/0/clips/3: clip \"x\": broken", MessageOf<GraphException>([&] { outer->Read(); }));
 }
 
