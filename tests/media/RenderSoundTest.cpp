@@ -19,45 +19,44 @@ constexpr int64 MS = 1000;
 constexpr int HALF = 16384;
 constexpr int QUARTER = 8192;
 
-/// A run of samples of one level.
-struct Run {
+/// A stretch of samples of one level.
+struct Stretch {
     int samples;
     int level;
 
-    bool operator==(Run const&) const = default;
+    bool operator==(Stretch const&) const = default;
 };
 
-std::ostream& operator<<(std::ostream& out, Run const& run) {
-    return out << run.samples << " of " << run.level;
+std::ostream& operator<<(std::ostream& out, Stretch const& stretch) {
+    return out << stretch.samples << " of " << stretch.level;
 }
 
-std::vector<Run> RunsOf(std::vector<int> const& values) {
-    std::vector<Run> runs;
+std::vector<Stretch> StretchesOf(std::vector<int> const& values) {
+    std::vector<Stretch> stretches;
     for (int const value : values) {
-        if (runs.empty() || runs.back().level != value) runs.push_back({0, value});
-        ++runs.back().samples;
+        if (stretches.empty() || stretches.back().level != value) stretches.push_back({0, value});
+        ++stretches.back().samples;
     }
-    return runs;
+    return stretches;
 }
 
 class RenderedSound : public ::testing::Test {
   protected:
     std::vector<int> Samples(Timeline timeline) {
         report = RenderTo(folder / "out.mkv", std::move(timeline));
-        return Integers(SoundOf(folder / "out.mkv", plainStream));
+        return Integers(SoundOf(folder / "out.mkv"));
     }
-    std::vector<Run> Render(Timeline timeline) { return RunsOf(Samples(std::move(timeline))); }
+    std::vector<Stretch> Render(Timeline timeline) { return StretchesOf(Samples(std::move(timeline))); }
 
     ScratchFolder folder;
     RenderReport report;
-    int plainStream = 0;
 };
 
 TEST_F(RenderedSound, ClipsAndGapsAreExactToTheSample) {
     auto const timeline = SoundTimelineOf(
         {ClipOf(LevelClip(500), 100 * MS, 400 * MS, 300 * MS), ClipOf(LevelClip(250), 533 * MS, 777 * MS)}, 1001 * MS);
-    EXPECT_THAT(Render(timeline),
-                ElementsAre(Run{4800, 0}, Run{14400, HALF}, Run{6384, 0}, Run{11712, QUARTER}, Run{10752, 0}));
+    EXPECT_THAT(Render(timeline), ElementsAre(Stretch{4800, 0}, Stretch{14400, HALF}, Stretch{6384, 0},
+                                              Stretch{11712, QUARTER}, Stretch{10752, 0}));
     EXPECT_EQ(48048, report.samples);
     EXPECT_EQ(48000, report.sampleRate);
     EXPECT_EQ(0, report.frames);
@@ -65,14 +64,15 @@ TEST_F(RenderedSound, ClipsAndGapsAreExactToTheSample) {
 }
 
 TEST_F(RenderedSound, TrackOfNothingIsSilentAsLongAsTheTimeline) {
-    EXPECT_THAT(Render(SoundTimelineOf({}, 250 * MS)), ElementsAre(Run{2 * 12000, 0})) << "stereo of 48000 Hz";
+    EXPECT_THAT(Render(SoundTimelineOf({}, 250 * MS)), ElementsAre(Stretch{2 * 12000, 0})) << "stereo of 48000 Hz";
 }
 
 TEST_F(RenderedSound, TracksAreAddedWhereTheyOverlap) {
     auto const timeline = TimelineOf({TrackOf(TrackKind::Audio, {ClipOf(LevelClip(500), 0, 300 * MS)}),
                                       TrackOf(TrackKind::Audio, {ClipOf(LevelClip(250), 100 * MS, 500 * MS)})},
                                      500 * MS);
-    EXPECT_THAT(Render(timeline), ElementsAre(Run{4800, HALF}, Run{9600, HALF + QUARTER}, Run{9600, QUARTER}));
+    EXPECT_THAT(Render(timeline),
+                ElementsAre(Stretch{4800, HALF}, Stretch{9600, HALF + QUARTER}, Stretch{9600, QUARTER}));
 }
 
 TEST_F(RenderedSound, VolumeOfAClipIsAFactor) {
@@ -80,12 +80,13 @@ TEST_F(RenderedSound, VolumeOfAClipIsAFactor) {
     quiet.volume = 50;
     TimelineClip mute = ClipOf(LevelClip(500), 100 * MS, 200 * MS);
     mute.volume = 0;
-    EXPECT_THAT(Render(SoundTimelineOf({quiet, mute}, 200 * MS)), ElementsAre(Run{4800, QUARTER}, Run{4800, 0}));
+    EXPECT_THAT(Render(SoundTimelineOf({quiet, mute}, 200 * MS)),
+                ElementsAre(Stretch{4800, QUARTER}, Stretch{4800, 0}));
 }
 
 TEST_F(RenderedSound, ShortSourceIsSilentWithAWarningThatNamesTheClip) {
     auto const timeline = SoundTimelineOf({ClipOf(LevelClip(500), 0, SECOND, 1500 * MS)}, SECOND);
-    EXPECT_THAT(Render(timeline), ElementsAre(Run{24000, HALF}, Run{24000, 0}));
+    EXPECT_THAT(Render(timeline), ElementsAre(Stretch{24000, HALF}, Stretch{24000, 0}));
     EXPECT_THAT(report.warnings, ElementsAre("/tracks/0/items/0: clip \"c0\": 500000 us are missing behind its media: "
                                              "silence stands there"));
 }
@@ -93,14 +94,14 @@ TEST_F(RenderedSound, ShortSourceIsSilentWithAWarningThatNamesTheClip) {
 TEST_F(RenderedSound, FreezeFrameIsSilent) {
     auto const timeline = SoundTimelineOf(
         {ClipOf(LevelClip(500), 0, 100 * MS), ClipOf(LevelClip(500), 100 * MS, 300 * MS, 0, 0)}, 300 * MS);
-    EXPECT_THAT(Render(timeline), ElementsAre(Run{4800, HALF}, Run{9600, 0}));
+    EXPECT_THAT(Render(timeline), ElementsAre(Stretch{4800, HALF}, Stretch{9600, 0}));
 }
 
 TEST_F(RenderedSound, BackwardsPlaysTheSamplesFromTheEndOfTheRange) {
     auto const steps =
         MakeClip("steps.wav", {"-f", "lavfi", "-i", "aevalsrc='floor(t*10)/20':s=48000:d=2", "-c:a", "pcm_s16le"});
     auto const timeline = SoundTimelineOf({ClipOf(steps, 0, 300 * MS, 200 * MS, -1)}, 300 * MS);
-    EXPECT_THAT(Render(timeline), ElementsAre(Run{4800, 6554}, Run{4800, 4915}, Run{4800, 3277}));
+    EXPECT_THAT(Render(timeline), ElementsAre(Stretch{4800, 6554}, Stretch{4800, 4915}, Stretch{4800, 3277}));
 }
 
 TEST_F(RenderedSound, SpeedKeepsThePitchAndTheLength) {
@@ -146,8 +147,8 @@ TEST_F(RenderedSound, MissingHandlesAreSilentWithAWarning) {
 
 TEST_F(RenderedSound, EffectOfAClipActsOnItsSamples) {
     TimelineClip clip = ClipOf(LevelClip(500), 100 * MS, 700 * MS);
-    Proc::SettingsEffectAudioFade fade;
-    fade.SetCurve(Proc::SettingsEffectAudioFade::CURVE_LINEAR);
+    Proc::SettingsEffectAudioFade const fade(Proc::SettingsEffectAudioFade::DIRECTION_IN,
+                                             Proc::SettingsEffectAudioFade::CURVE_LINEAR);
     TimelineEffect effect;
     effect.name = "audio-fade";
     effect.settings = Settings2Property(fade);

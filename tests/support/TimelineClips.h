@@ -82,7 +82,8 @@ inline Host::RenderReport RenderTo(std::string const& path, Host::Timeline timel
     Host::BuiltTimeline built(std::move(timeline));
     Host::RenderOptions options;
     options.output = path;
-    options.videoCodec = "ffv1";
+    options.videoCodec = "h264";
+    options.quality = 0;  // without loss
     options.audioCodec = "pcm_s16le";
     options.force = true;
     return RenderTimeline(built, options, {});

@@ -116,7 +116,7 @@ void AddRenderCommand(CLI::App& program, Action& chosen) {
     CLI::App& command = *program.add_subcommand("render", "Renders a timeline of clips into a media file");
     command.add_option("timeline", flags->timeline, "The timeline file (JSON, or .otio)")->required();
     command.add_option("-o,--output", form.output, "Where the result goes; its ending names the container");
-    command.add_option("--video-codec", form.videoCodec, "Codec of the pictures (h264, hevc, vp9, ffv1...)");
+    command.add_option("--video-codec", form.videoCodec, "Codec of the pictures (h264, hevc, vp9, mpeg4...)");
     command.add_option("--audio-codec", form.audioCodec, "Codec of the sound (aac, opus, mp3, flac...)");
     command.add_option("--quality", form.quality,
                        "Constant quality of the pictures on the codec's own scale, lower is better (h264: 18)");
