@@ -18,6 +18,8 @@
 #include "contracts/Proc/SettingsFilterFrameRate.h"
 #include "contracts/Proc/SettingsFilterReverse.h"
 #include "contracts/Proc/SettingsFilterSpeedUp.h"
+#include "contracts/Proc/SettingsFrameUploader.h"
+#include "host/graph/EffectCatalog.h"
 #include "host/graph/GraphErrors.h"
 #include "host/media/AudioDecoder.h"
 #include "host/media/ContinuousAudio.h"
@@ -136,7 +138,12 @@ iptr<IStreamVideo> MakeStill(Links const& links, PlannedClip const& clip, ClipMe
 
 iptr<IEffect> MakeClipEffect(IEffectFactory const& effects, TimelineEffect const& wanted) {
     try {
-        iptr<IEffect> const effect = effects.CreateEffect(wanted.settings.Name(), ImplNames::DEFAULT);
+        iptr<IEffect> const effect =
+            effects.CreateEffect(wanted.settings.Name(), GetEffectImplementation(wanted.settings));
+        // Maps hand frames on as they are, and what stands around them works in the processor's memory.
+        bool const needsGpu = effect->GetProcessingFrameType() == IDataVideo::FRAME_ALLOC_GPU;
+        if (needsGpu || wanted.settings.Name() == SettingsFrameUploader::CLASS_ID)
+            TARSEL_THROW(FilterException, "frames of a timeline don't live in the GPU's memory");
         effect->Initialize(wanted.settings);
         return effect;
     } catch (std::bad_alloc const&) {

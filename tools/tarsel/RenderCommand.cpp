@@ -10,6 +10,7 @@
 #include "host/graph/GraphErrors.h"
 #include "host/timeline/RenderJob.h"
 #include "host/timeline/TimelineReader.h"
+#include "host/timeline/TimelineWriter.h"
 #include "tools/tarsel/GraphRunning.h"
 #include "tools/tarsel/Program.h"
 #include "tools/tarsel/Terminal.h"
@@ -28,6 +29,7 @@ struct RenderFlags {
     std::string rate;
     bool dryRun = false;
     bool printPlan = false;
+    bool schema = false;
     bool force = false;
     bool json = false;
     bool strict = false;
@@ -77,6 +79,10 @@ auto UnderName(RenderFlags const& flags, Call call) {
 }
 
 int Run(RenderFlags const& flags) {
+    if (flags.schema) {
+        PrintOutput(Host::WriteTimelineSchema());
+        return EXIT_DONE;
+    }
     std::vector<std::string> warnings;
     Host::Timeline timeline = ReadTimeline(flags, warnings);
     if (IsRefused(flags, warnings)) return EXIT_WARNINGS;
@@ -114,7 +120,7 @@ void AddRenderCommand(CLI::App& program, Action& chosen) {
     auto const flags = std::make_shared<RenderFlags>();
     Host::ShortFormOptions& form = flags->form;
     CLI::App& command = *program.add_subcommand("render", "Renders a timeline of clips into a media file");
-    command.add_option("timeline", flags->timeline, "The timeline file (JSON, or .otio)")->required();
+    command.add_option("timeline", flags->timeline, "The timeline file (JSON, or .otio)");
     command.add_option("-o,--output", form.output, "Where the result goes; its ending names the container");
     command.add_option("--video-codec", form.videoCodec, "Codec of the pictures (h264, hevc, vp9, mpeg4...)");
     command.add_option("--audio-codec", form.audioCodec, "Codec of the sound (aac, opus, mp3, flac...)");
@@ -127,13 +133,16 @@ void AddRenderCommand(CLI::App& program, Action& chosen) {
     command.add_option("--rate", flags->rate, "N or N/D: frames a second, whatever the timeline says");
     command.add_flag("--dry-run", flags->dryRun, "Read everything and write nothing");
     command.add_flag("--print-plan", flags->printPlan, "Print which frames and samples each clip takes, and stop");
+    command.add_flag("--schema", flags->schema, "Print the JSON Schema of timeline files and do nothing else");
     command.add_flag("--force", flags->force, "Replace a file that stands at the output's place");
     command.add_flag("--strict", flags->strict,
                      "Exit with 3 when there are warnings; nothing is written with those that show beforehand");
     command.add_flag("--json", flags->json, "Print the result as JSON");
     command.footer("Example:\n  tarsel render holiday.otio -o holiday.mp4 --size 1280x720");
     command.final_callback([flags, &chosen] {
-        bool const writes = !flags->dryRun && !flags->printPlan;
+        if (flags->schema != flags->timeline.empty())
+            RefuseUsage(flags->schema ? "--schema takes no timeline" : "timeline: a timeline file is required");
+        bool const writes = !flags->dryRun && !flags->printPlan && !flags->schema;
         if (writes && flags->form.output.empty()) RefuseUsage("-o: an output is required");
         ReadSize(*flags);
         if (!flags->rate.empty()) flags->frameRate = ReadRate(flags->rate);
