@@ -22,7 +22,7 @@ StreamInfo const* SelectStream(MediaFile const& file, StreamSelector const& sele
     return nullptr;
 }
 
-std::string SelectorText(StreamSelector const& selector) {
+std::string WantedStream(StreamSelector const& selector) {
     std::string const number = std::to_string(selector.ordinal);
     if (!selector.kind) return "stream #" + number;
     return std::string(KindName(*selector.kind)) + " stream" + (selector.ordinal == 0 ? "" : " number " + number);
@@ -53,7 +53,7 @@ GraphOrigin GraphSources::Find(GraphSource const& source) {
         FailAtNode(source.id, source.pointer + "/stream", file->GetPath() + ": " + what);
     };
     StreamInfo const* const info = SelectStream(*file, source.stream);
-    if (!info) refuse("there is no " + SelectorText(source.stream));
+    if (!info) refuse("there is no " + WantedStream(source.stream));
     if (!info->HasPackets()) refuse(StreamName(*info) + " has no place in time");
     if (!source.packets && !IsDecoded(info->kind)) refuse(StreamName(*info) + " can't be decoded: ask for its packets");
     if (file->GetIndex(info->index).GetCount() == 0) refuse(StreamName(*info) + " holds no packets");

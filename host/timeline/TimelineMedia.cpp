@@ -56,7 +56,7 @@ ClipMedia const& TimelineMedia::Find(TimelineClip const& clip, TrackKind kind) {
     StreamSelector const selector = clip.stream.value_or(StreamSelector{KindOf(kind), 0});
     auto const refuse = [&](std::string const& what) { FailAtClip(clip, clip.file + ": " + what); };
     StreamInfo const* const info = SelectStream(*file, selector);
-    if (!info) refuse("there is no " + SelectorText(selector));
+    if (!info) refuse("there is no " + WantedStream(selector));
     if (info->kind != KindOf(kind))
         refuse(StreamName(*info) + " doesn't go on a track of " + std::string(KindName(KindOf(kind))));
     if (auto const known = streams.find({file.get(), info->index}); known != streams.end()) return known->second;
