@@ -27,6 +27,7 @@ using Action = std::function<int()>;
 void AddCutCommand(CLI::App& program, Action& chosen);
 void AddProbeCommand(CLI::App& program, Action& chosen);
 void AddRemuxCommand(CLI::App& program, Action& chosen);
+void AddRenderCommand(CLI::App& program, Action& chosen);
 void AddRunCommand(CLI::App& program, Action& chosen);
 void AddScrubCommand(CLI::App& program, Action& chosen);
 void AddSpectrumCommand(CLI::App& program, Action& chosen);

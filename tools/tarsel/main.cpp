@@ -64,6 +64,7 @@ int Main(int count, char** arguments) {
     AddFiltersCommand(program, chosen);
     AddProbeCommand(program, chosen);
     AddRemuxCommand(program, chosen);
+    AddRenderCommand(program, chosen);
     AddRunCommand(program, chosen);
     AddScrubCommand(program, chosen);
     AddSoundCommands(program, chosen);
