@@ -1,6 +1,8 @@
 #include "host/effects/DeinterlaceEffect.h"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
@@ -31,6 +33,36 @@ Lines<Sample const> LinesOf(IDataVideo const& picture, PictureComponent const& p
             plane.GetStride() / static_cast<std::ptrdiff_t>(sizeof(Sample))};
 }
 
+/// How far edges may lean: columns to either side.
+constexpr int REACH = 2;
+/// Samples that stand beside a line at both ends, like its last ones, for the loops that look aside.
+constexpr int MARGIN = REACH + 1;
+
+/// The values of a line, in a form that loops go over fast.
+class Values {
+  public:
+    explicit Values(int width) : width(width), values(static_cast<std::size_t>(width + 2 * MARGIN)) {}
+
+    template <class Sample>
+    void Take(Sample const* line, int step, int shift) {
+        int* const to = values.data() + MARGIN;
+        if (step == 1 && shift == 0)
+            for (int x = 0; x < width; ++x) to[x] = line[x];
+        else
+            for (int x = 0; x < width; ++x) to[x] = line[std::ptrdiff_t{x} * step] >> shift;
+        for (int i = 1; i <= MARGIN; ++i) {
+            to[-i] = to[0];
+            to[width - 1 + i] = to[width - 1];
+        }
+    }
+    /// From `-MARGIN` to the width and `MARGIN`.
+    int const* Get() const { return values.data() + MARGIN; }
+
+  private:
+    int const width;
+    std::vector<int> values;
+};
+
 /// Makes the missing lines of one component.
 template <class Sample>
 class Component {
@@ -44,7 +76,14 @@ class Component {
           item(LinesOf<Sample>(item, part)),
           hasBefore(before != nullptr),
           before(before ? LinesOf<Sample>(*before, part) : this->item),
-          moved(static_cast<std::size_t>(part.width) + 2) {}
+          up(part.width),
+          down(part.width),
+          now(part.width),
+          then(part.width),
+          moved(static_cast<std::size_t>(part.width) + 2),
+          made(static_cast<std::size_t>(part.width)) {
+        for (auto& line : differences) line.resize(static_cast<std::size_t>(part.width));
+    }
 
     /// `missing` is the parity of the lines to make.
     void Run(int missing) {
@@ -52,71 +91,74 @@ class Component {
             // At the edges the one neighbour there is stands in for both.
             int const above = y > 0 ? y - 1 : std::min(y + 1, part.height - 1);
             int const below = y + 1 < part.height ? y + 1 : above;
+            Take(up, item[above]);
+            Take(down, item[below]);
+            Interpolate();
             if (hasBefore) FindMoves(above, y, below);
-            MakeLine(y, above, below);
+            PutLine(y);
         }
     }
 
   private:
-    int Get(Sample const* line, int x) const { return line[std::ptrdiff_t{x} * step] >> part.shift; }
+    void Take(Values& values, Sample const* line) const { values.Take(line, step, part.shift); }
 
     /// The largest change of the three samples above each other, with a column of stillness at both sides.
     void FindMoves(int above, int own, int below) {
         std::fill(moved.begin(), moved.end(), 0);
+        int* const place = moved.data() + 1;
         for (int const y : {above, own, below}) {
-            Sample const* const now = item[y];
-            Sample const* const then = before[y];
-            for (int x = 0; x < part.width; ++x) {
-                int& place = moved[static_cast<std::size_t>(x) + 1];
-                place = std::max(place, std::abs(Get(now, x) - Get(then, x)));
-            }
+            Take(now, item[y]);
+            Take(then, before[y]);
+            int const* const one = now.Get();
+            int const* const other = then.Get();
+            for (int x = 0; x < part.width; ++x) place[x] = std::max(place[x], std::abs(one[x] - other[x]));
         }
     }
 
-    bool IsStill(int x) const {
-        auto const at = static_cast<std::size_t>(x);
-        return std::max({moved[at], moved[at + 1], moved[at + 2]}) <= still;
-    }
-
-    void MakeLine(int y, int above, int below) {
-        Sample const* const up = item[above];
-        Sample const* const down = item[below];
+    /// Over the made line stands the dropped field's own one where nothing has moved.
+    void PutLine(int y) {
         for (int x = 0; x < part.width; ++x) {
-            Sample& place = result[y][std::ptrdiff_t{x} * step];
-            if (hasBefore && IsStill(x))
-                place = item[y][std::ptrdiff_t{x} * step];
-            else
-                place = static_cast<Sample>(Between(up, down, x) << part.shift);
+            auto const at = static_cast<std::size_t>(x);
+            bool const isStill = hasBefore && std::max({moved[at], moved[at + 1], moved[at + 2]}) <= still;
+            if (!isStill) result[y][std::ptrdiff_t{x} * step] = static_cast<Sample>(made[at] << part.shift);
         }
     }
 
-    /// The mean of the two samples that lie opposite each other along the edge through `x`.
-    int Between(Sample const* up, Sample const* down, int x) const {
+    /// How far three neighbouring samples above differ from those opposite, `slope` columns off to either side.
+    void Compare(int slope) {
+        int const* const one = up.Get() + slope;
+        int const* const other = down.Get() - slope;
+        int* const to = differences[static_cast<std::size_t>(slope + REACH)].data();
+        for (int x = 0; x < part.width; ++x)
+            to[x] =
+                std::abs(one[x - 1] - other[x - 1]) + std::abs(one[x] - other[x]) + std::abs(one[x + 1] - other[x + 1]);
+    }
+
+    /// Every sample is the mean of the two that lie opposite each other along the edge through it.
+    void Interpolate() {
+        for (int slope = -REACH; slope <= REACH; ++slope) Compare(slope);
+        int const* const one = up.Get();
+        int const* const other = down.Get();
+        for (int x = 0; x < part.width; ++x) {
+            int const slope = SlopeAt(static_cast<std::size_t>(x));
+            made[static_cast<std::size_t>(x)] = (one[x + slope] + other[x - slope] + 1) / 2;
+        }
+    }
+
+    int SlopeAt(std::size_t x) const {
         // The straight one is ahead: others must be better by something.
-        int best = Difference(up, down, x, 0) - 1;
+        int best = differences[REACH][x] - 1;
         int slope = 0;
         for (int const side : {-1, 1}) {
-            for (int reach = 1; reach <= 2; ++reach) {
-                if (x - reach < 1 || x + reach > part.width - 2) break;
-                int const difference = Difference(up, down, x, side * reach);
+            for (int reach = 1; reach <= REACH; ++reach) {
+                int const difference = differences[static_cast<std::size_t>(REACH + side * reach)][x];
                 // An edge that leans further leans less far, too.
                 if (difference >= best) break;
                 best = difference;
                 slope = side * reach;
             }
         }
-        return (Get(up, x + slope) + Get(down, x - slope) + 1) / 2;
-    }
-
-    /// How far three neighbouring samples above differ from those opposite, `slope` columns off to either side.
-    int Difference(Sample const* up, Sample const* down, int x, int slope) const {
-        int sum = 0;
-        for (int i = -1; i <= 1; ++i) {
-            int const left = std::clamp(x + slope + i, 0, part.width - 1);
-            int const right = std::clamp(x - slope + i, 0, part.width - 1);
-            sum += std::abs(Get(up, left) - Get(down, right));
-        }
-        return sum;
+        return slope;
     }
 
     PictureComponent const& part;
@@ -126,10 +168,18 @@ class Component {
     Lines<Sample const> const item;
     bool const hasBefore;
     Lines<Sample const> const before;
+
+    // Of the line at work.
+    Values up;
+    Values down;
+    Values now;
+    Values then;
+    std::array<std::vector<int>, 2 * REACH + 1> differences;
     std::vector<int> moved;
+    std::vector<int> made;
 };
 
-/// Copies every line: those of the field that goes are overwritten where they have to be.
+/// Copies every line: of those of the field that goes, what stands still is kept.
 void CopyLines(AVFrame& result, IDataVideo const& item) {
     for (int i = 0; i < GetPlanesCount(item); ++i) {
         auto const plane = item.GetPlaneConst(static_cast<unsigned>(i));

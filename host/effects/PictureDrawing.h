@@ -32,7 +32,7 @@ void DrawPicture(Proc::IDataVideo& dest, Proc::IDataVideo const& picture,
                  Proc::SettingsEffectImageBlender const& placing);
 
 /// A format of pictures that can be drawn on `dest`, with alpha or without; `PIX_FMT_NONE` where there is none.
-PixFmt DrawableFormat(PixFmt dest, bool withAlpha);
+TARSEL_HOST_EXPORT PixFmt DrawableFormat(PixFmt dest, bool withAlpha);
 
 /// A picture that is to be drawn on others: converts it, with its alpha, to what can be drawn on a frame, and keeps
 /// the conversion for frames of the same format and colours. One thread.

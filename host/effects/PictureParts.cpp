@@ -46,6 +46,20 @@ bool HasColoursOf(IDataVideo const& picture, PictureTarget const& target) {
     return sameMatrix && sameRange;
 }
 
+/// The library's way through its own numbers adds 1 to the upper half of an alpha of 8 bits.
+void KeepAlpha(IDataVideo const& picture, IDataVideo& result) {
+    if (!HasLayout(picture.GetPixelFormat()) || !HasLayout(result.GetPixelFormat())) return;
+    PictureLayout const from = LayoutOf(picture.GetPixelFormat(), picture.GetWidth(), picture.GetHeight());
+    PictureLayout const to = LayoutOf(result.GetPixelFormat(), result.GetWidth(), result.GetHeight());
+    if (!from.GetAlpha() || !to.GetAlpha() || from.GetAlpha()->depth != 8 || to.GetAlpha()->depth != 8) return;
+    for (int y = 0; y < picture.GetHeight(); ++y) {
+        u8 const* const source = RowOfConst<u8>(picture, *from.GetAlpha(), y);
+        u8* const row = RowOf<u8>(result, *to.GetAlpha(), y);
+        for (std::ptrdiff_t x = 0; x < picture.GetWidth(); ++x)
+            row[x * to.GetAlpha()->step] = source[x * from.GetAlpha()->step];
+    }
+}
+
 }  // namespace
 
 bool HasLayout(PixFmt format) {
@@ -182,7 +196,9 @@ iptr<IDataVideo> Conformed(iptr<IDataVideo> const& picture, PictureTarget const&
                           Native(picture->GetPixelFormat()) == target.format;
     if (sameForm && HasColoursOf(*picture, target)) return picture;
     try {
-        return WrapLike(ScaleFrame(*FrameOf(*picture), target), *picture);
+        iptr<IDataVideo> const result = WrapLike(ScaleFrame(*FrameOf(*picture), target), *picture);
+        if (picture->GetWidth() == target.width && picture->GetHeight() == target.height) KeepAlpha(*picture, *result);
+        return result;
     } catch (ProcException const& failure) {
         TARSEL_THROW(EffectException, failure.what());
     }

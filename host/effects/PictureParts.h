@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "contracts/Core/Export.h"
 #include "contracts/Proc/IData.h"
 #include "host/media/FFmpeg.h"
 #include "host/media/PictureScaler.h"
@@ -53,7 +54,7 @@ PictureLayout LayoutOf(PixFmt format, int width, int height);
 /// The format itself where loops can work on it, else the nearest one that they can; none for formats that can't be
 /// converted.
 PixFmt WorkingFormat(PixFmt format);
-std::string FormatName(PixFmt format);
+TARSEL_HOST_EXPORT std::string FormatName(PixFmt format);
 
 /// Row `y` of a component.
 template <class Sample>

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <string>
 #include <utility>
 
@@ -158,8 +159,9 @@ ResizeEffect::~ResizeEffect() = default;
 void ResizeEffect::Check(SettingsResizer const& settings) const {
     if (settings.GetMode() == SettingsResizer::MODE_KEEP) return;
     Conf::FrameInfo const& info = settings.GetFrameInfo();
-    if (info.width < 1 || info.height < 1 ||
-        av_image_check_size(static_cast<unsigned>(info.width), static_cast<unsigned>(info.height), 0, nullptr) < 0)
+    // The codec library's own limit of what a frame can be.
+    constexpr int64 LARGEST = std::numeric_limits<int>::max() / 8;
+    if (info.width < 1 || info.height < 1 || info.width > LARGEST / (int64{info.height} + 128) - 128)
         TARSEL_THROW(EffectException,
                      "Pictures can't be resized to " + std::to_string(info.width) + "x" + std::to_string(info.height));
 }

@@ -35,8 +35,8 @@ FormatWords WordsOf(GpuFormat format) {
             return {GL_RGBA8, GL_RGBA, GL_UNSIGNED_BYTE, 4};
         case GpuFormat::RGBA16:
             return {GL_RGBA16UI, GL_RGBA_INTEGER, GL_UNSIGNED_SHORT, 8};
-        case GpuFormat::FLOAT:
-            return {GL_R32F, GL_RED, GL_FLOAT, 4};
+        case GpuFormat::FLOATS:
+            return {GL_RGBA32F, GL_RGBA, GL_FLOAT, 16};
     }
     TARSEL_THROW(EffectException, "There is no such format of textures");
 }
@@ -91,13 +91,6 @@ void SetInts(GLuint program, GpuDraw::Ints const& ints) {
     if (ints.values.size() == 1) glUniform1iv(place, 1, ints.values.data());
     if (ints.values.size() == 2) glUniform2iv(place, 1, ints.values.data());
     if (ints.values.size() == 4) glUniform4iv(place, 1, ints.values.data());
-}
-
-void SetFloats(GLuint program, GpuDraw::Floats const& floats) {
-    GLint const place = glGetUniformLocation(program, floats.uniform);
-    if (floats.values.size() == 1) glUniform1fv(place, 1, floats.values.data());
-    if (floats.values.size() == 2) glUniform2fv(place, 1, floats.values.data());
-    if (floats.values.size() == 4) glUniform4fv(place, 1, floats.values.data());
 }
 
 }  // namespace
@@ -233,7 +226,6 @@ void GlObjects::Draw(GpuDraw const& draw, std::vector<unsigned> const& names, un
     }
     glActiveTexture(GL_TEXTURE0);
     for (GpuDraw::Ints const& ints : draw.ints) SetInts(program, ints);
-    for (GpuDraw::Floats const& floats : draw.floats) SetFloats(program, floats);
     glViewport(draw.area.x, draw.area.y, draw.area.width, draw.area.height);
     glDrawArrays(GL_TRIANGLES, 0, 3);
     Check("Can't draw to a GPU texture");

@@ -107,10 +107,10 @@ GpuTexturePtr GpuDevice::MakeTexture(GpuFormat format, int width, int height) {
 }
 
 GpuTexturePtr GpuDevice::MakeTable(int width, int height, std::vector<float> const& values) {
-    GpuTexturePtr table = MakeTexture(GpuFormat::FLOAT, width, height);
+    GpuTexturePtr table = MakeTexture(GpuFormat::FLOATS, width, height);
     thread.Run([&] {
-        GlObjects::Write(table->name, GpuFormat::FLOAT, {0, 0, width, height}, values.data(),
-                         static_cast<std::ptrdiff_t>(sizeof(float)) * width);
+        GlObjects::Write(table->name, GpuFormat::FLOATS, {0, 0, width, height}, values.data(),
+                         static_cast<std::ptrdiff_t>(4 * sizeof(float)) * width);
     });
     return table;
 }

@@ -48,16 +48,11 @@ struct GpuDraw {
         char const* uniform;
         std::vector<int> values;  // 1, 2 or 4
     };
-    struct Floats {
-        char const* uniform;
-        std::vector<float> values;  // 1, 2 or 4
-    };
 
     /// A text that lives as long as the program: devices know their compiled shaders by its address.
     char const* shader = nullptr;
     std::vector<Input> inputs;
-    std::vector<Ints> ints;
-    std::vector<Floats> floats;
+    std::vector<Ints> ints = {};
     /// None of the inputs.
     GpuTexture const* target = nullptr;
     GpuArea area;
@@ -92,7 +87,7 @@ class TARSEL_HOST_EXPORT GpuDevice : public std::enable_shared_from_this<GpuDevi
 
     /// A texture whose texels are undefined.
     GpuTexturePtr MakeTexture(GpuFormat format, int width, int height);
-    /// A texture of floats, row by row.
+    /// A texture of floats, four a cell, row by row.
     GpuTexturePtr MakeTable(int width, int height, std::vector<float> const& values);
     /// RGBA from processor memory, rows `stride` bytes apart.
     void Upload(GpuTexture const& to, u8 const* from, std::ptrdiff_t stride);

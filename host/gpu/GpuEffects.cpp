@@ -2,7 +2,9 @@
 
 #include "contracts/Proc/ImplNames.h"
 #include "host/gpu/OglBlender.h"
+#include "host/gpu/OglMixing.h"
 #include "host/gpu/OglResize.h"
+#include "host/gpu/OglShading.h"
 #include "host/gpu/TransferEffects.h"
 #include "host/graph/Factories.h"
 
@@ -10,12 +12,24 @@ namespace Tarsel::Host {
 
 using namespace Proc;
 
+namespace {
+
+template <class Effect>
+void Enter(EffectFactory& factory) {
+    factory.Register(Effect::SettingsType::CLASS_ID, ImplNames::OGL, [] { return iptr<IEffect>(new Effect()); });
+}
+
+}  // namespace
+
 void RegisterGpuEffects(EffectFactory& factory) {
-    factory.Register(SettingsFrameUploader::CLASS_ID, ImplNames::OGL, [] { return iptr<IEffect>(new UploadEffect()); });
-    factory.Register(SettingsFrameDownloader::CLASS_ID, ImplNames::OGL,
-                     [] { return iptr<IEffect>(new DownloadEffect()); });
-    factory.Register(IResize::CLASS_ID, ImplNames::OGL, [] { return iptr<IEffect>(new OglResize()); });
-    factory.RegisterBlender(SettingsEffectImageBlender::CLASS_ID, ImplNames::OGL,
+    Enter<DownloadEffect>(factory);
+    Enter<OglColor>(factory);
+    Enter<OglComposite>(factory);
+    Enter<OglDissolve>(factory);
+    Enter<OglFade>(factory);
+    Enter<OglResize>(factory);
+    Enter<UploadEffect>(factory);
+    factory.RegisterBlender(IEffectImageBlender::CLASS_ID, ImplNames::OGL,
                             [] { return iptr<IEffectImageBlender>(new OglBlender()); });
 }
 

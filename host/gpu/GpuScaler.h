@@ -26,13 +26,21 @@ class GpuScaler {
         GpuTexturePtr table;
     };
 
+    /// All rows of a picture, or those of a field.
+    struct Rows {
+        int step;
+        int field;
+
+        int CountIn(int height) const { return (height + step - 1 - field) / step; }
+    };
+
     /// Makes `taps` those from the one length to the other; what they are already stays.
     static void Prepare(Taps& taps, GpuDevice& device, int from, int to, Algorithm algorithm);
     GpuTexturePtr ScaleLines(DataVideoOGL const& picture, GpuArea const& from, int width, Algorithm algorithm);
-    void ScaleColumns(GpuTexture const& lines, GpuTexture const& target, GpuArea const& to, bool byFields);
+    void ScaleColumns(GpuTexture const& lines, GpuTexture const& target, GpuArea const& to, Rows const& rows,
+                      Algorithm algorithm);
 
     Taps across;
-    Taps acrossChroma;
     Taps down;  // of the upper field, where there are two
     Taps downLower;
 };

@@ -15,8 +15,8 @@ enum class GpuFormat {
     RGBA8,
     /// Four whole numbers of 16 bits: what stands between two passes.
     RGBA16,
-    /// One float: tables that shaders look things up in.
-    FLOAT,
+    /// Four floats: tables that shaders look things up in.
+    FLOATS,
 };
 
 /// A texture in GPU memory, and its device for as long as it lives. May be dropped on any thread, at any time: the

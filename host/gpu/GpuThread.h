@@ -3,6 +3,7 @@
 #include <deque>
 #include <functional>
 
+#include "contracts/Core/Export.h"
 #include "contracts/Core/Mutex.h"
 #include "contracts/Core/Thread.h"
 
@@ -10,7 +11,7 @@ namespace Tarsel::Host {
 
 /// One thread that does work for all others, in the order in which it was given. Any thread may give work; no lock is
 /// held while it runs. Work doesn't give work and wait for it.
-class GpuThread {
+class TARSEL_HOST_EXPORT GpuThread {
   public:
     GpuThread();
     /// As `Stop`. Not on the thread itself.

@@ -82,7 +82,6 @@ void DrawOnGpu(DataVideoOGL& dest, DataVideoOGL const& picture, SettingsEffectIm
                           {"origin", {area.x, area.y}},
                           {"strength", {std::clamp(placing.GetAlpha(), 0, 255)}},
                           {"premultiplied", {isPremultiplied ? 1 : 0}}},
-                 .floats = {},
                  .target = &dest.GetTexture(),
                  .area = area});
 }

@@ -109,9 +109,14 @@ void ResizeTaps::Normalise() {
 }
 
 std::vector<float> ResizeTaps::GetTable() const {
-    std::vector<float> table(firsts.begin(), firsts.end());
-    for (int tap = 0; tap < count; ++tap)
-        for (int i = 0; i < size; ++i) table.push_back(static_cast<float>(GetWeights(i)[tap]));
+    auto const width = static_cast<std::size_t>(size);
+    std::vector<float> table(4 * width * static_cast<std::size_t>(GetTableRows()));
+    for (std::size_t i = 0; i < width; ++i) {
+        table[4 * i] = static_cast<float>(firsts[i]);
+        for (std::size_t tap = 0; tap < static_cast<std::size_t>(count); ++tap)
+            table[4 * (width * (1 + tap / 4) + i) + tap % 4] =
+                static_cast<float>(weights[i * static_cast<std::size_t>(count) + tap]);
+    }
     return table;
 }
 

@@ -26,8 +26,10 @@ class TARSEL_HOST_EXPORT ResizeTaps {
     /// The weights of a sample's taps, whose sum is 1.
     double const* GetWeights(int sample) const { return weights.data() + static_cast<std::ptrdiff_t>(sample) * count; }
 
-    /// A table for shaders: `GetSize()` wide, a row of first taps and a row for each tap.
+    /// A table for shaders, four floats a cell: `GetSize()` cells wide, a row that begins with the first taps, and a
+    /// row for each four weights, filled up with zeros.
     std::vector<float> GetTable() const;
+    int GetTableRows() const { return 1 + (count + 3) / 4; }
 
   private:
     /// Drops taps that count for next to nothing.

@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "contracts/Proc/DataVideoFF.h"
-#include "host/media/PictureScaler.h"
+#include "host/effects/PictureParts.h"
 
 namespace Tarsel::Host {
 
@@ -20,21 +20,21 @@ UploadEffect::~UploadEffect() = default;
 
 void UploadEffect::Process(iptr<IDataVideo>& item) {
     if (!item) return;
-    if (item->GetFrameAlloc() != IDataVideo::FRAME_ALLOC_GPU) item = Upload(*item);
+    if (item->GetFrameAlloc() != IDataVideo::FRAME_ALLOC_GPU) item = Upload(item);
     CountItem();
 }
 
-iptr<IDataVideo> UploadEffect::Upload(IDataVideo const& picture) {
+iptr<IDataVideo> UploadEffect::Upload(iptr<IDataVideo> const& picture) {
     if (!device) device = GpuDevice::Get();
-    iptr<DataVideoOGL> frame = DataVideoOGL::CreateLike(device, picture, picture.GetFrameInfo());
-    if (picture.GetPixelFormat() != PIX_FMT_RGBA) {
-        FramePtr const converted =
-            ScaleFrame(*FrameOf(picture),
-                       {.width = picture.GetWidth(), .height = picture.GetHeight(), .format = AV_PIX_FMT_RGBA});
-        device->Upload(frame->GetTexture(), converted->data[0], converted->linesize[0]);
+    iptr<DataVideoOGL> frame = DataVideoOGL::CreateLike(device, *picture, picture->GetFrameInfo());
+    if (picture->GetPixelFormat() != PIX_FMT_RGBA) {
+        iptr<IDataVideo> const converted = Conformed(
+            picture, {.width = picture->GetWidth(), .height = picture->GetHeight(), .format = AV_PIX_FMT_RGBA});
+        auto const plane = converted->GetPlaneConst(0);
+        device->Upload(frame->GetTexture(), plane.GetData(), plane.GetStride());
         return frame;
     }
-    auto const plane = picture.GetPlaneConst(0);
+    auto const plane = picture->GetPlaneConst(0);
     if (plane.GetStride() > 0 && plane.GetStride() % PIXEL_BYTES == 0) {
         device->Upload(frame->GetTexture(), plane.GetData(), plane.GetStride());
         return frame;

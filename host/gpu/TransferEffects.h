@@ -17,11 +17,11 @@ class TARSEL_HOST_EXPORT UploadEffect final
 
     int GetProcessingFrameType() override { return Proc::IDataVideo::FRAME_ALLOC_ANY; }
     /// Throws `EffectException` when there is no GPU and when the picture is larger than it takes, and
-    /// `ProcException` when it can't be converted.
+    /// when it can't be converted.
     void Process(iptr<Proc::IDataVideo>& item) override;
 
   private:
-    iptr<Proc::IDataVideo> Upload(Proc::IDataVideo const& picture);
+    iptr<Proc::IDataVideo> Upload(iptr<Proc::IDataVideo> const& picture);
 
     std::shared_ptr<GpuDevice> device;  // null until the first frame
 };

@@ -132,9 +132,28 @@ void SettleColours(AVFrame const& from, PictureTarget const& target, AVFrame& to
         to.color_range = AVCOL_RANGE_MPEG;
 }
 
-int FlagsOf(ScaleAlgorithm algorithm, int toFormat) {
+/// The JPEG formats are others in full range; the library warns of their names.
+AVPixelFormat PlainFormat(int format) {
+    switch (format) {
+        case AV_PIX_FMT_YUVJ411P:
+            return AV_PIX_FMT_YUV411P;
+        case AV_PIX_FMT_YUVJ420P:
+            return AV_PIX_FMT_YUV420P;
+        case AV_PIX_FMT_YUVJ422P:
+            return AV_PIX_FMT_YUV422P;
+        case AV_PIX_FMT_YUVJ440P:
+            return AV_PIX_FMT_YUV440P;
+        case AV_PIX_FMT_YUVJ444P:
+            return AV_PIX_FMT_YUV444P;
+        default:
+            return static_cast<AVPixelFormat>(format);
+    }
+}
+
+int FlagsOf(ScaleAlgorithm algorithm, int fromFormat, int toFormat) {
     int flags = SWS_ACCURATE_RND | SWS_BITEXACT;
-    if (IsRgb(toFormat)) flags |= SWS_FULL_CHR_H_INT;
+    if (IsRgb(toFormat) && Describe(toFormat).comp[0].depth >= 8) flags |= SWS_FULL_CHR_H_INT;
+    if (IsRgb(toFormat) && IsRgb(fromFormat)) flags |= SWS_FULL_CHR_H_INP;
     switch (algorithm) {
         case ScaleAlgorithm::Bilinear:
             return flags | SWS_BILINEAR;
@@ -192,9 +211,9 @@ void ScaleInto(AVFrame const& from, PictureTarget const& target, AVFrame& to, in
                         from.height,
                         to.width,
                         to.height,
-                        static_cast<AVPixelFormat>(from.format),
-                        target.format,
-                        FlagsOf(target.algorithm, to.format),
+                        PlainFormat(from.format),
+                        PlainFormat(target.format),
+                        FlagsOf(target.algorithm, from.format, to.format),
                         fromMatrix,
                         sameKind ? toMatrix : (IsRgb(to.format) ? SWS_CS_DEFAULT : toMatrix),
                         IsFull(from.color_range, from.format),

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
+#include <cmath>
 #include <cstdlib>
 #include <random>
 #include <string>
@@ -10,6 +12,10 @@
 
 #include "contracts/Proc/DataVideoFF.h"
 #include "host/gpu/TransferEffects.h"
+
+extern "C" {
+#include <libavutil/frame.h>
+}
 
 namespace Tarsel::Test {
 
@@ -86,13 +92,18 @@ inline iptr<Proc::IDataVideo> Natural(int width, int height) {
 }
 
 inline iptr<Proc::IDataVideo> Upload(iptr<Proc::IDataVideo> picture) {
-    Host::UploadEffect().Process(picture);
+    MakeShared<Host::UploadEffect>()->Process(picture);
     return picture;
 }
 
 inline iptr<Proc::IDataVideo> Download(iptr<Proc::IDataVideo> picture) {
-    Host::DownloadEffect().Process(picture);
+    MakeShared<Host::DownloadEffect>()->Process(picture);
     return picture;
+}
+
+/// The codec library's frame inside a picture of processor memory, for what no setter reaches.
+inline AVFrame& InnerFrame(Proc::IDataVideo& picture) {
+    return const_cast<AVFrame&>(*static_cast<Proc::DataVideoFF&>(picture).GetAVFrame());
 }
 
 /// The largest difference between two pictures of equal size, byte by byte.
@@ -106,20 +117,18 @@ inline int LargestDifference(Proc::IDataVideo const& first, Proc::IDataVideo con
     return largest;
 }
 
-/// Effects live on the stack here: nobody else counts them.
-template <class Effect>
-iptr<Effect> MakeEffect(Proc::Settings const& settings) {
-    auto effect = MakeShared<Effect>();
-    effect->Initialize(settings);
-    return effect;
+/// The device that tests keep open from one to the next, so that not each one opens it anew.
+inline std::shared_ptr<Host::GpuDevice>& KeptDevice() {
+    static std::shared_ptr<Host::GpuDevice> kept;
+    return kept;
 }
 
-/// Keeps the device open from test to test, so that not each one opens it anew.
+/// A test that needs a device. A machine that can't make a context fails it with the reason.
 class GpuTest : public testing::Test {
   protected:
     void SetUp() override {
-        static std::shared_ptr<Host::GpuDevice> const kept = Host::GpuDevice::Get();
-        device = kept;
+        if (!KeptDevice()) KeptDevice() = Host::GpuDevice::Get();
+        device = KeptDevice();
     }
 
     std::shared_ptr<Host::GpuDevice> device;

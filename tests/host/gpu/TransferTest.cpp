@@ -38,12 +38,12 @@ TEST_F(Transfer, RgbaComesBackBitByBit) {
 TEST_F(Transfer, TheFrameInGpuMemoryKeepsAllButThePixelFormat) {
     auto picture = DataVideoFF::Create(PIX_FMT_YUV420P, {34, 18, 4, 3}, nullptr);
     picture->Fill(Color::Black(Color::Opacity::Opaque));
-    auto* const frame = const_cast<AVFrame*>(static_cast<DataVideoFF&>(*picture).GetAVFrame());
-    frame->interlaced_frame = 1;
-    frame->crop_left = 1;
-    frame->crop_top = 2;
-    frame->crop_right = 3;
-    frame->crop_bottom = 4;
+    AVFrame& frame = InnerFrame(*picture);
+    frame.interlaced_frame = 1;
+    frame.crop_left = 1;
+    frame.crop_top = 2;
+    frame.crop_right = 3;
+    frame.crop_bottom = 4;
     picture->SetTime(123);
     picture->SetDuration(456);
     auto const expectSame = [](IDataVideo const& found) {
@@ -69,7 +69,7 @@ TEST_F(Transfer, TheFrameInGpuMemoryKeepsAllButThePixelFormat) {
 /// The picture in another format, converted in processor memory.
 iptr<IDataVideo> Converted(iptr<IDataVideo> picture, PixFmt format) {
     auto const effect = MakeEffectFactory()->CreateEffect(SettingsColorSpaceConverter::CLASS_ID, ImplNames::TARSEL);
-    effect->Initialize(SettingsColorSpaceConverter({format}));
+    effect->Initialize(SettingsColorSpaceConverter(std::vector<PixFmt>{format}));
     return iptr<IDataVideo>(dynamic_cast<IDataVideo*>(effect->ProcessData({picture}).get()));
 }
 
@@ -85,7 +85,7 @@ TEST_F(Transfer, OtherPixelFormatsAreConvertedAsInProcessorMemory) {
 TEST_F(Transfer, AMatrixThatTheFrameNamesIsUsed) {
     auto const paint = [](AVColorSpace matrix) {
         auto picture = MakeVideo(0, 1, 90);
-        const_cast<AVFrame*>(static_cast<DataVideoFF&>(*picture).GetAVFrame())->colorspace = matrix;
+        InnerFrame(*picture).colorspace = matrix;
         return BytesOf(*Download(Upload(picture)));
     };
     EXPECT_NE(paint(AVCOL_SPC_BT709), paint(AVCOL_SPC_SMPTE170M));
