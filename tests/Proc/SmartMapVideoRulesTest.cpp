@@ -313,6 +313,28 @@ TEST(SmartMapVideoRules, ASecondPhaseAloneBehindAnEditReadsTheEditedTimeline) {
     EXPECT_EQ(ReadText(*map), "40+20 #12") << "the new source is sought to where the map stands";
 }
 
+TEST(SmartMapVideoRules, ASecondPhaseAloneFindsASourceThatBeginsInFrontOfTheOthers) {
+    VideoMap map;
+    map.Add(MakePictures({40, 40}, 1), 10);
+    Seek(*map, 10);
+    EXPECT_EQ(ReadText(*map), "10+40 #1");
+    map.Add(MakePictures({90, 90}, 11), 0, 1);
+    map->DoSeek();
+    EXPECT_EQ(ReadText(*map), "50+40 #11");
+}
+
+TEST(SmartMapVideoRules, ASecondPhaseAloneBehindAMoveShowsNothingOfTheFormerPlace) {
+    VideoMap map;
+    map.Add(MakePictures({100, 100}, 1)).Add(MakeShared<NotingEffect>(), 0, 50);
+    Seek(*map, 0);
+    EXPECT_EQ(ReadText(*map), "0+50 #1");
+    map->Lock();
+    map.streams[0]->SetBegin(-10);
+    map->Unlock();
+    map->DoSeek();
+    EXPECT_EQ(ReadText(*map), "50+140 #2") << "40 of the first frame are left, and go into the second one";
+}
+
 TEST(SmartMapVideoRules, AMovedSourceAsksForItsLengthAgain) {
     VideoMap map;
     auto const source = MakePictures({40, 40}, 1);
@@ -498,6 +520,20 @@ TEST(SmartMapVideoRules, ATimeMapWrittenUnderTheLockActsAtTheNextRead) {
     EXPECT_THAT(effect->Take(), ElementsAre("effect: 120+40 #4", "effect: reset"));
 }
 
+TEST(SmartMapVideoRules, ATimeMapWrittenWithoutTheLockActsBehindTheNextSeek) {
+    VideoMap map;
+    iptr<NotingEffect> const effect = MakeShared<NotingEffect>();
+    map.Add(MakePictures({40, 40}, 1)).Add(effect, 0, 10);
+    Seek(*map, 0);
+    map->Read();
+    effect->GetTimeToProgress().begin = 40;
+    effect->GetTimeToProgress().end = 80;
+    Seek(*map, 40);
+    effect->Take();
+    EXPECT_EQ(ReadText(*map), "40+40 #2");
+    EXPECT_THAT(effect->Take(), ElementsAre("effect: 40+40 #2", "effect: reset"));
+}
+
 TEST(SmartMapVideoRules, AnIntervalThatIsShortenedWhileItIsEnteredEndsThere) {
     VideoMap map;
     iptr<NotingEffect> const effect = MakeShared<NotingEffect>();
@@ -555,6 +591,23 @@ TEST(SmartMapVideoRules, ASeekSeeksTheSourcesThereAndReleasesTheOthers) {
     EXPECT_THAT(there->log.Take(), ElementsAre("RequestSeek(20)", "DoSeek")) << "without the context";
     EXPECT_THAT(before->log.Take(), ElementsAre("ReleaseInternalData"));
     EXPECT_THAT(behind->log.Take(), ElementsAre("ReleaseInternalData"));
+}
+
+TEST(SmartMapVideoRules, BehindASeekThatFailedReadingGoesOnWhereItWas) {
+    VideoMap map;
+    auto const failing = MakeShared<EarlySource>();
+    failing->makeFrame = [](int i) { return i == 0 ? MakeVideo(0, 1000, 99) : iptr<IDataVideo>(); };
+    map.Add(MakePictures({40, 40, 40, 40}, 1), 0, 1).Add(failing);
+    Seek(*map, 0);
+    EXPECT_EQ(ReadText(*map), "0+40 #1");
+    bool fails = true;
+    failing->onRequestSeek = [&](int64) {
+        failing->index = 0;
+        if (std::exchange(fails, false)) TARSEL_THROW(ProcException, "no way there");
+    };
+    EXPECT_EQ(MessageOf<ProcException>([&] { map->RequestSeek(120, nullptr); }), "no way there");
+    EXPECT_EQ(map->GetPosition(), 40);
+    EXPECT_EQ(ReadText(*map), "40+40 #2");
 }
 
 TEST(SmartMapVideoRules, ASourceIsReleasedWhenItIsMappedAndWhenItsEndIsReached) {
