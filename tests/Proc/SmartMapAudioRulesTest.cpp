@@ -93,6 +93,35 @@ TEST(SmartMapAudioRules, ASourceIsReadFromItsBeginWhenTheTimelineEntersIt) {
     EXPECT_EQ(source->log.Take().back(), "ReleaseInternalData");
 }
 
+TEST(SmartMapAudioRules, ASourceIsReadFromItsBeginAlsoWhereItsFirstSliceIsSkipped) {
+    AudioMap map;
+    auto const source = MakeCounting(48000, 9600);
+    map.Add(source).Add(MakeShared<NotingSoundEffect>(), 10, 150000);
+    Seek(*map, 0);
+    source->log.Take();
+    EXPECT_EQ(ReadText(*map), "10+7200 #0");
+    auto const calls = source->log.Take();
+    ASSERT_GE(calls.size(), 3U);
+    EXPECT_EQ(calls[0], "RequestSeek(0)");
+    EXPECT_EQ(calls[1], "DoSeek");
+    EXPECT_EQ(calls[2], "Read");
+}
+
+TEST(SmartMapAudioRules, BehindAReleaseOfTheMapsDataASourceIsSoughtBeforeItIsRead) {
+    AudioMap map;
+    auto const source = MakeCounting(48000, 48000);
+    map.Add(source);
+    Seek(*map, 0);
+    for (int i = 0; i < 5; ++i) map->Read();
+    map->ReleaseInternalData();
+    source->log.Take();
+    EXPECT_EQ(ReadText(*map), "500000+4800 #24000");
+    auto const calls = source->log.Take();
+    ASSERT_GE(calls.size(), 2U);
+    EXPECT_EQ(calls[0], "RequestSeek(500000)");
+    EXPECT_EQ(calls[1], "DoSeek");
+}
+
 // --- Sources that end early ------------------------------------------------------------------------------------------
 
 /// Sound that lasts longer than its samples do.

@@ -313,6 +313,28 @@ TEST(SmartMapVideoRules, ASecondPhaseAloneBehindAnEditReadsTheEditedTimeline) {
     EXPECT_EQ(ReadText(*map), "40+20 #12") << "the new source is sought to where the map stands";
 }
 
+TEST(SmartMapVideoRules, ASecondPhaseAloneFindsASourceThatBeginsInFrontOfTheOthers) {
+    VideoMap map;
+    map.Add(MakePictures({40, 40}, 1), 10);
+    Seek(*map, 10);
+    EXPECT_EQ(ReadText(*map), "10+40 #1");
+    map.Add(MakePictures({90, 90}, 11), 0, 1);
+    map->DoSeek();
+    EXPECT_EQ(ReadText(*map), "50+40 #11");
+}
+
+TEST(SmartMapVideoRules, ASecondPhaseAloneBehindAMoveShowsNothingOfTheFormerPlace) {
+    VideoMap map;
+    map.Add(MakePictures({100, 100}, 1)).Add(MakeShared<NotingEffect>(), 0, 50);
+    Seek(*map, 0);
+    EXPECT_EQ(ReadText(*map), "0+50 #1");
+    map->Lock();
+    map.streams[0]->SetBegin(-10);
+    map->Unlock();
+    map->DoSeek();
+    EXPECT_EQ(ReadText(*map), "50+140 #2") << "40 of the first frame are left, and go into the second one";
+}
+
 TEST(SmartMapVideoRules, AMovedSourceAsksForItsLengthAgain) {
     VideoMap map;
     auto const source = MakePictures({40, 40}, 1);
@@ -407,126 +429,6 @@ TEST(SmartMapVideoRules, AnUnlockWithoutALockIsIgnored) {
     EXPECT_EQ(MessageOf<std::logic_error>([&] { map.streams[0]->GetBegin(); }), MUST_LOCK);
 }
 
-// --- Effects ---------------------------------------------------------------------------------------------------------
-
-TEST(SmartMapVideoRules, TheFirstEffectSeesAllFramesInStackingOrderAndOthersWhatItGives) {
-    VideoMap map;
-    std::vector<std::string> calls;
-    iptr<NotingEffect> const first = MakeShared<NotingEffect>("first");
-    iptr<NotingEffect> const second = MakeShared<NotingEffect>("second");
-    first->calls = second->calls = &calls;
-    first->onProcess = [](auto const& inputs) { return inputs.front(); };
-    // The second one begins earlier: mapping order counts.
-    map.Add(MakePictures({40, 40}, 1), 0, 2).Add(MakePictures({40, 40}, 11), 0, 1).Add(MakePictures({40, 40}, 21));
-    map.Add(first, 40, 80).Add(second, 0, 80);
-    calls.clear();
-    Seek(*map, 0);
-    EXPECT_THAT(ReadTexts(*map), ElementsAre("0+40 #1", "40+40 #22"));
-    EXPECT_THAT(calls,
-                ElementsAre("first: reset", "second: reset", "second: 0+40 #21, 0+40 #11, 0+40 #1",
-                            "first: 40+40 #22, 40+40 #12, 40+40 #2", "second: 40+40 #22", testing::_, testing::_));
-}
-
-TEST(SmartMapVideoRules, AnEffectForgetsItsStateOncePerTraversal) {
-    VideoMap map;
-    iptr<NotingEffect> const effect = MakeShared<NotingEffect>();
-    map.Add(MakePictures({40, 40, 40, 40}, 1)).Add(effect, 40, 120);
-    Seek(*map, 0);
-    EXPECT_THAT(effect->Take(), ElementsAre("effect: reset")) << "by the seek";
-    EXPECT_EQ(ReadText(*map), "0+40 #1");
-    EXPECT_EQ(ReadText(*map), "40+40 #2");
-    EXPECT_EQ(ReadText(*map), "80+40 #3");
-    EXPECT_THAT(effect->Take(), ElementsAre("effect: 40+40 #2", "effect: 80+40 #3", "effect: reset"));
-    EXPECT_EQ(ReadText(*map), "120+40 #4");
-    EXPECT_THAT(effect->Take(), IsEmpty());
-    map->ReleaseInternalData();
-    EXPECT_THAT(effect->Take(), ElementsAre("effect: reset"));
-}
-
-TEST(SmartMapVideoRules, AnEffectNeverLengthensTheMap) {
-    VideoMap map;
-    map.Add(MakePictures({40}, 1)).Add(MakeShared<NotingEffect>(), 20, 500);
-    EXPECT_EQ(map->GetDuration(), 40);
-    EXPECT_THAT(map.ReadFrom(0), ElementsAre("0+20 #1", "20+20 #1"));
-}
-
-TEST(SmartMapVideoRules, AnEffectThatGivesNothingIsAFailure) {
-    VideoMap map;
-    iptr<NotingEffect> const effect = MakeShared<NotingEffect>();
-    iptr<NotingEffect> const behind = MakeShared<NotingEffect>("behind");
-    effect->onProcess = [](auto const&) { return iptr<IData>(); };
-    map.Add(MakePictures({40}, 1)).Add(effect, 0, 40).Add(behind, 0, 40);
-    Seek(*map, 0);
-    behind->Take();
-    EXPECT_EQ(MessageOf<std::logic_error>([&] { map->Read(); }), NO_FRAME);
-    EXPECT_THAT(behind->Take(), IsEmpty());
-    Unmap(*map, map.effects.back());
-    effect->onProcess = [](auto const&) { return iptr<IData>(MakeAudio(0, 10)); };
-    Seek(*map, 0);
-    EXPECT_EQ(MessageOf<std::logic_error>([&] { map->Read(); }), NO_FRAME) << "sound is no picture";
-}
-
-TEST(SmartMapVideoRules, APictureThatAnEffectHoldsIsntChanged) {
-    VideoMap map;
-    auto const still = MakeVideo(7, 8, 99);
-    iptr<NotingEffect> const effect = MakeShared<NotingEffect>();
-    effect->onProcess = [&](auto const&) { return still; };
-    map.Add(MakePictures({40, 40}, 1)).Add(effect, 0, 80);
-    EXPECT_THAT(map.ReadFrom(0), ElementsAre("0+40 #99", "40+40 #99"));
-    EXPECT_EQ(TextOf(*still), "7+8 #99");
-}
-
-TEST(SmartMapVideoRules, ATimeMapWrittenUnderTheLockActsAtTheNextRead) {
-    VideoMap map;
-    iptr<NotingEffect> const effect = MakeShared<NotingEffect>();
-    map.Add(MakePictures({40, 40, 40, 40}, 1)).Add(effect, 120, 160);
-    Seek(*map, 0);
-    effect->Take();
-    EXPECT_EQ(ReadText(*map), "0+40 #1");
-    {
-        MapLock const lock(*map);
-        effect->GetTimeToProgress().begin = 40;
-        effect->GetTimeToProgress().end = 80;
-    }
-    EXPECT_EQ(ReadText(*map), "40+40 #2");
-    EXPECT_THAT(effect->Take(), ElementsAre("effect: 40+40 #2", "effect: reset"));
-    map->Lock();
-    EXPECT_EQ(ReadText(*map), "80+40 #3");
-    effect->GetTimeToProgress().end = 160;
-    EXPECT_EQ(ReadText(*map), "120+40 #4");
-    map->Unlock();
-    EXPECT_THAT(effect->Take(), ElementsAre("effect: 120+40 #4", "effect: reset"));
-}
-
-TEST(SmartMapVideoRules, AnIntervalThatIsShortenedWhileItIsEnteredEndsThere) {
-    VideoMap map;
-    iptr<NotingEffect> const effect = MakeShared<NotingEffect>();
-    map.Add(MakePictures({40, 40, 40}, 1)).Add(effect, 0, 120);
-    Seek(*map, 0);
-    effect->Take();
-    EXPECT_EQ(ReadText(*map), "0+40 #1");
-    effect->GetTimeToProgress().end = 50;
-    EXPECT_EQ(ReadText(*map), "40+40 #2");
-    EXPECT_EQ(ReadText(*map), "80+40 #3");
-    EXPECT_THAT(effect->Take(), ElementsAre("effect: 0+40 #1", "effect: 40+40 #2", "effect: reset"));
-}
-
-TEST(SmartMapVideoRules, AnEffectWithoutAnEndOrABeginNeverActs) {
-    VideoMap map;
-    iptr<NotingEffect> const effect = MakeShared<NotingEffect>();
-    map.Add(MakePictures({40}, 1)).Add(effect, 0, 40);
-    map->Lock();
-    map.effects[0]->SetEnd(NO_VALUE);
-    map->Unlock();
-    EXPECT_THAT(map.ReadFrom(0), ElementsAre("0+40 #1"));
-    map->Lock();
-    map.effects[0]->SetBegin(NO_VALUE);
-    map.effects[0]->SetEnd(40);
-    map->Unlock();
-    EXPECT_THAT(map.ReadFrom(0), ElementsAre("0+40 #1"));
-    EXPECT_THAT(effect->Take(), ElementsAre("effect: reset", "effect: reset"));
-}
-
 // --- As a stream -----------------------------------------------------------------------------------------------------
 
 TEST(SmartMapVideoRules, ASeekIsHeldToTheTimeline) {
@@ -555,6 +457,23 @@ TEST(SmartMapVideoRules, ASeekSeeksTheSourcesThereAndReleasesTheOthers) {
     EXPECT_THAT(there->log.Take(), ElementsAre("RequestSeek(20)", "DoSeek")) << "without the context";
     EXPECT_THAT(before->log.Take(), ElementsAre("ReleaseInternalData"));
     EXPECT_THAT(behind->log.Take(), ElementsAre("ReleaseInternalData"));
+}
+
+TEST(SmartMapVideoRules, BehindASeekThatFailedReadingGoesOnWhereItWas) {
+    VideoMap map;
+    auto const failing = MakeShared<EarlySource>();
+    failing->makeFrame = [](int i) { return i == 0 ? MakeVideo(0, 1000, 99) : iptr<IDataVideo>(); };
+    map.Add(MakePictures({40, 40, 40, 40}, 1), 0, 1).Add(failing);
+    Seek(*map, 0);
+    EXPECT_EQ(ReadText(*map), "0+40 #1");
+    bool fails = true;
+    failing->onRequestSeek = [&](int64) {
+        failing->index = 0;
+        if (std::exchange(fails, false)) TARSEL_THROW(ProcException, "no way there");
+    };
+    EXPECT_EQ(MessageOf<ProcException>([&] { map->RequestSeek(120, nullptr); }), "no way there");
+    EXPECT_EQ(map->GetPosition(), 40);
+    EXPECT_EQ(ReadText(*map), "40+40 #2");
 }
 
 TEST(SmartMapVideoRules, ASourceIsReleasedWhenItIsMappedAndWhenItsEndIsReached) {
