@@ -17,6 +17,7 @@
 #include "contracts/Proc/SettingsEffectImageBlender.h"
 #include "contracts/Proc/SettingsEffectLineSmoother.h"
 #include "contracts/Proc/SettingsEffectStamp.h"
+#include "contracts/Proc/SettingsEffectText.h"
 #include "contracts/Proc/SettingsResizer.h"
 #include "host/graph/Factories.h"
 #include "tests/host/effects/PictureSupport.h"
@@ -145,7 +146,8 @@ INSTANTIATE_TEST_SUITE_P(ByName, AllPictureEffects,
                                            SettingsEffectDeinterlace::CLASS_ID, SettingsEffectLineSmoother::CLASS_ID,
                                            SettingsEffectImageBlender::CLASS_ID, SettingsEffectColor::CLASS_ID,
                                            SettingsEffectFade::CLASS_ID, SettingsEffectStamp::CLASS_ID,
-                                           SettingsEffectComposite::CLASS_ID, SettingsEffectDissolve::CLASS_ID),
+                                           SettingsEffectText::CLASS_ID, SettingsEffectComposite::CLASS_ID,
+                                           SettingsEffectDissolve::CLASS_ID),
                          [](auto const& row) { return std::string(row.param); });
 
 /// The effects that work on samples change formats that they can't work on, and say so.
@@ -612,6 +614,102 @@ TEST_F(StampEffectOnPictures, NamesTheFileThatIsNoPicture) {
     SettingsEffectStamp none;
     EXPECT_THROW(effect->Initialize(none), EffectException);
     EXPECT_EQ(static_cast<SettingsEffectStamp const&>(effect->GetEffectSettings()), At(3, 2)) << "the old ones stay";
+}
+
+// --- Text ------------------------------------------------------------------------------------------------------------
+
+SettingsEffectText Text(std::string const& text, int x = 0, int y = 0) {
+    SettingsEffectText settings;
+    settings.SetText(text);
+    settings.SetX(x);
+    settings.SetY(y);
+    settings.SetSize(40);
+    settings.SetColor(0x00FF00);
+    return settings;
+}
+
+/// How much of a black picture of 400 x 200 is green, and where.
+struct Ink {
+    int left = 400, top = 200, right = -1, bottom = -1;
+    int64 sum = 0;
+};
+
+Ink InkOf(SettingsEffectText const& settings) {
+    auto const parts = ReadParts(*After(settings, {DrawPlain(PIX_FMT_RGBA, 400, 200, {0, 0, 0, 255})}));
+    EXPECT_THAT(parts[0].samples, Each(0));
+    EXPECT_THAT(parts[2].samples, Each(0));
+    EXPECT_THAT(parts[3].samples, Each(255));
+    Ink ink;
+    for (int y = 0; y < 200; ++y)
+        for (int x = 0; x < 400; ++x) {
+            if (parts[1].At(x, y) == 0) continue;
+            ink = {std::min(ink.left, x), std::min(ink.top, y), std::max(ink.right, x), std::max(ink.bottom, y),
+                   ink.sum + parts[1].At(x, y)};
+        }
+    return ink;
+}
+
+TEST(TextEffect, DrawsItsLettersInItsColour) {
+    Ink const one = InkOf(Text("H", 30, 20));
+    EXPECT_NEAR(one.left, 30, 1);
+    EXPECT_NEAR(one.top, 20, 1);
+    EXPECT_GT(one.bottom - one.top, 20) << "most of the 40 pixels of a line";
+    EXPECT_LT(one.bottom - one.top, 40);
+    Ink const three = InkOf(Text("HHH", 30, 20));
+    EXPECT_NEAR(static_cast<double>(three.sum), 3.0 * static_cast<double>(one.sum), 0.1 * static_cast<double>(one.sum));
+    EXPECT_GT(three.right, one.right + 2 * (one.right - one.left));
+}
+
+TEST(TextEffect, LinesStandBelowEachOther) {
+    Ink const one = InkOf(Text("H")), two = InkOf(Text("H\nH"));
+    EXPECT_NEAR(two.bottom - one.bottom, 40, 1);
+    EXPECT_EQ(two.right, one.right);
+}
+
+TEST(TextEffect, PositionsBelowZeroCountFromTheFarEdges) {
+    Ink const corner = InkOf(Text("H", -1, -11));
+    EXPECT_NEAR(corner.right, 399, 1);
+    EXPECT_NEAR(corner.bottom, 189, 1);
+}
+
+TEST(TextEffect, LettersThatMeanSomethingInScriptsAreLetters) {
+    Ink const plain = InkOf(Text("HH"));
+    // An override block would vanish, an order for a new line would make one.
+    EXPECT_GT(InkOf(Text("{H}H")).right, plain.right);
+    Ink const order = InkOf(Text("H\\NH"));
+    EXPECT_GT(order.right, plain.right);
+    EXPECT_LT(order.bottom, 45);
+    EXPECT_GT(InkOf(Text("{\\fs10}HH")).right, plain.right);
+    EXPECT_EQ(InkOf(Text("H\x01H")).right, plain.right) << "control letters are none";
+}
+
+TEST(TextEffect, SizeAndAlphaCount) {
+    SettingsEffectText settings = Text("H");
+    Ink const whole = InkOf(settings);
+    settings.SetAlpha(128);
+    EXPECT_NEAR(static_cast<double>(InkOf(settings).sum), static_cast<double>(whole.sum) / 2,
+                static_cast<double>(whole.sum) / 50);
+    settings = Text("H");
+    settings.SetSize(80);
+    Ink const large = InkOf(settings);
+    EXPECT_NEAR(large.bottom - large.top, 2 * (whole.bottom - whole.top), 2);
+}
+
+TEST(TextEffect, WithoutLettersPassesTheSameObject) {
+    auto const picture = DrawNoise(PIX_FMT_YUV420P, 16, 16, 1);
+    EXPECT_EQ(After(Text(""), {picture}), picture);
+    EXPECT_EQ(After(Text(" \n "), {picture}), picture);
+}
+
+TEST(TextEffect, SaysThatThereIsNoFont) {
+    // A private letter that no font has.
+    EXPECT_THAT(MessageOf<EffectException>([] { Make(Text("a\xF4\x8F\xBF\xBD")); }),
+                ::testing::StartsWith("There is no font for the text \"a\xF4\x8F\xBF\xBD\""));
+    SettingsEffectText none = Text("H");
+    none.SetSize(0);
+    EXPECT_EQ(MessageOf<EffectException>([&] { Make(none); }), "Text can't be 0 pixels high");
+    none.SetSize(4097);
+    EXPECT_EQ(MessageOf<EffectException>([&] { Make(none); }), "Text can't be 4097 pixels high");
 }
 
 }  // namespace
