@@ -23,6 +23,8 @@ struct TARSEL_CONTRACTS_EXPORT TimeToProgress {
     /// The progress at `time`: the curve's value for the share of the interval that has passed, which is held to
     /// [0, 1]. 1 when the interval has no length or its length isn't known.
     double GetProgress(int64 time) const;
+    /// The same between two microseconds, where samples are.
+    double GetProgressBetween(double time) const;
 
     // The order of the members is part of the contract: editors write the two ends directly.
     int64 begin = 0;

@@ -4,15 +4,10 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
-#include <string>
 #include <type_traits>
 
-#include "contracts/Core/Exception.h"
 #include "contracts/Proc/DataAudioFF.h"
-
-extern "C" {
-#include <libavutil/frame.h>
-}
+#include "host/effects/SampleTypes.h"
 
 namespace Tarsel::Host {
 
@@ -48,32 +43,6 @@ Sample FromFloat(float value) {
         return static_cast<Sample>(std::clamp(scaled, static_cast<double>(std::numeric_limits<Sample>::min()),
                                               static_cast<double>(std::numeric_limits<Sample>::max())));
     }
-}
-
-/// Calls `work` with a null pointer to the format's type of numbers.
-template <class Work>
-void WithSampleType(Conf::SampleFormats format, Work&& work) {
-    switch (Conf::PlanarFormat(format)) {
-        case Conf::SAMPLE_FORMAT_U8P:
-            return work(static_cast<u8*>(nullptr));
-        case Conf::SAMPLE_FORMAT_S16P:
-            return work(static_cast<std::int16_t*>(nullptr));
-        case Conf::SAMPLE_FORMAT_S32P:
-            return work(static_cast<i32*>(nullptr));
-        case Conf::SAMPLE_FORMAT_FLTP:
-            return work(static_cast<float*>(nullptr));
-        case Conf::SAMPLE_FORMAT_DBLP:
-            return work(static_cast<double*>(nullptr));
-        default:
-            TARSEL_THROW(EffectException, "The effect can't process samples of format " + std::to_string(format));
-    }
-}
-
-/// Where the samples of a channel begin in a frame.
-template <class Sample>
-Sample* ChannelOf(AVFrame* frame, std::size_t channel, bool planar) {
-    if (planar) return reinterpret_cast<Sample*>(frame->extended_data[channel]);
-    return reinterpret_cast<Sample*>(frame->extended_data[0]) + channel;
 }
 
 }  // namespace

@@ -4,9 +4,15 @@
 #include <utility>
 
 #include "contracts/Proc/ImplNames.h"
+#include "host/graph/EffectCatalog.h"
+#include "host/graph/FieldForms.h"
+#include "host/graph/SettingFields.h"
 #include "host/graph/SettingsCatalog.h"
 
 namespace Tarsel::Host {
+
+using Fields::FieldBounds;
+using Fields::FieldDefault;
 
 namespace {
 
@@ -15,6 +21,7 @@ using Json = nlohmann::ordered_json;
 /// Any text may hold a variable.
 constexpr char VARIABLE[] = "\\$\\{";
 constexpr char INTEGER_TEXT[] = "^-?[0-9]+$|\\$\\{";
+constexpr char COLOR_TEXT[] = "^(#|0x)[0-9A-Fa-f]{6}$|^[0-9]+$|\\$\\{";
 constexpr char NUMBER_TEXT[] = "^-?[0-9]|\\$\\{";
 
 Json OrText(Json schema, char const* pattern) {
@@ -38,11 +45,19 @@ Json Reference(std::string const& name) {
     return {{"$ref", "#/$defs/" + name}};
 }
 
+/// Name of the schema of an effect that may stand in a chain.
+std::string EffectsName(GraphKind kind) {
+    return std::string(KindName(kind)) + "Effect";
+}
+
 Json FieldsSchema(std::vector<SettingField> const& fields);
 
 Json FieldSchema(SettingField const& field) {
     switch (field.type) {
         case SettingType::Integer: {
+            if (field.isColor)
+                return OrText({{"type", "integer"}, {"minimum", field.minimum}, {"maximum", field.maximum}},
+                              COLOR_TEXT);
             Json schema = IntegerSchema(field.minimum, field.maximum);
             if (!field.anyValue.empty()) schema["anyOf"].push_back({{"enum", {ANY_VALUE, std::stoll(field.anyValue)}}});
             return schema;
@@ -63,45 +78,14 @@ Json FieldSchema(SettingField const& field) {
             }
             return OrText({{"enum", std::move(names)}}, VARIABLE);
         }
+        case SettingType::Text:
+            return {{"type", "string"}, {"minLength", 1}};
+        case SettingType::Effects:
+            return {{"type", "array"}, {"items", Reference(EffectsName(field.effectKind))}};
         case SettingType::List:
             break;
     }
     return {{"type", "array"}, {"items", FieldsSchema(field.fields)}};
-}
-
-std::string Bounds(SettingField const& field) {
-    switch (field.type) {
-        case SettingType::Integer:
-            return std::to_string(field.minimum) + " to " + std::to_string(field.maximum);
-        case SettingType::Number:
-            return Json(field.lowest).dump() + " to " + Json(field.highest).dump();
-        case SettingType::Boolean:
-            return "true, false";
-        case SettingType::Ratio:
-            return "\"N/D\", above 0 and up to 100000, or \"0/1\"";
-        case SettingType::Choice: {
-            std::string names;
-            for (SettingField::Choice const& choice : field.choices)
-                names += (names.empty() ? "\"" : ", \"") + choice.name + "\"";
-            return names;
-        }
-        case SettingType::List:
-            break;
-    }
-    return "a list";
-}
-
-/// The default as a graph file says it.
-std::string DefaultText(SettingField const& field) {
-    if (field.type == SettingType::List) return "[]";
-    if (field.IsRequired()) return {};
-    if (field.type == SettingType::Boolean) return field.defaultValue == "1" ? "true" : "false";
-    if (field.type == SettingType::Ratio) return '"' + field.defaultValue + '"';
-    if (!field.anyValue.empty() && field.defaultValue == field.anyValue) return '"' + std::string(ANY_VALUE) + '"';
-    if (field.type == SettingType::Choice)
-        for (SettingField::Choice const& choice : field.choices)
-            if (choice.value == field.defaultValue) return '"' + choice.name + '"';
-    return field.defaultValue;
 }
 
 Json FieldsSchema(std::vector<SettingField> const& fields) {
@@ -110,13 +94,34 @@ Json FieldsSchema(std::vector<SettingField> const& fields) {
     for (SettingField const& field : fields) {
         std::string const unit = field.unit.empty() ? "" : " (" + field.unit + ")";
         Json schema = Described(FieldSchema(field), field.description + unit);
-        if (std::string const text = DefaultText(field); !text.empty()) schema["default"] = Json::parse(text);
+        if (std::string const text = FieldDefault(field); !text.empty()) schema["default"] = Json::parse(text);
         properties[field.key] = std::move(schema);
         if (field.IsRequired()) required.push_back(field.key);
     }
     Json schema{{"type", "object"}, {"properties", std::move(properties)}, {"additionalProperties", false}};
     if (!required.empty()) schema["required"] = std::move(required);
     return schema;
+}
+
+Json EffectSchema(EffectEntry const& entry) {
+    Json schema = FieldsSchema(entry.fields);
+    Json implementations = entry.implementations;
+    implementations.push_back(Proc::ImplNames::DEFAULT);
+    Json& properties = schema["properties"];
+    properties["effect"] = {{"enum", {entry.name, entry.classId}}};
+    for (SettingField const& key : GetEffectKeys())
+        properties[key.key] = Described(FieldSchema(key), key.description + (key.unit.empty() ? "" : " (us)"));
+    properties["implementation"] = OrText({{"enum", std::move(implementations)}}, VARIABLE);
+    schema["required"].push_back("effect");
+    return Described(std::move(schema), entry.description);
+}
+
+/// An effect of a chain.
+Json EffectsSchema(GraphKind kind) {
+    Json choices = Json::array();
+    for (EffectEntry const& entry : GetEffectCatalog())
+        if (entry.kind == kind && !entry.takesMany) choices.push_back(EffectSchema(entry));
+    return {{"anyOf", std::move(choices)}};
 }
 
 bool NeedsSettings(CatalogEntry const& entry) {
@@ -211,6 +216,10 @@ Json TreeSchema() {
 
 }  // namespace
 
+Json SchemaOfFields(std::vector<SettingField> const& fields) {
+    return FieldsSchema(fields);
+}
+
 std::string GraphSchema() {
     Json definitions{{"id", IntegerSchema(-INT64_MAX, INT64_MAX)},
                      {"source", SourceSchema()},
@@ -218,6 +227,8 @@ std::string GraphSchema() {
                      {"controller", NodeSchema(true)},
                      {"output", OutputSchema()},
                      {"tree", TreeSchema()}};
+    for (GraphKind const kind : {GraphKind::Video, GraphKind::Audio})
+        definitions[EffectsName(kind)] = EffectsSchema(kind);
     for (CatalogEntry const& entry : GetSettingsCatalog())
         if (!entry.isFreeTree) definitions[entry.classId] = Described(FieldsSchema(entry.fields), entry.description);
     auto const listOf = [](char const* name) { return Json{{"type", "array"}, {"items", Reference(name)}}; };
@@ -253,10 +264,10 @@ std::string GraphClassTable() {
         return text;
     };
     auto const addRow = [&](SettingField const& field, std::string const& prefix) {
-        std::string const defaultText = DefaultText(field);
+        std::string const defaultText = FieldDefault(field);
         std::string const unit = field.unit.empty() ? "" : " " + field.unit;
         std::string const any = field.anyValue.empty() ? "" : ", \"" + std::string(ANY_VALUE) + "\"";
-        table += "| `" + prefix + field.key + "` | " + Bounds(field) + unit + any + " | " +
+        table += "| `" + prefix + field.key + "` | " + FieldBounds(field) + unit + any + " | " +
                  (defaultText.empty() ? "must be given" : "`" + defaultText + "`") + " | " + field.description + " |\n";
     };
     for (CatalogEntry const& entry : GetSettingsCatalog()) {

@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "contracts/Core/Exception.h"
+#include "host/graph/EffectCatalog.h"
 #include "host/graph/GraphErrors.h"
 
 namespace Tarsel::Host {
@@ -17,6 +18,8 @@ using Kind = JsonNode::Kind;
 
 /// A cut list is put together range by range, each against all before it.
 constexpr std::size_t MAX_LIST_ENTRIES = 10000;
+/// No container numbers more streams.
+constexpr int MAX_STREAM = 65535;
 /// A property looks its children up one by one.
 constexpr std::size_t MAX_TREE_KEYS = 200;
 template <class Value>
@@ -36,35 +39,19 @@ std::string NumberText(double value) {
     return {buffer.data(), std::to_chars(buffer.data(), buffer.data() + buffer.size(), value).ptr};
 }
 
-std::optional<double> ReadNumber(GraphFindings& findings, std::size_t index, SettingField const& field) {
-    JsonNode const& node = findings.GetTree()[index];
-    std::optional<double> value;
-    if (node.kind == Kind::Integer || node.kind == Kind::Number) value = node.number;
-    if (node.kind == Kind::Text) value = Parse<double>(node.text);
-    // A text may say "nan", which no comparison holds for.
-    if (value && *value >= field.lowest && *value <= field.highest) return value;
-    findings.Report(index, "must be a number from " + NumberText(field.lowest) + " to " + NumberText(field.highest) +
-                               ", not " + Shown(node));
-    return {};
-}
-
 /// "N/D", reduced.
-std::optional<std::string> ReadRatio(GraphFindings& findings, std::size_t index) {
+std::optional<std::string> ReadRatio(GraphFindings& findings, std::size_t index, SettingField const& field) {
     JsonNode const& node = findings.GetTree()[index];
-    std::optional<int64> numerator;
-    std::optional<int64> denominator = 1;
-    if (node.kind == Kind::Integer) numerator = node.integer;
-    if (node.kind == Kind::Text) {
-        std::size_t const slash = std::min(node.text.find('/'), node.text.size());
-        numerator = Parse<int64>(node.text.substr(0, slash));
-        if (slash < node.text.size()) denominator = Parse<int64>(node.text.substr(slash + 1));
-    }
-    bool const fits = numerator && denominator && *numerator >= 0 && *numerator <= MAX_FRAME_RATE_PART &&
-                      *denominator > 0 && *denominator <= MAX_FRAME_RATE_PART &&
-                      *numerator <= MAX_FRAME_RATE * *denominator;
-    if (fits) return Core::Property().SetValue(Ratio(*numerator, *denominator)).GetString();
-    findings.Report(index, "must be a rate \"N/D\" above 0 and up to " + std::to_string(MAX_FRAME_RATE) +
-                               " frames/s, or \"0/1\" for the source's own, not " + Shown(node));
+    auto const ratio = ParseRatio(node);
+    bool const isRate = !field.unit.empty();
+    bool const fits =
+        ratio && (isRate ? ratio->numerator() <= MAX_FRAME_RATE * ratio->denominator() : ratio->numerator() > 0);
+    if (fits) return Core::Property().SetValue(*ratio).GetString();
+    if (!isRate)
+        findings.Report(index, "must be a ratio \"N/D\" above 0, not " + Shown(node));
+    else
+        findings.Report(index, "must be a rate \"N/D\" above 0 and up to " + std::to_string(MAX_FRAME_RATE) +
+                                   " frames/s, or \"0/1\" for the source's own, not " + Shown(node));
     return {};
 }
 
@@ -83,6 +70,35 @@ std::optional<std::string> ReadChoice(GraphFindings& findings, std::size_t index
     return {};
 }
 
+/// "#RRGGBB", "0xRRGGBB".
+std::optional<int64> ParseColor(std::string const& text) {
+    std::size_t const mark = text.starts_with('#') ? 1 : text.starts_with("0x") ? 2 : 0;
+    if (mark == 0 || text.size() != mark + 6) return {};
+    int64 value = 0;
+    auto const result = std::from_chars(text.data() + mark, text.data() + text.size(), value, 16);
+    // A sign would be read, too.
+    bool const whole = result.ec == std::errc() && result.ptr == text.data() + text.size() && text[mark] != '-';
+    return whole ? std::optional<int64>(value) : std::nullopt;
+}
+
+std::optional<std::string> ReadColor(GraphFindings& findings, std::size_t index, SettingField const& field) {
+    JsonNode const& node = findings.GetTree()[index];
+    std::optional<int64> value;
+    if (node.kind == Kind::Integer) value = node.integer;
+    if (node.kind == Kind::Text) value = ParseColor(node.text);
+    if (node.kind == Kind::Text && !value) value = Parse<int64>(node.text);
+    if (value && *value >= field.minimum && *value <= field.maximum) return std::to_string(*value);
+    findings.Report(index, "must be a colour \"#RRGGBB\", not " + Shown(node));
+    return {};
+}
+
+std::optional<std::string> ReadGivenText(GraphFindings& findings, std::size_t index) {
+    auto text = ReadText(findings, index);
+    if (!text || !text->empty()) return text;
+    findings.Report(index, "must be a text, not an empty one");
+    return {};
+}
+
 std::optional<std::string> ReadIntegerOrAny(GraphFindings& findings, std::size_t index, SettingField const& field) {
     JsonNode const& node = findings.GetTree()[index];
     std::string const given = node.kind == Kind::Integer ? std::to_string(node.integer) : node.text;
@@ -96,18 +112,21 @@ std::optional<std::string> ReadIntegerOrAny(GraphFindings& findings, std::size_t
 std::optional<std::string> ReadScalar(GraphFindings& findings, std::size_t index, SettingField const& field) {
     switch (field.type) {
         case SettingType::Integer:
-            return ReadIntegerOrAny(findings, index, field);
+            return field.isColor ? ReadColor(findings, index, field) : ReadIntegerOrAny(findings, index, field);
         case SettingType::Number:
-            if (auto const value = ReadNumber(findings, index, field)) return NumberText(*value);
+            if (auto const value = ReadNumber(findings, index, field.lowest, field.highest)) return NumberText(*value);
             return {};
         case SettingType::Boolean:
             if (auto const value = ReadBoolean(findings, index)) return *value ? "1" : "0";
             return {};
         case SettingType::Ratio:
-            return ReadRatio(findings, index);
+            return ReadRatio(findings, index, field);
         case SettingType::Choice:
             return ReadChoice(findings, index, field);
+        case SettingType::Text:
+            return ReadGivenText(findings, index);
         case SettingType::List:
+        case SettingType::Effects:
             break;
     }
     TARSEL_THROW(std::invalid_argument, "A list is no scalar");
@@ -122,10 +141,23 @@ void ReadList(GraphFindings& findings, SettingField const& field, std::size_t in
     if (node.children.size() > MAX_LIST_ENTRIES)
         return findings.Report(index, "has more than " + std::to_string(MAX_LIST_ENTRIES) + " entries");
     for (std::size_t const child : node.children) {
+        if (field.type == SettingType::Effects) {
+            property.Add(ReadEffect(findings, child, field.effectKind, true));
+            continue;
+        }
         Core::Property entry(field.key);
         ReadFields(findings, field.fields, child, child, entry);
         property.Add(std::move(entry));
     }
+}
+
+void SetField(SettingField const& field, std::string const& text, Core::Property& property) {
+    if (field.isOwnValue)
+        property.SetValue(text);
+    else if (field.isNameless)
+        property.Add(Core::Property().SetValue(text));
+    else
+        property.SetChild(field.GetChildName(), text);
 }
 
 /// Enters every field of the object `index` into the property; what it doesn't say has its default.
@@ -136,54 +168,7 @@ void ReadFields(GraphFindings& findings, std::vector<SettingField> const& fields
         for (SettingField const& field : fields) keys.push_back(field.key);
         if (!ReadKeys(findings, index, keys)) return;
     }
-    for (SettingField const& field : fields) {
-        std::size_t const value = index == JsonTree::NONE ? index : findings.GetTree().Find(index, field.key);
-        if (field.type == SettingType::List) {
-            if (value != JsonTree::NONE) ReadList(findings, field, value, property);
-            continue;
-        }
-        if (value == JsonTree::NONE && field.IsRequired()) {
-            findings.ReportMissing(index == JsonTree::NONE ? owner : index,
-                                   "the setting \"" + field.key + "\" is missing");
-            continue;
-        }
-        auto const text = value == JsonTree::NONE ? field.defaultValue : ReadScalar(findings, value, field);
-        if (!text) continue;
-        if (field.isOwnValue)
-            property.SetValue(*text);
-        else
-            property.SetChild(field.key, *text);
-    }
-}
-
-/// A tree of the writer's own keys; its depth is bounded by that of the document.
-void ReadTree(GraphFindings& findings, std::size_t index, Core::Property& property) {
-    JsonTree const& tree = findings.GetTree();
-    if (tree[index].children.size() > MAX_TREE_KEYS)
-        return findings.Report(index, "has more than " + std::to_string(MAX_TREE_KEYS) + " keys");
-    for (std::size_t const child : tree[index].children) {
-        JsonNode const& node = tree[child];
-        Core::Property& entry = property[node.key];
-        switch (node.kind) {
-            case Kind::Text:
-                entry.SetValue(node.text);
-                break;
-            case Kind::Integer:
-                entry.SetValue(node.integer);
-                break;
-            case Kind::Number:
-                entry.SetValue(node.number);
-                break;
-            case Kind::Boolean:
-                entry.SetValue(node.boolean ? "true" : "false");
-                break;
-            case Kind::Object:
-                ReadTree(findings, child, entry);
-                break;
-            default:
-                findings.Report(child, "must be a text, a number, true, false or an object, not " + Shown(node));
-        }
-    }
+    ReadFieldValues(findings, fields, index, owner, property);
 }
 
 }  // namespace
@@ -216,6 +201,18 @@ std::optional<int64> ReadInteger(GraphFindings& findings, std::size_t index, int
     return {};
 }
 
+std::optional<double> ReadNumber(GraphFindings& findings, std::size_t index, double lowest, double highest) {
+    JsonNode const& node = findings.GetTree()[index];
+    std::optional<double> value;
+    if (node.kind == Kind::Integer || node.kind == Kind::Number) value = node.number;
+    if (node.kind == Kind::Text) value = Parse<double>(node.text);
+    // A text may say "nan", which no comparison holds for.
+    if (value && *value >= lowest && *value <= highest) return value;
+    findings.Report(
+        index, "must be a number from " + NumberText(lowest) + " to " + NumberText(highest) + ", not " + Shown(node));
+    return {};
+}
+
 std::optional<bool> ReadBoolean(GraphFindings& findings, std::size_t index) {
     JsonNode const& node = findings.GetTree()[index];
     if (node.kind == Kind::Boolean) return node.boolean;
@@ -230,6 +227,55 @@ std::optional<std::string> ReadText(GraphFindings& findings, std::size_t index) 
     if (node.kind == Kind::Text) return node.text;
     findings.Report(index, "must be a text, not " + Shown(node));
     return {};
+}
+
+StreamSelector ReadSelector(GraphFindings& findings, std::size_t index) {
+    JsonNode const& node = findings.GetTree()[index];
+    StreamSelector selector;
+    std::string_view text = node.text;
+    if (node.kind == Kind::Text) {
+        std::size_t const colon = std::min(text.find(':'), text.size());
+        std::string_view const word = text.substr(0, colon);
+        for (StreamKind const kind : {StreamKind::Video, StreamKind::Audio, StreamKind::Subtitle})
+            if (word == KindName(kind)) selector.kind = kind;
+        if (selector.kind && colon == text.size()) return selector;
+        if (selector.kind) text.remove_prefix(colon + 1);
+    }
+    int64 number = -1;
+    if (node.kind == Kind::Integer) number = node.integer;
+    if (node.kind == Kind::Text) {
+        auto const result = std::from_chars(text.data(), text.data() + text.size(), number);
+        if (result.ec != std::errc() || result.ptr != text.data() + text.size()) number = -1;
+    }
+    if (number < 0 || number > MAX_STREAM)
+        findings.Report(index,
+                        "must be \"video\", \"audio\" or \"subtitle\", each also with \":N\" for the N-th from 0, or "
+                        "the index of a stream, not " +
+                            Shown(node));
+    selector.ordinal = static_cast<int>(std::max<int64>(number, 0));
+    return selector;
+}
+
+std::string SelectorText(StreamSelector const& selector) {
+    std::string const number = std::to_string(selector.ordinal);
+    if (!selector.kind) return number;
+    std::string const kind(KindName(*selector.kind));
+    return selector.ordinal == 0 ? kind : kind + ":" + number;
+}
+
+std::optional<Ratio> ParseRatio(JsonNode const& node) {
+    std::optional<int64> numerator;
+    std::optional<int64> denominator = 1;
+    if (node.kind == Kind::Integer) numerator = node.integer;
+    if (node.kind == Kind::Text) {
+        std::size_t const slash = std::min(node.text.find('/'), node.text.size());
+        numerator = Parse<int64>(node.text.substr(0, slash));
+        if (slash < node.text.size()) denominator = Parse<int64>(node.text.substr(slash + 1));
+    }
+    bool const fits = numerator && denominator && *numerator >= 0 && *numerator <= MAX_FRAME_RATE_PART &&
+                      *denominator > 0 && *denominator <= MAX_FRAME_RATE_PART;
+    if (!fits) return {};
+    return Ratio(*numerator, *denominator);
 }
 
 bool ReadKeys(GraphFindings& findings, std::size_t index, std::vector<std::string> const& keys) {
@@ -251,6 +297,54 @@ std::size_t RequireKey(GraphFindings& findings, std::size_t object, std::string_
     std::size_t const value = findings.GetTree().Find(object, key);
     if (value == JsonTree::NONE) findings.ReportMissing(object, "the key \"" + std::string(key) + "\" is missing");
     return value;
+}
+
+// Its depth is bounded by that of the document.
+void ReadTree(GraphFindings& findings, std::size_t index, Core::Property& property) {
+    JsonTree const& tree = findings.GetTree();
+    if (tree[index].children.size() > MAX_TREE_KEYS)
+        return findings.Report(index, "has more than " + std::to_string(MAX_TREE_KEYS) + " keys");
+    for (std::size_t const child : tree[index].children) {
+        JsonNode const& node = tree[child];
+        Core::Property& entry = property[node.key];
+        switch (node.kind) {
+            case Kind::Text:
+                entry.SetValue(node.text);
+                break;
+            case Kind::Integer:
+                entry.SetValue(node.integer);
+                break;
+            case Kind::Number:
+                entry.SetValue(node.number);
+                break;
+            case Kind::Boolean:
+                entry.SetValue(node.boolean ? "true" : "false");
+                break;
+            case Kind::Object:
+                ReadTree(findings, child, entry);
+                break;
+            default:
+                findings.Report(child, "must be a text, a number, true, false or an object, not " + Shown(node));
+        }
+    }
+}
+
+void ReadFieldValues(GraphFindings& findings, std::vector<SettingField> const& fields, std::size_t index,
+                     std::size_t owner, Core::Property& property) {
+    for (SettingField const& field : fields) {
+        std::size_t const value = index == JsonTree::NONE ? index : findings.GetTree().Find(index, field.key);
+        if (field.IsList()) {
+            if (value != JsonTree::NONE) ReadList(findings, field, value, property);
+            continue;
+        }
+        if (value == JsonTree::NONE && field.IsRequired()) {
+            findings.ReportMissing(index == JsonTree::NONE ? owner : index,
+                                   "the setting \"" + field.key + "\" is missing");
+            continue;
+        }
+        auto const text = value == JsonTree::NONE ? field.defaultValue : ReadScalar(findings, value, field);
+        if (text) SetField(field, *text, property);
+    }
 }
 
 Core::Property ReadSettings(GraphFindings& findings, CatalogEntry const& entry, std::size_t index, std::size_t owner) {

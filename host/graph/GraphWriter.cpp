@@ -7,7 +7,10 @@
 
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/ImplNames.h"
+#include "host/graph/EffectCatalog.h"
+#include "host/graph/FieldForms.h"
 #include "host/graph/GraphErrors.h"
+#include "host/graph/GraphValues.h"
 #include "host/graph/SettingsCatalog.h"
 
 namespace Tarsel::Host {
@@ -28,6 +31,8 @@ std::string Escaped(std::string const& text) {
 
 Json FieldToJson(SettingField const& field, Core::Property const& value) {
     switch (field.type) {
+        case SettingType::Text:
+            return Escaped(value.GetString());
         case SettingType::Integer:
             if (!field.anyValue.empty() && value.GetString() == field.anyValue) return ANY_VALUE;
             return value.GetInt64();
@@ -42,33 +47,73 @@ Json FieldToJson(SettingField const& field, Core::Property const& value) {
                 if (choice.value == value.GetString()) return choice.name;
             return Escaped(value.GetString());
         case SettingType::List:
+        case SettingType::Effects:
             break;
     }
     TARSEL_THROW(std::invalid_argument, "A list is no scalar");
 }
 
-Json FieldsToJson(std::vector<SettingField> const& fields, Core::Property const& property) {
-    Json object = Json::object();
+Json EffectToJson(Core::Property const& effect);
+Json FieldsToJson(std::vector<SettingField> const& fields, Core::Property const& property);
+
+/// The entries of a list that the property holds.
+Json ListToJson(SettingField const& field, Core::Property const& property) {
+    Json list = Json::array();
+    for (Core::Property const& child : property.Children()) {
+        if (field.type == SettingType::Effects)
+            list.push_back(EffectToJson(child));
+        else if (child.Name() == field.key)
+            list.push_back(FieldsToJson(field.fields, child));
+    }
+    return list;
+}
+
+/// The child that holds a field; null when there is none.
+Core::Property const* FindField(SettingField const& field, Core::Property const& property) {
+    if (!field.isNameless)
+        return property.ChildExists(field.GetChildName()) ? &property[field.GetChildName()] : nullptr;
+    for (Core::Property const& child : property.Children())
+        if (!child.IsKeyed()) return &child;
+    return nullptr;
+}
+
+/// Writes the fields into the object and gives the number of children that hold them.
+std::size_t WriteFields(std::vector<SettingField> const& fields, Core::Property const& property, Json& object) {
     std::size_t written = 0;
     for (SettingField const& field : fields) {
-        if (field.type == SettingType::List) {
-            Json list = Json::array();
-            for (Core::Property const& child : property.Children()) {
-                if (child.Name() != field.key) continue;
-                list.push_back(FieldsToJson(field.fields, child));
-                ++written;
-            }
+        if (field.IsList()) {
+            Json list = ListToJson(field, property);
+            written += list.size();
             if (!list.empty()) object[field.key] = std::move(list);
         } else if (field.isOwnValue) {
             if (property.HasScalar()) object[field.key] = FieldToJson(field, property);
-        } else if (property.ChildExists(field.key)) {
-            object[field.key] = FieldToJson(field, property[field.key]);
+        } else if (Core::Property const* const value = FindField(field, property)) {
+            object[field.key] = FieldToJson(field, *value);
             ++written;
         }
     }
+    return written;
+}
+
+void RequireAllWritten(std::size_t written, Core::Property const& property) {
     if (written != property.Children().size())
         TARSEL_THROW(GraphException,
                      "the settings \"" + property.Name() + "\" hold more than the class has fields for");
+}
+
+Json FieldsToJson(std::vector<SettingField> const& fields, Core::Property const& property) {
+    Json object = Json::object();
+    RequireAllWritten(WriteFields(fields, property, object), property);
+    return object;
+}
+
+Json EffectToJson(Core::Property const& effect) {
+    EffectEntry const* const entry = FindEffect(effect.Name());
+    if (!entry) TARSEL_THROW(GraphException, "there is no effect \"" + effect.Name() + "\"");
+    Json object{{"effect", entry->name}};
+    std::size_t written = WriteFields(GetEffectKeys(), effect, object);
+    written += WriteFields(entry->fields, effect, object);
+    RequireAllWritten(written, effect);
     return object;
 }
 
@@ -106,13 +151,10 @@ Json NodeToJson(Node const& node) {
 
 Json SourceToJson(GraphSource const& source) {
     Json object{{"id", source.id}, {"file", Escaped(source.file)}};
-    if (!source.stream.kind) {
+    if (source.stream.kind)
+        object["stream"] = SelectorText(source.stream);
+    else
         object["stream"] = source.stream.ordinal;
-    } else {
-        std::string selector(KindName(*source.stream.kind));
-        if (source.stream.ordinal != 0) selector += ":" + std::to_string(source.stream.ordinal);
-        object["stream"] = selector;
-    }
     if (source.packets) object["packets"] = true;
     return object;
 }
@@ -132,6 +174,10 @@ Json OutputToJson(GraphOutput const& output) {
 }
 
 }  // namespace
+
+Json FieldsAsJson(std::vector<SettingField> const& fields, Core::Property const& property) {
+    return FieldsToJson(fields, property);
+}
 
 std::string WriteGraph(GraphDocument const& document) {
     Json graph{{"version", 1}};

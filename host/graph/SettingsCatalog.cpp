@@ -16,9 +16,11 @@
 #include "contracts/Proc/ImplNames.h"
 #include "contracts/Proc/SettingsAudioGenerator.h"
 #include "contracts/Proc/SettingsAudioHistogram.h"
+#include "contracts/Proc/SettingsDeinterlace.h"
 #include "contracts/Proc/SettingsFilterAudioFormatter.h"
 #include "contracts/Proc/SettingsFilterAudioVolume.h"
 #include "contracts/Proc/SettingsFilterBitStream.h"
+#include "contracts/Proc/SettingsFilterBlurTransparentBorder.h"
 #include "contracts/Proc/SettingsFilterCutController.h"
 #include "contracts/Proc/SettingsFilterDurationTrimmer.h"
 #include "contracts/Proc/SettingsFilterFrameRate.h"
@@ -29,15 +31,17 @@
 #include "contracts/Proc/SettingsFilterReverse.h"
 #include "contracts/Proc/SettingsFilterSpeedUp.h"
 #include "contracts/Proc/SettingsLosslessDetect.h"
+#include "contracts/Proc/SettingsResizer.h"
 #include "contracts/Proc/SettingsStreamMetadataUpdater.h"
+#include "host/graph/SettingFields.h"
 
 namespace Tarsel::Host {
 
 using namespace Proc;
+using namespace Fields;
 
 namespace {
 
-constexpr char MICROSECOND[] = "us";
 /// Slower or faster than this no picture or sound can be told any more.
 constexpr double SLOWEST = 0.01;
 constexpr double FASTEST = 100;
@@ -49,73 +53,6 @@ constexpr int64 LARGEST_BLOCK = 1000000;
 /// Beyond it every sample of sound but silence is at its limit.
 constexpr double LARGEST_VOLUME = 1000000;
 constexpr int64 LARGEST_PICTURE_SIDE = 8192;
-
-/// Numbers of samples by FFmpeg's names.
-using Choices = std::vector<SettingField::Choice>;
-
-SettingField Integer(char const* key, int64 minimum, int64 maximum, char const* unit, char const* defaultValue,
-                     char const* description) {
-    SettingField field;
-    field.key = key;
-    field.minimum = minimum;
-    field.maximum = maximum;
-    field.unit = unit;
-    field.defaultValue = defaultValue;
-    field.description = description;
-    return field;
-}
-
-SettingField Duration(char const* key, char const* description) {
-    return Integer(key, 1, MAX_DURATION, MICROSECOND, "", description);
-}
-
-SettingField Number(char const* key, double lowest, double highest, char const* defaultValue, char const* description) {
-    SettingField field;
-    field.key = key;
-    field.type = SettingType::Number;
-    field.lowest = lowest;
-    field.highest = highest;
-    field.defaultValue = defaultValue;
-    field.description = description;
-    return field;
-}
-
-SettingField Boolean(char const* key, char const* defaultValue, char const* description) {
-    SettingField field;
-    field.key = key;
-    field.type = SettingType::Boolean;
-    field.defaultValue = defaultValue;
-    field.description = description;
-    return field;
-}
-
-SettingField Rate(char const* description) {
-    SettingField field;
-    field.key = "FrameRate";
-    field.type = SettingType::Ratio;
-    field.unit = "frames/s";
-    field.defaultValue = "0/1";
-    field.description = description;
-    return field;
-}
-
-SettingField OneOf(char const* key, std::vector<SettingField::Choice> choices, char const* defaultValue,
-                   char const* description) {
-    SettingField field;
-    field.key = key;
-    field.type = SettingType::Choice;
-    field.choices = std::move(choices);
-    field.defaultValue = defaultValue;
-    field.description = description;
-    return field;
-}
-
-/// Makes the settings object by the conversion of its class.
-template <auto Convert>
-std::unique_ptr<Settings> Make(Core::Property const& property) {
-    auto settings = Convert(property);
-    return std::make_unique<decltype(settings)>(std::move(settings));
-}
 
 /// A class that is registered by the identifier of its settings.
 CatalogEntry WithSettings(char const* classId, std::vector<GraphKind> kinds, std::vector<SettingField> fields,
@@ -193,14 +130,14 @@ void AddTimelineFilters(std::vector<CatalogEntry>& catalog) {
                               "Limit of the pictures that wait, for all reversed pictures of the process together")},
                      Make<Property2SettingsFilterReverse>, "Plays a stream backwards"));
     catalog.push_back(
-        WithSettings(SettingsFilterFrameRate::CLASS_ID, {Video}, {Rate("The regular rate; 0/1 is the source's own")},
-                     Make<Property2SettingsFilterFrameRate>,
+        WithSettings(SettingsFilterFrameRate::CLASS_ID, {Video},
+                     {FrameRate("The regular rate; 0/1 is the source's own")}, Make<Property2SettingsFilterFrameRate>,
                      "Gives pictures a regular rate: \"Default\" lays them on a grid, \"Adjust\" keeps them "
                      "all and moves the times of those that share a place in it"));
     catalog.back().implementations = {SettingsFilterFrameRate::IMPL_DEFAULT, SettingsFilterFrameRate::IMPL_ADJUST};
 
     catalog.push_back(Dedicated(FilterSlots::FRAME_RATE.name, {Video},
-                                {Rate("The regular rate; 0/1 is the source's own")},
+                                {FrameRate("The regular rate; 0/1 is the source's own")},
                                 "The frame rate by a grid, made through its own interface"));
     catalog.back().fields.front().isOwnValue = true;
     catalog.push_back(Join(FilterSlots::JOIN_VIDEO.name, Video, "Plays streams of pictures one after another"));
@@ -213,7 +150,7 @@ void AddTimelineFilters(std::vector<CatalogEntry>& catalog) {
     catalog.push_back(Dedicated(FILTER_CACHE_DATA, {Video}, {}, "Reads one picture ahead on a thread of its own"));
 }
 
-/// What the generator can fill: of 32-bit blocks it writes only a half.
+/// What the generator can fill, by FFmpeg's names: of 32-bit blocks it writes only a half.
 Choices GeneratedFormats() {
     return {{"u8", "0"},  {"s16", "1"},  {"flt", "3"},  {"dbl", "4"},
             {"u8p", "5"}, {"s16p", "6"}, {"fltp", "8"}, {"dblp", "9"}};
@@ -344,6 +281,60 @@ void AddSoundFilters(std::vector<CatalogEntry>& catalog) {
                                 "its statistics how loud they are"));
 }
 
+/// The list of a chain. The filter takes the effects themselves: it has no other settings.
+SettingField Chain(GraphKind kind) {
+    SettingField field;
+    field.key = EFFECT_CHAIN;
+    field.type = SettingType::Effects;
+    field.effectKind = kind;
+    field.description = "The effects in the order in which they act: docs/effects.md tells which there are";
+    return field;
+}
+
+SettingField EffectImplementation(Choices others) {
+    others.insert(others.begin(), {{ImplNames::DEFAULT, ImplNames::DEFAULT}, {ImplNames::TARSEL, ImplNames::TARSEL}});
+    return OneOf("Implementation", std::move(others), ImplNames::DEFAULT, "The implementation of the effect");
+}
+
+std::vector<SettingField> ResizerFields() {
+    // In this order `Settings2Property` writes them.
+    return {EffectImplementation({{ImplNames::OGL, ImplNames::OGL}}),
+            OneOf("Mode", {{"Keep", "0"}, {"Letterbox", "1"}, {"Stretch", "2"}, {"Crop", "3"}}, "2",
+                  "What becomes of a picture of another shape; Keep leaves all pictures as they are"),
+            Integer("Width", 1, MAX_PICTURE_SIDE, "pixels", "", "Width of the pictures that come out"),
+            Integer("Height", 1, MAX_PICTURE_SIDE, "pixels", "", "Their height"),
+            Aspect("PixelAspect", "Shape of their pixels"),
+            OneOf("Algorithm", {{"Bilinear", "0"}, {"Bicubic", "1"}, {"Lanczos", "2"}}, "1",
+                  "How pixels in between are computed")};
+}
+
+void AddEffectFilters(std::vector<CatalogEntry>& catalog) {
+    using enum GraphKind;
+    catalog.push_back(WithSettings(SettingsResizer::CLASS_ID, {Video}, ResizerFields(), Make<Property2SettingsResizer>,
+                                   "Brings pictures to a size"));
+    catalog.push_back(WithSettings(
+        SettingsDeinterlace::CLASS_ID, {Video},
+        {OneOf("Method", {{"Spatial", "0"}, {"Adaptive", "1"}}, "1",
+               "Whether all lines of the second field are made anew, or those alone where something has moved"),
+         Boolean("Smoothing", "0", "Whether what flickers from line to line is evened out"), EffectImplementation({})},
+        Make<Property2SettingsDeinterlace>,
+        "Makes progressive pictures of interlaced ones; a stream whose first three are progressive passes"));
+    static std::string const matrix = std::to_string(SettingsFilterBlurTransparentBorder::DEFAULT_MATRIX_SIZE);
+    catalog.push_back(WithSettings(SettingsFilterBlurTransparentBorder::CLASS_ID, {Video},
+                                   {Integer("MatrixSize", 0, MAX_PICTURE_SIDE, "pixels", matrix.c_str(),
+                                            "How far colours reach: the side of the square about a pixel; up to 1 "
+                                            "nothing changes")},
+                                   Make<Property2SettingsFilterBlurTransparentBorder>,
+                                   "Lets colours run into transparent pixels, so that scaling finds no dark fringe"));
+
+    catalog.push_back(Dedicated(FilterSlots::RESIZE.name, {Video}, ResizerFields(),
+                                "The size of pictures, made through its own interface"));
+    catalog.push_back(
+        Dedicated(FilterSlots::APPLY_EFFECTS_VIDEO.name, {Video}, {Chain(Video)}, "Runs effects over pictures"));
+    catalog.push_back(
+        Dedicated(FilterSlots::APPLY_EFFECTS_AUDIO.name, {Audio}, {Chain(Audio)}, "Runs effects over sound"));
+}
+
 void AddPacketFilters(std::vector<CatalogEntry>& catalog) {
     using enum GraphKind;
     catalog.push_back(WithSettings(
@@ -425,6 +416,7 @@ std::vector<CatalogEntry> const& GetSettingsCatalog() {
         AddTimelineFilters(entries);
         AddSoundSources(entries);
         AddSoundFilters(entries);
+        AddEffectFilters(entries);
         AddPacketFilters(entries);
         AddControllers(entries);
         return entries;
@@ -453,7 +445,7 @@ Core::Property MakeDefaultProperty(CatalogEntry const& entry) {
         if (field.isOwnValue)
             property.SetValue(field.defaultValue);
         else
-            property.SetChild(field.key, field.defaultValue);
+            property.SetChild(field.GetChildName(), field.defaultValue);
     }
     return property;
 }

@@ -26,12 +26,16 @@ enum class SettingType {
     /// A number with a fraction.
     Number,
     Boolean,
-    /// "N/D", frames a second; 0/1 where the field says so.
+    /// "N/D": frames a second, 0/1 where the field says so; or a plain ratio above 0, where the field has no unit.
     Ratio,
     /// One of a list of names.
     Choice,
+    /// Any text but an empty one.
+    Text,
     /// A list of objects, each with fields of its own.
     List,
+    /// A list of effects, each with the fields that the catalog of effects has for it.
+    Effects,
 };
 
 /// One field of a class's settings.
@@ -43,6 +47,8 @@ struct SettingField {
     };
 
     std::string key;
+    /// Name of the child of the property that holds the value; empty: the key.
+    std::string child;
     SettingType type = SettingType::Integer;
     /// Bounds of an integer, both allowed.
     int64 minimum = 0;
@@ -59,13 +65,23 @@ struct SettingField {
     std::string anyValue;
     /// Whether the property itself holds the value, instead of a child under the key.
     bool isOwnValue = false;
+    /// Whether a child without a key holds the value.
+    bool isNameless = false;
+    /// Whether an integer is a colour, which may also be written as "#RRGGBB" and "0xRRGGBB".
+    bool isColor = false;
+    /// Whether a text names a file.
+    bool isFile = false;
     std::vector<Choice> choices;
     /// What each entry of a list holds.
     std::vector<SettingField> fields;
+    /// The kind of the effects of a list.
+    GraphKind effectKind = GraphKind::Video;
     /// One line.
     std::string description;
 
-    bool IsRequired() const { return defaultValue.empty() && type != SettingType::List; }
+    bool IsList() const { return type == SettingType::List || type == SettingType::Effects; }
+    bool IsRequired() const { return defaultValue.empty() && !IsList(); }
+    std::string const& GetChildName() const { return child.empty() ? key : child; }
 };
 
 /// A class that a graph may name.
@@ -111,6 +127,11 @@ inline constexpr char MIXER_STREAMS[] = "Streams";
 inline constexpr char MIXER_VOLUME[] = "Volume";
 inline constexpr int DEFAULT_MIXER_VOLUME = 100;
 inline constexpr int64 MAX_MIXER_VOLUME = 1000000;
+
+/// The list of the effects of a chain.
+inline constexpr char EFFECT_CHAIN[] = "Effects";
+/// No picture has more pixels in a row or a column.
+inline constexpr int64 MAX_PICTURE_SIDE = 16384;
 
 /// The highest rate of sound.
 inline constexpr int64 MAX_SAMPLE_RATE = 768000;

@@ -13,7 +13,8 @@ static_assert(NO_VALUE == AV_NOPTS_VALUE);
 static_assert(int(PIX_FMT_NONE) == AV_PIX_FMT_NONE && int(PIX_FMT_YUV420P) == AV_PIX_FMT_YUV420P);
 static_assert(int(PIX_FMT_RGB24) == AV_PIX_FMT_RGB24 && int(PIX_FMT_NV12) == AV_PIX_FMT_NV12);
 static_assert(int(PIX_FMT_ARGB) == AV_PIX_FMT_ARGB && int(PIX_FMT_RGBA) == AV_PIX_FMT_RGBA);
-static_assert(int(PIX_FMT_ABGR) == AV_PIX_FMT_ABGR && int(PIX_FMT_YUVA420P) == AV_PIX_FMT_YUVA420P);
+static_assert(int(PIX_FMT_ABGR) == AV_PIX_FMT_ABGR && int(PIX_FMT_BGRA) == AV_PIX_FMT_BGRA &&
+              int(PIX_FMT_YUVA420P) == AV_PIX_FMT_YUVA420P);
 static_assert(int(Conf::SAMPLE_FORMAT_NONE) == AV_SAMPLE_FMT_NONE && int(Conf::SAMPLE_FORMAT_U8) == AV_SAMPLE_FMT_U8);
 static_assert(int(Conf::SAMPLE_FORMAT_S16) == AV_SAMPLE_FMT_S16 && int(Conf::SAMPLE_FORMAT_S32) == AV_SAMPLE_FMT_S32);
 static_assert(int(Conf::SAMPLE_FORMAT_FLT) == AV_SAMPLE_FMT_FLT && int(Conf::SAMPLE_FORMAT_DBL) == AV_SAMPLE_FMT_DBL);

@@ -1,12 +1,13 @@
 #pragma once
 
+#include "contracts/Core/Export.h"
 #include "contracts/Proc/IData.h"
 #include "host/media/FFmpeg.h"
 
 namespace Tarsel::Host {
 
 /// Brings pictures to one size and pixel format (bicubic, accurate rounding). One user at a time.
-class PictureConverter {
+class TARSEL_HOST_EXPORT PictureConverter {
   public:
     PictureConverter() = default;
     PictureConverter(PictureConverter const&) = delete;

@@ -98,7 +98,7 @@ TEST(PixFmtDescription, KnowsFormatsAndRefusesOtherNumbers) {
 
 TEST(PixFmtDescription, AlphaIsBitThreeOfTheFlags) {
     EXPECT_EQ(unsigned(PixFmtDescription::FLAG_ALPHA), 8U);
-    for (PixFmt const format : {PIX_FMT_ARGB, PIX_FMT_RGBA, PIX_FMT_ABGR, PIX_FMT_YUVA420P})
+    for (PixFmt const format : {PIX_FMT_ARGB, PIX_FMT_RGBA, PIX_FMT_ABGR, PIX_FMT_BGRA, PIX_FMT_YUVA420P})
         EXPECT_TRUE(PixFmtDescription::Find(format)->HasAlpha()) << format;
     for (PixFmt const format : {PIX_FMT_YUV420P, PIX_FMT_RGB24, PIX_FMT_NV12})
         EXPECT_FALSE(PixFmtDescription::Find(format)->HasAlpha()) << format;

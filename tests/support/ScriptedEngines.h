@@ -68,6 +68,8 @@ class ScriptedResample : public Proc::IResample, public RefCounted {
 class ScriptedEffectFactory : public Proc::IEffectFactory, public RefCounted {
   public:
     std::function<iptr<Proc::IEffect>(std::string const& classId, std::string const& implName)> onCreate;
+    /// In place of none.
+    std::function<std::vector<std::string>(std::string const& classId)> onImplementations;
 
     iptr<Proc::IEffect> CreateEffect(std::string const& classId, std::string const& implName) const override {
         return onCreate(classId, implName);
@@ -75,7 +77,9 @@ class ScriptedEffectFactory : public Proc::IEffectFactory, public RefCounted {
     iptr<Proc::IEffectImageBlender> CreateBlender(std::string const& classId, std::string const&) const override {
         TARSEL_THROW(Proc::EffectException, "There is no any implementation for " + classId);
     }
-    std::vector<std::string> GetImplementations(std::string const&) const override { return {}; }
+    std::vector<std::string> GetImplementations(std::string const& classId) const override {
+        return onImplementations ? onImplementations(classId) : std::vector<std::string>();
+    }
 };
 
 /// A cutter that notes its calls and gives what the test says.

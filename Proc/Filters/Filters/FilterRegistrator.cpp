@@ -1,12 +1,16 @@
 #include "Proc/Filters/Filters/FilterRegistrator.h"
 
+#include "Proc/Filters/Filters/FilterApplyEffectsAudio.h"
+#include "Proc/Filters/Filters/FilterApplyEffectsVideo.h"
 #include "Proc/Filters/Filters/FilterAudioFormatter.h"
 #include "Proc/Filters/Filters/FilterAudioGenerator.h"
 #include "Proc/Filters/Filters/FilterAudioHistogram.h"
 #include "Proc/Filters/Filters/FilterAudioMixer.h"
 #include "Proc/Filters/Filters/FilterAudioVolume.h"
+#include "Proc/Filters/Filters/FilterBlurTransparentBorder.h"
 #include "Proc/Filters/Filters/FilterCacheController.h"
 #include "Proc/Filters/Filters/FilterCutController.h"
+#include "Proc/Filters/Filters/FilterDeinterlace.h"
 #include "Proc/Filters/Filters/FilterDurationTrimmerAudio.h"
 #include "Proc/Filters/Filters/FilterDurationTrimmerSubtitle.h"
 #include "Proc/Filters/Filters/FilterDurationTrimmerVideo.h"
@@ -17,6 +21,7 @@
 #include "Proc/Filters/Filters/FilterLosslessDetect.h"
 #include "Proc/Filters/Filters/FilterRepeatController.h"
 #include "Proc/Filters/Filters/FilterResample.h"
+#include "Proc/Filters/Filters/FilterResize.h"
 #include "Proc/Filters/Filters/FilterReverseAudio.h"
 #include "Proc/Filters/Filters/FilterReverseVideo.h"
 #include "Proc/Filters/Filters/FilterSeekController.h"
@@ -24,13 +29,17 @@
 #include "Proc/Filters/Filters/FilterSpeedUpVideo.h"
 #include "Proc/Filters/Filters/FilterStreamMetadataUpdater.h"
 #include "Proc/Filters/Filters/FilterVolumeDetect.h"
+#include "Proc/Filters/Filters/SmartMapAudio.h"
+#include "Proc/Filters/Filters/SmartMapVideo.h"
 #include "Proc/Filters/Filters/TFilterJoin.h"
 #include "Proc/Filters/Filters/TFilterRepeat.h"
 #include "contracts/Proc/FilterBitStream.h"
 #include "contracts/Proc/ImplNames.h"
 #include "contracts/Proc/SettingsAudioGenerator.h"
+#include "contracts/Proc/SettingsDeinterlace.h"
 #include "contracts/Proc/SettingsFilterAudioFormatter.h"
 #include "contracts/Proc/SettingsFilterAudioVolume.h"
+#include "contracts/Proc/SettingsFilterBlurTransparentBorder.h"
 #include "contracts/Proc/SettingsFilterDurationTrimmer.h"
 #include "contracts/Proc/SettingsFilterFrameRate.h"
 #include "contracts/Proc/SettingsFilterIntroLoopOutro.h"
@@ -39,6 +48,7 @@
 #include "contracts/Proc/SettingsFilterResample.h"
 #include "contracts/Proc/SettingsFilterReverse.h"
 #include "contracts/Proc/SettingsFilterSpeedUp.h"
+#include "contracts/Proc/SettingsResizer.h"
 #include "contracts/Proc/SettingsStreamMetadataUpdater.h"
 
 namespace Tarsel::Proc {
@@ -77,6 +87,10 @@ iptr<IStreamVideoEx> MakeVideo(Video const& source, Settings const& settings) {
     return Details::MakeInitialized<IStreamVideoEx, Filter>(settings, source);
 }
 template <class Filter>
+iptr<IStreamVideoEx> MakeVideoWithEffects(Video const& source, Effects const& effects, Settings const& settings) {
+    return Details::MakeInitialized<IStreamVideoEx, Filter>(settings, source, effects);
+}
+template <class Filter>
 iptr<IStreamVideoEx> MakeVideoWithFilters(Video const& source, Filters const& filters, Settings const& settings) {
     return Details::MakeInitialized<IStreamVideoEx, Filter>(settings, source, filters);
 }
@@ -95,9 +109,14 @@ template <class Filter>
 iptr<IStreamVideoEx> MakeSetUpVideo(Video const& source, Settings const& settings) {
     return Details::MakeInitialized<IStreamVideoEx, Filter>(settings, source, settings);
 }
+template <class Filter>
+iptr<IStreamVideoEx> MakeSetUpVideoWithEffects(Video const& source, Effects const& effects, Settings const& settings) {
+    return Details::MakeInitialized<IStreamVideoEx, Filter>(settings, source, effects, settings);
+}
 
 /// Filters with an interface of their own, in slot order, all under `ImplNames::TARSEL`.
 void RegisterDedicated(IFilterFactoryRegistrator& registrator) {
+    registrator.RegisterFilterResize(ImplNames::TARSEL, FilterResize::Create);
     registrator.RegisterFilterFrameRate(ImplNames::TARSEL, FilterFrameRate::Create);
     registrator.RegisterFilterResample(ImplNames::TARSEL, FilterResample::Create);
     registrator.RegisterFilterAudioHistogram(ImplNames::TARSEL, FilterAudioHistogram::Create);
@@ -105,11 +124,15 @@ void RegisterDedicated(IFilterFactoryRegistrator& registrator) {
     registrator.RegisterFilterAudioFormatter(ImplNames::TARSEL, FilterAudioFormatter::Create);
     registrator.RegisterFilterCutController(ImplNames::TARSEL, FilterCutController::Create);
     registrator.RegisterFilterRepeatController(ImplNames::TARSEL, FilterRepeatController::Create);
+    registrator.RegisterFilterApplyEffectsVideo(ImplNames::TARSEL, FilterApplyEffectsVideo::Create);
+    registrator.RegisterFilterApplyEffectsAudio(ImplNames::TARSEL, FilterApplyEffectsAudio::Create);
     registrator.RegisterFilterCacheController(ImplNames::TARSEL, FilterCacheController::Create);
     registrator.RegisterFilterSeekController(ImplNames::TARSEL, FilterSeekController::Create);
     registrator.RegisterFilterJoinVideo(ImplNames::TARSEL, FilterJoinVideo::Create);
     registrator.RegisterFilterJoinAudio(ImplNames::TARSEL, FilterJoinAudio::Create);
     registrator.RegisterFilterJoinRaw(ImplNames::TARSEL, FilterJoinRaw::Create);
+    registrator.RegisterSmartMapVideo(ImplNames::TARSEL, SmartMapVideo::Create);
+    registrator.RegisterSmartMapAudio(ImplNames::TARSEL, SmartMapAudio::Create);
     registrator.RegisterFilterRepeatVideo(ImplNames::TARSEL, FilterRepeatVideo::Create);
     registrator.RegisterFilterRepeatAudio(ImplNames::TARSEL, FilterRepeatAudio::Create);
     registrator.RegisterFilterVolumeDetect(ImplNames::TARSEL, FilterVolumeDetect::Create);
@@ -137,6 +160,8 @@ void RegisterWithSettings(IFilterFactoryRegistrator& registrator) {
                                       MakeSetUpAudio<FilterStreamMetadataUpdater<IStreamAudio>>);
     registrator.RegisterFilterAudioEx(SettingsFilterLoop::CLASS_ID, ImplNames::TARSEL, MakeAudio<FilterLoopAudio>);
 
+    registrator.RegisterFilterVideoEx(SettingsDeinterlace::CLASS_ID, ImplNames::TARSEL,
+                                      MakeSetUpVideoWithEffects<FilterDeinterlace>);
     registrator.RegisterFilterVideoEx(SettingsFilterSpeedUp::CLASS_ID, ImplNames::TARSEL,
                                       MakeVideo<FilterSpeedUpVideo>);
     registrator.RegisterFilterVideoEx(SettingsFilterFrameRate::CLASS_ID, SettingsFilterFrameRate::IMPL_DEFAULT,
@@ -147,11 +172,15 @@ void RegisterWithSettings(IFilterFactoryRegistrator& registrator) {
                                       MakeVideo<FilterDurationTrimmerVideo>);
     registrator.RegisterFilterVideoEx(SettingsFilterReverse::CLASS_ID, ImplNames::TARSEL,
                                       MakeVideo<FilterReverse<IStreamVideo, IStreamVideoEx>>);
+    registrator.RegisterFilterVideoEx(SettingsResizer::CLASS_ID, ImplNames::TARSEL,
+                                      MakeSetUpVideoWithEffects<FilterResize>);
     registrator.RegisterFilterVideoEx(SettingsFilterRepeat::CLASS_ID, ImplNames::TARSEL,
                                       FilterRepeatVideo::CreateInitialized);
     registrator.RegisterFilterVideoEx(SettingsFilterLoop::CLASS_ID, ImplNames::TARSEL, MakeVideo<FilterLoopVideo>);
     registrator.RegisterFilterVideoEx(SettingsFilterIntroLoopOutro::CLASS_ID, ImplNames::TARSEL,
                                       MakeVideoWithFilters<FilterIntroLoopOutroVideo>);
+    registrator.RegisterFilterVideoEx(SettingsFilterBlurTransparentBorder::CLASS_ID, ImplNames::TARSEL,
+                                      MakeVideoWithEffects<FilterBlurTransparentBorder>);
     registrator.RegisterFilterVideoEx(SettingsStreamMetadataUpdater::CLASS_ID, ImplNames::TARSEL,
                                       MakeSetUpVideo<FilterStreamMetadataUpdater<IStreamVideo>>);
 

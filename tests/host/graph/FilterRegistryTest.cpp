@@ -13,12 +13,14 @@
 #include "contracts/Proc/IFilterCacheController.h"
 #include "contracts/Proc/IFilterLosslessDetect.h"
 #include "contracts/Proc/IFilterSeekController.h"
+#include "contracts/Proc/ISmartMap.h"
 #include "contracts/Proc/IStream.h"
 #include "contracts/Proc/ImplNames.h"
 #include "contracts/Proc/Settings.h"
 #include "contracts/Proc/SettingsFilterDurationTrimmer.h"
 #include "contracts/Proc/SettingsStreamMetadataUpdater.h"
 #include "contracts/Proc/TIFilterJoin.h"
+#include "host/graph/Factories.h"
 #include "tests/support/Builders.h"
 #include "tests/support/Matchers.h"
 #include "tests/support/ScriptedStream.h"
@@ -174,6 +176,7 @@ TEST(FilterRegistry, SecondRegistrationOfARowSilentlyTakesItsPlace) {
 TEST(FilterRegistrator, EntersItsRowsInTheOrderOfTheTables) {
     // Dedicated filters come first, in the order of their slots, then audio, video, subtitle, raw.
     std::vector<std::string> const rows{
+        "dedicated - FilterResize Tarsel",
         "dedicated - FilterFrameRate Tarsel",
         "dedicated - FilterResample Tarsel",
         "dedicated - FilterAudioHistogram Tarsel",
@@ -181,11 +184,15 @@ TEST(FilterRegistrator, EntersItsRowsInTheOrderOfTheTables) {
         "dedicated - FilterAudioFormatter Tarsel",
         "dedicated - FilterCutController Tarsel",
         "dedicated - FilterRepeatController Tarsel",
+        "dedicated - FilterApplyEffectsVideo Tarsel",
+        "dedicated - FilterApplyEffectsAudio Tarsel",
         "dedicated - FilterCacheController Tarsel",
         "dedicated - FilterSeekController Tarsel",
         "dedicated - FilterJoinVideo Tarsel",
         "dedicated - FilterJoinAudio Tarsel",
         "dedicated - FilterJoinRaw Tarsel",
+        "dedicated - SmartMapVideo Tarsel",
+        "dedicated - SmartMapAudio Tarsel",
         "dedicated - FilterRepeatVideo Tarsel",
         "dedicated - FilterRepeatAudio Tarsel",
         "dedicated - FilterVolumeDetect Tarsel",
@@ -200,14 +207,17 @@ TEST(FilterRegistrator, EntersItsRowsInTheOrderOfTheTables) {
         "audio b SettingsFilterRepeat Tarsel",
         "audio b SettingsStreamMetadataUpdater Tarsel",
         "audio b SettingsFilterLoop Tarsel",
+        "video b SettingsDeinterlace Tarsel",
         "video a SettingsFilterSpeedUp Tarsel",
         "video a SettingsFilterFrameRate Default",
         "video a SettingsFilterFrameRate Adjust",
         "video a SettingsFilterDurationTrimmer Tarsel",
         "video a SettingsFilterReverse Tarsel",
+        "video b SettingsResizer Tarsel",
         "video a SettingsFilterRepeat Tarsel",
         "video a SettingsFilterLoop Tarsel",
         "video c SettingsFilterIntroLoopOutro Tarsel",
+        "video b SettingsFilterBlurTransparentBorder Tarsel",
         "video a SettingsStreamMetadataUpdater Tarsel",
         "subtitle a SettingsFilterDurationTrimmer Tarsel",
         "raw a SettingsFilterBitStream Tarsel",
@@ -294,6 +304,13 @@ TEST(FilterRegistrator, TheCacheControllerIsMadeThroughTheSharedLibrary) {
     EXPECT_EQ(controller->AddStream(iptr<IStreamVideo>(Tarsel::Test::ScriptedVideo::Create({})))->GetSettings().Name(),
               "FilterCacheStream");
     EXPECT_EQ(controller->AddStream(iptr<IStreamRaw>(Tarsel::Test::ScriptedRaw::Create({}))), nullptr);
+}
+
+TEST(FilterRegistrator, SmartMapsAreMadeThroughTheSharedLibrary) {
+    auto const registry = MakeFilterRegistry();
+    EXPECT_EQ(registry->Find(FilterSlots::SMART_MAP_VIDEO, ImplNames::TARSEL)()->GetDuration(), 0);
+    iptr<IFilterFactory const> const factory = MakeFilterFactory();
+    EXPECT_EQ(registry->Find(FilterSlots::SMART_MAP_AUDIO, ImplNames::TARSEL)(factory)->GetDuration(), 0);
 }
 
 TEST(FilterRegistrator, EveryNameResolvesToExactlyOneFactoryThroughTheSharedLibrary) {

@@ -1,0 +1,79 @@
+#include "host/gpu/TransferEffects.h"
+
+#include <vector>
+
+#include "contracts/Proc/DataVideoFF.h"
+#include "host/effects/PictureParts.h"
+
+namespace Tarsel::Host {
+
+using namespace Proc;
+
+namespace {
+
+constexpr int PIXEL_BYTES = 4;
+
+}  // namespace
+
+UploadEffect::UploadEffect() : OglEffect("Tarsel::Host::UploadEffect::GetStatistic") {}
+UploadEffect::~UploadEffect() = default;
+
+void UploadEffect::Process(iptr<IDataVideo>& item) {
+    if (!item) return;
+    if (item->GetFrameAlloc() != IDataVideo::FRAME_ALLOC_GPU) item = Upload(item);
+    CountItem();
+}
+
+iptr<IDataVideo> UploadEffect::Upload(iptr<IDataVideo> const& picture) {
+    if (!device) device = GpuDevice::Get();
+    iptr<DataVideoOGL> frame = DataVideoOGL::CreateLike(device, *picture, picture->GetFrameInfo());
+    if (picture->GetPixelFormat() != PIX_FMT_RGBA) {
+        iptr<IDataVideo> const converted = Conformed(
+            picture, {.width = picture->GetWidth(), .height = picture->GetHeight(), .format = AV_PIX_FMT_RGBA});
+        auto const plane = converted->GetPlaneConst(0);
+        device->Upload(frame->GetTexture(), plane.GetData(), plane.GetStride());
+        return frame;
+    }
+    auto const plane = picture->GetPlaneConst(0);
+    if (plane.GetStride() > 0 && plane.GetStride() % PIXEL_BYTES == 0) {
+        device->Upload(frame->GetTexture(), plane.GetData(), plane.GetStride());
+        return frame;
+    }
+    // OpenGL steps from row to row in whole pixels, and downwards.
+    std::vector<u8> rows;
+    for (int row = 0; row < plane.GetRows(); ++row) {
+        u8 const* const first = plane.GetOffsetPtr(0, static_cast<unsigned>(row));
+        rows.insert(rows.end(), first, first + plane.GetRowBytes());
+    }
+    device->Upload(frame->GetTexture(), rows.data(), plane.GetRowBytes());
+    return frame;
+}
+
+DownloadEffect::DownloadEffect() : OglEffect("Tarsel::Host::DownloadEffect::GetStatistic") {}
+DownloadEffect::~DownloadEffect() = default;
+
+void DownloadEffect::Process(iptr<IDataVideo>& item) {
+    if (!item) return;
+    if (item->GetFrameAlloc() == IDataVideo::FRAME_ALLOC_GPU) item = Download(Require(*item));
+    CountItem();
+}
+
+iptr<IDataVideo> DownloadEffect::Download(DataVideoOGL const& picture) {
+    FramePtr frame(av_frame_alloc());
+    if (!frame) TARSEL_THROW(EffectException, "Can't allocate a frame");
+    iptr<IDataVideo> const memory = DataVideoFF::Create(PIX_FMT_RGBA, picture.GetFrameInfo(), nullptr);
+    auto const plane = memory->GetPlane(0);
+    picture.GetDevice().Download(picture.GetTexture(), plane.GetData(), plane.GetStride());
+    // What `Create` doesn't take stands in the codec library's frame.
+    if (av_frame_ref(frame.get(), static_cast<DataVideoFF&>(*memory).GetAVFrame()) < 0)
+        TARSEL_THROW(EffectException, "Can't reference a frame");
+    CropInfo const crop = picture.GetCrop();
+    frame->crop_left = static_cast<std::size_t>(crop.left);
+    frame->crop_top = static_cast<std::size_t>(crop.top);
+    frame->crop_right = static_cast<std::size_t>(crop.right);
+    frame->crop_bottom = static_cast<std::size_t>(crop.bottom);
+    frame->interlaced_frame = picture.GetInterlace();
+    return DataVideoFF::Wrap(frame.release(), picture.GetTime(), picture.GetDuration());
+}
+
+}  // namespace Tarsel::Host

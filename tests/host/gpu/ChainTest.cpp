@@ -1,0 +1,75 @@
+#include <gtest/gtest.h>
+
+#include "contracts/Proc/SettingsEffectColor.h"
+#include "contracts/Proc/SettingsEffectFade.h"
+#include "contracts/Proc/SettingsResizer.h"
+#include "tests/host/gpu/TwoSides.h"
+
+namespace Tarsel::Host {
+namespace {
+
+using namespace Proc;
+using namespace Test;
+
+class GpuChain : public GpuTest {
+  protected:
+    /// Colour, resize, fade, a logo, all on one side.
+    static std::vector<iptr<IEffect>> Make(char const* side) {
+        SettingsEffectColor colour;
+        colour.SetSaturation(0.5);
+        SettingsResizer resize;
+        resize.SetCustomMode(SettingsResizer::MODE_LETTERBOX, {80, 60, 1, 1});
+        SettingsEffectFade fade;
+        fade.SetDirection(SettingsEffectFade::DIRECTION_OUT);
+        std::vector<iptr<IEffect>> effects{MakeSide(colour, side), MakeSide(resize, side), MakeSide(fade, side)};
+        for (auto const& effect : effects) {
+            TimeToProgress map;
+            map.end = 400000;
+            effect->SetTimeToProgress(map);
+        }
+        return effects;
+    }
+    static iptr<IDataVideo> Run(std::vector<iptr<IEffect>> const& effects, iptr<IDataVideo> picture,
+                                iptr<IDataVideo> const& logo, char const* side) {
+        for (auto const& effect : effects) picture = AsPicture(effect->ProcessData({picture}));
+        auto const blender = MakeEffectFactory()->CreateBlender(IEffectImageBlender::CLASS_ID, side);
+        blender->Initialize(SettingsEffectImageBlender(60, 3, 200, BlendAlphaMode::Straight));
+        blender->Process(picture, logo);
+        return picture;
+    }
+};
+
+TEST_F(GpuChain, OnOneSideMovesEachPictureOnceEachWayAndCopiesNone) {
+    auto const effects = Make(ImplNames::OGL);
+    auto const logo = Upload(Noise(30, 20, 3));
+    auto const upload = MakeShared<UploadEffect>();
+    auto const download = MakeShared<DownloadEffect>();
+    GpuCounters const before = device->GetCounters();
+    for (int i = 0; i < 10; ++i) {
+        auto frame = Natural(100, 50);
+        frame->SetTime(i * 40000);
+        upload->Process(frame);
+        frame = Run(effects, frame, logo, ImplNames::OGL);
+        download->Process(frame);
+    }
+    GpuCounters const after = device->GetCounters();
+    EXPECT_EQ(after.uploads - before.uploads, 10);
+    EXPECT_EQ(after.downloads - before.downloads, 10);
+    EXPECT_EQ(after.copies, before.copies);
+}
+
+TEST_F(GpuChain, ComesOutAsOnTheOtherSide) {
+    auto const here = Make(ImplNames::TARSEL);
+    auto const there = Make(ImplNames::OGL);
+    auto const logo = Noise(30, 20, 3);
+    for (int i = 0; i < 10; ++i)
+        for (auto const& picture : AllKinds(100, 50)) {
+            picture->SetTime(i * 40000);
+            auto const found = Download(Run(there, Upload(picture), Upload(logo), ImplNames::OGL));
+            auto const wanted = Run(here, picture->Clone(true), logo, ImplNames::TARSEL);
+            EXPECT_LE(LargestDifference(*found, *wanted), 2) << i;
+        }
+}
+
+}  // namespace
+}  // namespace Tarsel::Host
