@@ -293,6 +293,13 @@ class Drawing {
     std::vector<u32> kept;
 };
 
+/// Below 0 a position counts from the far edge.
+int Placed(int position, int size, int room) {
+    if (position >= 0) return position;
+    int64 const placed = int64{room} - size + position + 1;
+    return static_cast<int>(std::max<int64>(placed, -int64{size}));
+}
+
 }  // namespace
 
 bool CanDraw(PixFmt dest, PixFmt picture) {
@@ -350,6 +357,18 @@ iptr<IDataVideo> DrawablePicture::For(IDataVideo const& dest) {
     format = dest.GetPixelFormat();
     colours = wanted;
     return converted;
+}
+
+iptr<IDataVideo> DrawablePicture::DrawnOn(iptr<IDataVideo> dest, int x, int y, int alpha) {
+    iptr<IDataVideo> const drawn = For(*dest);
+    if (!drawn) return dest;
+    SettingsEffectImageBlender const placing(Placed(x, drawn->GetWidth(), dest->GetWidth()),
+                                             Placed(y, drawn->GetHeight(), dest->GetHeight()), alpha,
+                                             BlendAlphaMode::Straight);
+    if (!IsSeen(*dest, *drawn, placing)) return dest;
+    dest = dest->MakeWritable();
+    DrawPicture(*dest, *drawn, placing);
+    return dest;
 }
 
 }  // namespace Tarsel::Host

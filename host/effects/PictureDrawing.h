@@ -44,6 +44,9 @@ class TARSEL_HOST_EXPORT DrawablePicture {
     iptr<Proc::IDataVideo> const& Get() const { return picture; }
     /// Null where there is no picture. Throws `EffectException` where nothing can be drawn on frames like `dest`.
     iptr<Proc::IDataVideo> For(Proc::IDataVideo const& dest);
+    /// The frame with the picture on it; the same object where nothing is seen. `x` and `y` are its upper left corner;
+    /// below 0 they count from the right and the lower edge, -1 touching it.
+    iptr<Proc::IDataVideo> DrawnOn(iptr<Proc::IDataVideo> dest, int x, int y, int alpha);
 
   private:
     iptr<Proc::IDataVideo> picture;

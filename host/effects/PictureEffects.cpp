@@ -12,6 +12,7 @@
 #include "host/effects/LineSmootherEffect.h"
 #include "host/effects/ResizeEffect.h"
 #include "host/effects/StampEffect.h"
+#include "host/effects/TextEffect.h"
 #include "host/graph/Factories.h"
 
 namespace Tarsel::Host {
@@ -37,6 +38,7 @@ void RegisterPictureEffects(EffectFactory& factory) {
     Enter<LineSmootherEffect>(factory);
     Enter<ResizeEffect>(factory);
     Enter<StampEffect>(factory);
+    Enter<TextEffect>(factory);
     factory.RegisterBlender(IEffectImageBlender::CLASS_ID, ImplNames::TARSEL,
                             [] { return iptr<IEffectImageBlender>(new ImageBlender()); });
 }

@@ -36,13 +36,6 @@ iptr<IDataVideo> ReadPicture(std::string const& path) {
     }
 }
 
-/// Below 0 a position counts from the far edge.
-int Placed(int position, int size, int room) {
-    if (position >= 0) return position;
-    int64 const placed = int64{room} - size + position + 1;
-    return static_cast<int>(std::max<int64>(placed, -int64{size}));
-}
-
 }  // namespace
 
 StampEffect::~StampEffect() = default;
@@ -55,17 +48,8 @@ void StampEffect::Initialize(Settings const& newSettings) {
 
 void StampEffect::Process(iptr<IDataVideo>& item) {
     if (!item) return;
-    item = Accepted(item);
-    if (iptr<IDataVideo> const drawn = stamp.For(*item)) {
-        SettingsEffectStamp const& settings = GetOwnSettings();
-        SettingsEffectImageBlender const placing(Placed(settings.GetX(), drawn->GetWidth(), item->GetWidth()),
-                                                 Placed(settings.GetY(), drawn->GetHeight(), item->GetHeight()),
-                                                 settings.GetAlpha(), BlendAlphaMode::Straight);
-        if (IsSeen(*item, *drawn, placing)) {
-            item = item->MakeWritable();
-            DrawPicture(*item, *drawn, placing);
-        }
-    }
+    SettingsEffectStamp const& settings = GetOwnSettings();
+    item = stamp.DrawnOn(Accepted(item), settings.GetX(), settings.GetY(), settings.GetAlpha());
     CountItem();
 }
 

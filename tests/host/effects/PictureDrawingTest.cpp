@@ -142,19 +142,18 @@ TEST_P(BlendedFormats, FollowTheFormulaToTheLastBit) {
             }
 }
 
-INSTANTIATE_TEST_SUITE_P(AllKinds, BlendedFormats,
-                         ::testing::Values(Pairing{"rgba", "rgba"}, Pairing{"rgba", "argb"}, Pairing{"argb", "abgr"},
-                                           Pairing{"abgr", "bgra"}, Pairing{"bgra", "rgba"}, Pairing{"rgba", "rgb24"},
-                                           Pairing{"rgb24", "rgba"}, Pairing{"gbrp", "rgba"},
-                                           Pairing{"yuv420p", "yuva420p"}, Pairing{"yuv420p", "yuv420p"},
-                                           Pairing{"yuva420p", "yuva420p"}, Pairing{"yuva420p", "yuv420p"},
-                                           Pairing{"yuv422p", "yuva422p"}, Pairing{"yuva422p", "yuva422p"},
-                                           Pairing{"yuv444p", "yuva444p"}, Pairing{"yuva444p", "yuva444p"},
-                                           Pairing{"nv12", "yuva420p"}, Pairing{"yuyv422", "yuva422p"},
-                                           Pairing{"yuv411p", "yuv411p"}, Pairing{"gray", "ya8"},
-                                           Pairing{"yuv420p10le", "yuva420p10le"}, Pairing{"p010le", "yuva420p10le"},
-                                           Pairing{"rgba64le", "rgba64le"}, Pairing{"yuva444p16le", "yuva444p16le"}),
-                         [](auto const& row) { return std::string(row.param.dest) + "_" + row.param.picture; });
+INSTANTIATE_TEST_SUITE_P(
+    AllKinds, BlendedFormats,
+    ::testing::Values(Pairing{"rgba", "rgba"}, Pairing{"rgba", "argb"}, Pairing{"argb", "abgr"},
+                      Pairing{"abgr", "bgra"}, Pairing{"bgra", "rgba"}, Pairing{"rgba", "rgb24"},
+                      Pairing{"rgb24", "rgba"}, Pairing{"gbrp", "rgba"}, Pairing{"yuv420p", "yuva420p"},
+                      Pairing{"yuv420p", "yuv420p"}, Pairing{"yuva420p", "yuva420p"}, Pairing{"yuva420p", "yuv420p"},
+                      Pairing{"yuv422p", "yuva422p"}, Pairing{"yuva422p", "yuva422p"}, Pairing{"yuv444p", "yuva444p"},
+                      Pairing{"yuva444p", "yuva444p"}, Pairing{"nv12", "yuva420p"}, Pairing{"yuyv422", "yuva422p"},
+                      Pairing{"yuv411p", "yuv411p"}, Pairing{"gray", "ya8"}, Pairing{"yuv420p10le", "yuva420p10le"},
+                      Pairing{"yuv420p10le", "yuv420p10le"}, Pairing{"p010le", "yuva420p10le"},
+                      Pairing{"rgba64le", "rgba64le"}, Pairing{"yuva444p16le", "yuva444p16le"}),
+    [](auto const& row) { return std::string(row.param.dest) + "_" + row.param.picture; });
 
 TEST(ImageBlender, SaysWhatHalfOfAPictureIs) {
     auto const white = DrawPlain(PIX_FMT_RGBA, 4, 4, {255, 255, 255, 128});

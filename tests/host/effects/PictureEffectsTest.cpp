@@ -17,10 +17,10 @@
 #include "contracts/Proc/SettingsEffectImageBlender.h"
 #include "contracts/Proc/SettingsEffectLineSmoother.h"
 #include "contracts/Proc/SettingsEffectStamp.h"
+#include "contracts/Proc/SettingsEffectText.h"
 #include "contracts/Proc/SettingsResizer.h"
 #include "host/graph/Factories.h"
-#include "tests/host/effects/PictureSupport.h"
-#include "tests/support/TestMedia.h"
+#include "tests/host/effects/EffectRun.h"
 
 namespace Tarsel::Host {
 namespace {
@@ -30,31 +30,6 @@ using namespace Test;
 using ::testing::Each;
 
 constexpr double NO_NUMBER = std::numeric_limits<double>::quiet_NaN();
-
-/// The effect as everybody gets it: by its class identifier, as the default implementation.
-iptr<IEffect> Make(Settings const& settings) {
-    auto const effect = MakeEffectFactory()->CreateEffect(settings.GetClassId(), ImplNames::DEFAULT);
-    effect->Initialize(settings);
-    return effect;
-}
-
-iptr<IDataVideo> After(IEffect& effect, std::vector<iptr<IDataVideo>> const& pictures) {
-    std::vector<iptr<IData>> const inputs(pictures.begin(), pictures.end());
-    iptr<IData> const result = effect.ProcessData(inputs);
-    return iptr<IDataVideo>(dynamic_cast<IDataVideo*>(result.get()));
-}
-
-iptr<IDataVideo> After(Settings const& settings, std::vector<iptr<IDataVideo>> const& pictures) {
-    return After(*Make(settings), pictures);
-}
-
-/// The pictures of these tests stand at 40 ms: here the interval has come so far.
-void SetProgress(IEffect& effect, double progress) {
-    TimeToProgress map;
-    map.begin = 40000 - std::llround(progress * 1000000);
-    map.end = map.begin + 1000000;
-    effect.SetTimeToProgress(map);
-}
 
 // --- All of them -----------------------------------------------------------------------------------------------------
 
@@ -145,7 +120,8 @@ INSTANTIATE_TEST_SUITE_P(ByName, AllPictureEffects,
                                            SettingsEffectDeinterlace::CLASS_ID, SettingsEffectLineSmoother::CLASS_ID,
                                            SettingsEffectImageBlender::CLASS_ID, SettingsEffectColor::CLASS_ID,
                                            SettingsEffectFade::CLASS_ID, SettingsEffectStamp::CLASS_ID,
-                                           SettingsEffectComposite::CLASS_ID, SettingsEffectDissolve::CLASS_ID),
+                                           SettingsEffectText::CLASS_ID, SettingsEffectComposite::CLASS_ID,
+                                           SettingsEffectDissolve::CLASS_ID),
                          [](auto const& row) { return std::string(row.param); });
 
 /// The effects that work on samples change formats that they can't work on, and say so.
@@ -530,88 +506,6 @@ TEST(CompositeEffect, FormatsBecomeThatOfTheLowest) {
     auto const hiding = After(SettingsEffectComposite(), {low, DrawPlain(PIX_FMT_RGB24, 16, 16, {255, 255, 255, 0})});
     EXPECT_EQ(hiding->GetPixelFormat(), PIX_FMT_YUV420P);
     EXPECT_THAT(ReadPart(*hiding, 0).samples, Each(235));
-}
-
-// --- Stamp -----------------------------------------------------------------------------------------------------------
-
-class StampEffectOnPictures : public ::testing::Test {
-  protected:
-    /// A red picture of 6 x 4, half of it transparent.
-    std::string const file =
-        MakeClip("stamp.png", {"-f", "lavfi", "-i", "color=c=red@0.5:s=6x4,format=rgba", "-frames:v", "1"});
-
-    SettingsEffectStamp At(int x, int y, int alpha = 255) const {
-        SettingsEffectStamp settings;
-        settings.SetFile(file);
-        settings.SetX(x);
-        settings.SetY(y);
-        settings.SetAlpha(alpha);
-        return settings;
-    }
-    /// The left upper corner of what is drawn, and how red it is there.
-    struct Spot {
-        int x, y, red;
-        bool operator==(Spot const&) const = default;
-    };
-    Spot Find(SettingsEffectStamp const& settings) const {
-        Part const red = ReadPart(*After(settings, {DrawPlain(PIX_FMT_RGBA, 20, 10, {0, 0, 0, 255})}), 0);
-        for (int y = 0; y < red.height; ++y)
-            for (int x = 0; x < red.width; ++x)
-                if (red.At(x, y) != 0) return {x, y, red.At(x, y)};
-        return {-1, -1, 0};
-    }
-};
-
-TEST_F(StampEffectOnPictures, DrawsTheFileByItsAlpha) {
-    Spot const spot = Find(At(3, 2));
-    EXPECT_EQ(spot.x, 3);
-    EXPECT_EQ(spot.y, 2);
-    EXPECT_NEAR(spot.red, 128, 1);
-    EXPECT_NEAR(Find(At(3, 2, 128)).red, 64, 1);
-    EXPECT_EQ(Find(At(3, 2, 0)), (Spot{-1, -1, 0}));
-}
-
-TEST_F(StampEffectOnPictures, PositionsBelowZeroCountFromTheFarEdges) {
-    EXPECT_EQ(Find(At(-1, -1)).x, 14);
-    EXPECT_EQ(Find(At(-1, -1)).y, 6);
-    EXPECT_EQ(Find(At(-5, -2)).x, 10);
-    EXPECT_EQ(Find(At(-5, -2)).y, 5);
-    EXPECT_EQ(Find(At(-17, 0)).x, 0) << "cut at the left: " << 20 - 6 - 16;
-    EXPECT_EQ(Find(At(std::numeric_limits<int>::min(), 0)), (Spot{-1, -1, 0}));
-    EXPECT_EQ(Find(At(std::numeric_limits<int>::max(), 0)), (Spot{-1, -1, 0}));
-}
-
-TEST_F(StampEffectOnPictures, TakesEveryKindOfPicture) {
-    for (char const* name : {"yuv420p", "nv12", "yuv422p10le", "gray", "yuyv422", "pal8"}) {
-        auto const picture = MakeVideo(40000, 20000, 16, FormatOf(name), 20, 10);
-        auto const result = After(At(4, 4), {picture});
-        EXPECT_NE(ReadPart(*result, 0).At(5, 5), ReadPart(*result, 0).At(0, 0)) << name;
-        EXPECT_THAT(result, IsVideo(40000, 20000));
-    }
-}
-
-TEST_F(StampEffectOnPictures, WhatIsNotSeenLeavesTheSameObject) {
-    auto const picture = DrawNoise(PIX_FMT_YUV420P, 16, 16, 1);
-    EXPECT_EQ(After(At(16, 0), {picture}), picture);
-    EXPECT_EQ(After(At(0, 0, 0), {picture}), picture);
-}
-
-TEST_F(StampEffectOnPictures, NamesTheFileThatIsNoPicture) {
-    auto const refusal = [](std::string const& path) {
-        SettingsEffectStamp settings;
-        settings.SetFile(path);
-        return MessageOf<EffectException>([&] { Make(settings); });
-    };
-    EXPECT_EQ(refusal(""), "A stamp needs a picture file");
-    EXPECT_THAT(refusal("/nowhere/logo.png"), ::testing::StartsWith("/nowhere/logo.png: "));
-    std::string const text = MakeTextFile("stamp.txt", "no picture\n");
-    EXPECT_THAT(refusal(text), ::testing::StartsWith(text + ": "));
-    std::string const sound = MakeClip("stamp.wav", {"-f", "lavfi", "-i", "sine=d=0.1"});
-    EXPECT_EQ(refusal(sound), sound + ": there is no picture in it");
-    auto const effect = Make(At(3, 2));
-    SettingsEffectStamp none;
-    EXPECT_THROW(effect->Initialize(none), EffectException);
-    EXPECT_EQ(static_cast<SettingsEffectStamp const&>(effect->GetEffectSettings()), At(3, 2)) << "the old ones stay";
 }
 
 }  // namespace

@@ -158,6 +158,8 @@ TEST(ResizeEffect, ShowsThePartThatIsToBeShown) {
     auto const result = Resized(cropped, Modes::MODE_STRETCH, {32, 32, 1, 1});
     for (int const sample : ReadPart(*result, 0).samples) ASSERT_EQ(sample, 200);
     EXPECT_EQ(result->GetCrop(), CropInfo());
+    auto const asLarge = Resized(cropped, Modes::MODE_STRETCH, {80, 40, 1, 1});
+    EXPECT_THAT(ReadPart(*asLarge, 0).samples, ::testing::Each(200)) << "the size alone doesn't make it fit";
 }
 
 TEST(ResizeEffect, OddAndTinySizesWork) {
@@ -202,6 +204,9 @@ TEST(ResizeEffect, FieldsOfInterlacedPicturesDoNotMix) {
     for (auto const& [width, height] : {std::pair{48, 32}, {48, 54}, {64, 101}, {64, 63}, {64, 2}}) {
         auto const result = Resized(interlaced(combed(64, 64)), Modes::MODE_STRETCH, {width, height, 1, 1});
         EXPECT_EQ(ReadParts(*result), ReadParts(*combed(width, height))) << width << "x" << height;
+        // 31 rows of chroma: the second field has none for its last two lines.
+        auto const uneven = Resized(interlaced(combed(64, 62)), Modes::MODE_STRETCH, {width, height, 1, 1});
+        EXPECT_EQ(ReadParts(*uneven), ReadParts(*combed(width, height))) << width << "x" << height;
         auto const odd = Resized(interlaced(combed(64, 63)), Modes::MODE_STRETCH, {width, height, 1, 1});
         if (height != 63) {
             EXPECT_EQ(ReadParts(*odd), ReadParts(*combed(width, height))) << width << "x" << height;
