@@ -39,9 +39,13 @@ class TARSEL_CONTRACTS_EXPORT SettingsResizer : public Settings {
     CustomModes GetMode() const { return mode; }
     /// Target size in pixels, and its pixel aspect.
     Conf::FrameInfo const& GetFrameInfo() const { return frameInfo; }
+    /// A pixel aspect with a 0 or less becomes 1/1.
     void SetCustomMode(CustomModes value, Conf::FrameInfo const& info) {
         mode = value;
         frameInfo = info;
+        if (info.pixelAspectNum > 0 && info.pixelAspectDen > 0) return;
+        frameInfo.pixelAspectNum = 1;
+        frameInfo.pixelAspectDen = 1;
     }
     Algorithms GetAlgorithm() const { return algorithm; }
     void SetAlgorithm(Algorithms value) { algorithm = value; }

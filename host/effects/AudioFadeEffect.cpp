@@ -16,7 +16,8 @@ namespace {
 template <class Sample>
 Sample Scaled(Sample value, double gain) {
     if constexpr (std::is_floating_point_v<Sample>) {
-        return static_cast<Sample>(static_cast<double>(value) * gain);
+        // No number, and none below zero either, is heard at no gain.
+        return gain == 0 ? Sample{0} : static_cast<Sample>(static_cast<double>(value) * gain);
     } else {
         // The gain is 1 at most: nothing leaves the range.
         constexpr double MIDDLE = std::is_unsigned_v<Sample> ? 128.0 : 0.0;

@@ -93,9 +93,9 @@ std::vector<iptr<IDataAudio>> BlocksOf(std::vector<iptr<IData>> const& inputs) {
 
 iptr<IDataAudio> SumBlocks(std::vector<SummedBlock> const& blocks) {
     RequireOneFormat(blocks);
-    auto const longest = std::max_element(blocks.begin(), blocks.end(), [](auto const& left, auto const& right) {
-        return left.block->GetSampleCount() <= right.block->GetSampleCount();
-    });
+    SummedBlock const* longest = &blocks.front();
+    for (SummedBlock const& summed : blocks)
+        if (summed.block->GetSampleCount() >= longest->block->GetSampleCount()) longest = &summed;
     IDataAudio const& model = *longest->block;
     int const count = model.GetSampleCount();
     iptr<IDataAudio> sum = DataAudioFF::CreateBySampleCount(model.GetSampleInfo(), count);

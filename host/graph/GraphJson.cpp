@@ -1,8 +1,11 @@
 #include "host/graph/GraphJson.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
+#include <fstream>
 #include <nlohmann/json.hpp>
+#include <system_error>
 #include <unordered_set>
 #include <utility>
 
@@ -89,7 +92,8 @@ std::size_t EditDistance(std::string_view a, std::string_view b) {
 /// Takes the parser's events. It keeps no stack of its own but the parents of the open value.
 class JsonTreeBuilder final : public nlohmann::json_sax<nlohmann::json> {
   public:
-    JsonTreeBuilder(JsonTree& tree, std::string_view text) : tree(tree), text(text) {}
+    JsonTreeBuilder(JsonTree& tree, std::string_view text, JsonLimits const& limits)
+        : tree(tree), text(text), limits(limits) {}
 
     bool null() override { return Enter(JsonNode::Kind::Null), true; }
     bool boolean(bool value) override {
@@ -154,8 +158,9 @@ class JsonTreeBuilder final : public nlohmann::json_sax<nlohmann::json> {
 
   private:
     JsonNode& Enter(JsonNode::Kind kind) {
-        if (tree.nodes.size() >= MAX_GRAPH_VALUES)
-            FailAtPlace("", "the graph has more than " + std::to_string(MAX_GRAPH_VALUES) + " values");
+        if (tree.nodes.size() >= limits.values)
+            FailAtPlace(
+                "", "the " + std::string(limits.noun) + " has more than " + std::to_string(limits.values) + " values");
         std::size_t const index = tree.nodes.size();
         JsonNode& node = tree.nodes.emplace_back();
         node.kind = kind;
@@ -182,19 +187,21 @@ class JsonTreeBuilder final : public nlohmann::json_sax<nlohmann::json> {
 
     JsonTree& tree;
     std::string_view text;
+    JsonLimits limits;
     std::vector<std::size_t> open;
     /// Of each open object.
     std::vector<std::unordered_set<std::string>> keys;
     std::string nextKey;
 };
 
-JsonTree::JsonTree(std::string const& text) {
-    if (text.size() > MAX_GRAPH_BYTES)
-        FailAtPlace("", "the graph is larger than " + std::to_string(MAX_GRAPH_BYTES) + " bytes");
+JsonTree::JsonTree(std::string const& text, JsonLimits const& limits) {
+    if (text.size() > limits.bytes)
+        FailAtPlace("",
+                    "the " + std::string(limits.noun) + " is larger than " + std::to_string(limits.bytes) + " bytes");
     // The parser would take it for the end of the text.
     if (std::size_t const zero = text.find('\0'); zero != std::string::npos)
         FailInText(text, zero, "a byte 0 stands in the text");
-    JsonTreeBuilder builder(*this, text);
+    JsonTreeBuilder builder(*this, text, limits);
     nlohmann::json::sax_parse(text, &builder);
 }
 
@@ -273,6 +280,17 @@ std::string JsonTree::FillText(std::size_t index, std::map<std::string, std::str
         at = end + 1;
     }
     return filled;
+}
+
+std::string ReadTextUpTo(std::string const& path, std::size_t limit) {
+    std::ifstream stream(path, std::ios::binary);
+    std::string text(limit + 1, '\0');
+    if (stream) stream.read(text.data(), static_cast<std::streamsize>(text.size()));
+    // A folder opens, and fails to be read.
+    if (!stream.is_open() || stream.bad() || (stream.gcount() == 0 && !stream.eof()))
+        TARSEL_THROW(Core::IOException, path + ": " + std::generic_category().message(errno == 0 ? EIO : errno));
+    text.resize(static_cast<std::size_t>(stream.gcount()));
+    return text;
 }
 
 std::string Quoted(std::string_view text) {

@@ -18,6 +18,13 @@ inline constexpr std::size_t MAX_GRAPH_VALUES = 1000000;
 /// Bytes of all texts together, once the variables stand in them.
 inline constexpr std::size_t MAX_FILLED_BYTES = std::size_t{16} << 20;
 
+/// What a document is called in messages, and how large it may be.
+struct JsonLimits {
+    char const* noun = "graph";
+    std::size_t bytes = MAX_GRAPH_BYTES;
+    std::size_t values = MAX_GRAPH_VALUES;
+};
+
 /// A value of a JSON document.
 struct JsonNode {
     enum class Kind { Null, Boolean, Integer, Number, Text, Array, Object };
@@ -45,7 +52,7 @@ class JsonTree {
 
     /// Throws `GraphException`: "line L, column C: ..." for what is no JSON, "POINTER: ..." for a key that stands twice
     /// in an object and for what is too large.
-    explicit JsonTree(std::string const& text);
+    explicit JsonTree(std::string const& text, JsonLimits const& limits = {});
 
     JsonNode const& operator[](std::size_t index) const { return nodes[index]; }
     std::size_t size() const { return nodes.size(); }
@@ -67,6 +74,10 @@ class JsonTree {
 
     std::vector<JsonNode> nodes;
 };
+
+/// The text of a file, or as much of it as shows that it has more than `limit` bytes. Throws `Core::IOException`
+/// "PATH: ...".
+std::string ReadTextUpTo(std::string const& path, std::size_t limit);
 
 /// A text for a message: cut short, without control characters, in double quotes.
 std::string Quoted(std::string_view text);

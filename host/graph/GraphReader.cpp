@@ -1,11 +1,7 @@
 #include "host/graph/GraphReader.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <charconv>
-#include <fstream>
 #include <limits>
-#include <system_error>
 #include <utility>
 
 #include "contracts/Core/Exception.h"
@@ -24,8 +20,6 @@ using Kind = JsonNode::Kind;
 
 constexpr std::size_t NONE = JsonTree::NONE;
 constexpr int64 KNOWN_VERSION = 1;
-/// No container numbers more streams.
-constexpr int MAX_STREAM = 65535;
 /// The widest scale of a codec (VP9) ends here.
 constexpr int MAX_QUALITY = 63;
 constexpr int64 MAX_BIT_RATE = 1000000000;
@@ -56,7 +50,6 @@ class GraphTextReader {
     /// Opens a node's object and takes its id, which the findings inside of it are told with.
     NodeId OpenNode(std::size_t index, std::vector<std::string> const& keys);
     NodeId ReadId(std::size_t object, std::string_view key);
-    StreamSelector ReadSelector(std::size_t index);
     CatalogEntry const* ReadClass(std::size_t object, bool controller, std::string& classId);
     std::string ReadImplementation(std::size_t object, CatalogEntry const* entry);
 
@@ -146,33 +139,6 @@ NodeId GraphTextReader::OpenNode(std::size_t index, std::vector<std::string> con
     return ReadId(index, "id");
 }
 
-StreamSelector GraphTextReader::ReadSelector(std::size_t index) {
-    JsonNode const& node = tree[index];
-    StreamSelector selector;
-    std::string_view text = node.text;
-    if (node.kind == Kind::Text) {
-        std::size_t const colon = std::min(text.find(':'), text.size());
-        std::string_view const word = text.substr(0, colon);
-        for (StreamKind const kind : {StreamKind::Video, StreamKind::Audio, StreamKind::Subtitle})
-            if (word == KindName(kind)) selector.kind = kind;
-        if (selector.kind && colon == text.size()) return selector;
-        if (selector.kind) text.remove_prefix(colon + 1);
-    }
-    int64 number = -1;
-    if (node.kind == Kind::Integer) number = node.integer;
-    if (node.kind == Kind::Text) {
-        auto const result = std::from_chars(text.data(), text.data() + text.size(), number);
-        if (result.ec != std::errc() || result.ptr != text.data() + text.size()) number = -1;
-    }
-    if (number < 0 || number > MAX_STREAM)
-        findings.Report(index,
-                        "must be \"video\", \"audio\" or \"subtitle\", each also with \":N\" for the N-th from 0, or "
-                        "the index of a stream, not " +
-                            Shown(node));
-    selector.ordinal = static_cast<int>(std::max<int64>(number, 0));
-    return selector;
-}
-
 void GraphTextReader::ReadSource(std::size_t index) {
     GraphSource source;
     source.id = OpenNode(index, {"id", "file", "stream", "packets"});
@@ -183,7 +149,7 @@ void GraphTextReader::ReadSource(std::size_t index) {
             if (source.file.empty()) findings.Report(file, "the name of the file is empty");
         }
         if (std::size_t const stream = RequireKey(findings, index, "stream"); stream != NONE)
-            source.stream = ReadSelector(stream);
+            source.stream = ReadSelector(findings, stream);
         if (std::size_t const packets = tree.Find(index, "packets"); packets != NONE)
             source.packets = ReadBoolean(findings, packets).value_or(false);
     }
@@ -318,18 +284,6 @@ void GraphTextReader::ReadOutputStream(std::size_t index) {
     document.output.streams.push_back(std::move(stream));
 }
 
-/// The text of a file, or as much of it as shows that it is too large.
-std::string ReadFile(std::string const& path) {
-    std::ifstream stream(path, std::ios::binary);
-    std::string text(MAX_GRAPH_BYTES + 1, '\0');
-    if (stream) stream.read(text.data(), static_cast<std::streamsize>(text.size()));
-    // A folder opens, and fails to be read.
-    if (!stream.is_open() || stream.bad() || (stream.gcount() == 0 && !stream.eof()))
-        TARSEL_THROW(Core::IOException, path + ": " + std::generic_category().message(errno == 0 ? EIO : errno));
-    text.resize(static_cast<std::size_t>(stream.gcount()));
-    return text;
-}
-
 }  // namespace
 
 GraphDocument ParseGraph(std::string const& text, GraphVariables const& variables) {
@@ -343,7 +297,7 @@ GraphDocument ParseGraph(std::string const& text, GraphVariables const& variable
 }
 
 GraphDocument ReadGraph(std::string const& path, GraphVariables const& variables) {
-    std::string const text = ReadFile(path);
+    std::string const text = ReadTextUpTo(path, MAX_GRAPH_BYTES);
     try {
         return ParseGraph(text, variables);
     } catch (GraphException const& failure) {

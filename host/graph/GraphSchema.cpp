@@ -5,6 +5,7 @@
 
 #include "contracts/Proc/ImplNames.h"
 #include "host/graph/EffectCatalog.h"
+#include "host/graph/FieldForms.h"
 #include "host/graph/SettingFields.h"
 #include "host/graph/SettingsCatalog.h"
 
@@ -214,6 +215,10 @@ Json TreeSchema() {
 }
 
 }  // namespace
+
+Json SchemaOfFields(std::vector<SettingField> const& fields) {
+    return FieldsSchema(fields);
+}
 
 std::string GraphSchema() {
     Json definitions{{"id", IntegerSchema(-INT64_MAX, INT64_MAX)},

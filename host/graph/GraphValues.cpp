@@ -18,6 +18,8 @@ using Kind = JsonNode::Kind;
 
 /// A cut list is put together range by range, each against all before it.
 constexpr std::size_t MAX_LIST_ENTRIES = 10000;
+/// No container numbers more streams.
+constexpr int MAX_STREAM = 65535;
 /// A property looks its children up one by one.
 constexpr std::size_t MAX_TREE_KEYS = 200;
 template <class Value>
@@ -37,34 +39,14 @@ std::string NumberText(double value) {
     return {buffer.data(), std::to_chars(buffer.data(), buffer.data() + buffer.size(), value).ptr};
 }
 
-std::optional<double> ReadNumber(GraphFindings& findings, std::size_t index, SettingField const& field) {
-    JsonNode const& node = findings.GetTree()[index];
-    std::optional<double> value;
-    if (node.kind == Kind::Integer || node.kind == Kind::Number) value = node.number;
-    if (node.kind == Kind::Text) value = Parse<double>(node.text);
-    // A text may say "nan", which no comparison holds for.
-    if (value && *value >= field.lowest && *value <= field.highest) return value;
-    findings.Report(index, "must be a number from " + NumberText(field.lowest) + " to " + NumberText(field.highest) +
-                               ", not " + Shown(node));
-    return {};
-}
-
 /// "N/D", reduced.
 std::optional<std::string> ReadRatio(GraphFindings& findings, std::size_t index, SettingField const& field) {
     JsonNode const& node = findings.GetTree()[index];
-    std::optional<int64> numerator;
-    std::optional<int64> denominator = 1;
-    if (node.kind == Kind::Integer) numerator = node.integer;
-    if (node.kind == Kind::Text) {
-        std::size_t const slash = std::min(node.text.find('/'), node.text.size());
-        numerator = Parse<int64>(node.text.substr(0, slash));
-        if (slash < node.text.size()) denominator = Parse<int64>(node.text.substr(slash + 1));
-    }
+    auto const ratio = ParseRatio(node);
     bool const isRate = !field.unit.empty();
-    bool const fits = numerator && denominator && *numerator >= (isRate ? 0 : 1) && *numerator <= MAX_FRAME_RATE_PART &&
-                      *denominator > 0 && *denominator <= MAX_FRAME_RATE_PART &&
-                      (!isRate || *numerator <= MAX_FRAME_RATE * *denominator);
-    if (fits) return Core::Property().SetValue(Ratio(*numerator, *denominator)).GetString();
+    bool const fits =
+        ratio && (isRate ? ratio->numerator() <= MAX_FRAME_RATE * ratio->denominator() : ratio->numerator() > 0);
+    if (fits) return Core::Property().SetValue(*ratio).GetString();
     if (!isRate)
         findings.Report(index, "must be a ratio \"N/D\" above 0, not " + Shown(node));
     else
@@ -132,7 +114,7 @@ std::optional<std::string> ReadScalar(GraphFindings& findings, std::size_t index
         case SettingType::Integer:
             return field.isColor ? ReadColor(findings, index, field) : ReadIntegerOrAny(findings, index, field);
         case SettingType::Number:
-            if (auto const value = ReadNumber(findings, index, field)) return NumberText(*value);
+            if (auto const value = ReadNumber(findings, index, field.lowest, field.highest)) return NumberText(*value);
             return {};
         case SettingType::Boolean:
             if (auto const value = ReadBoolean(findings, index)) return *value ? "1" : "0";
@@ -189,36 +171,6 @@ void ReadFields(GraphFindings& findings, std::vector<SettingField> const& fields
     ReadFieldValues(findings, fields, index, owner, property);
 }
 
-/// A tree of the writer's own keys; its depth is bounded by that of the document.
-void ReadTree(GraphFindings& findings, std::size_t index, Core::Property& property) {
-    JsonTree const& tree = findings.GetTree();
-    if (tree[index].children.size() > MAX_TREE_KEYS)
-        return findings.Report(index, "has more than " + std::to_string(MAX_TREE_KEYS) + " keys");
-    for (std::size_t const child : tree[index].children) {
-        JsonNode const& node = tree[child];
-        Core::Property& entry = property[node.key];
-        switch (node.kind) {
-            case Kind::Text:
-                entry.SetValue(node.text);
-                break;
-            case Kind::Integer:
-                entry.SetValue(node.integer);
-                break;
-            case Kind::Number:
-                entry.SetValue(node.number);
-                break;
-            case Kind::Boolean:
-                entry.SetValue(node.boolean ? "true" : "false");
-                break;
-            case Kind::Object:
-                ReadTree(findings, child, entry);
-                break;
-            default:
-                findings.Report(child, "must be a text, a number, true, false or an object, not " + Shown(node));
-        }
-    }
-}
-
 }  // namespace
 
 void GraphFindings::Report(std::size_t index, std::size_t rank, std::string const& what) {
@@ -249,6 +201,18 @@ std::optional<int64> ReadInteger(GraphFindings& findings, std::size_t index, int
     return {};
 }
 
+std::optional<double> ReadNumber(GraphFindings& findings, std::size_t index, double lowest, double highest) {
+    JsonNode const& node = findings.GetTree()[index];
+    std::optional<double> value;
+    if (node.kind == Kind::Integer || node.kind == Kind::Number) value = node.number;
+    if (node.kind == Kind::Text) value = Parse<double>(node.text);
+    // A text may say "nan", which no comparison holds for.
+    if (value && *value >= lowest && *value <= highest) return value;
+    findings.Report(
+        index, "must be a number from " + NumberText(lowest) + " to " + NumberText(highest) + ", not " + Shown(node));
+    return {};
+}
+
 std::optional<bool> ReadBoolean(GraphFindings& findings, std::size_t index) {
     JsonNode const& node = findings.GetTree()[index];
     if (node.kind == Kind::Boolean) return node.boolean;
@@ -263,6 +227,55 @@ std::optional<std::string> ReadText(GraphFindings& findings, std::size_t index) 
     if (node.kind == Kind::Text) return node.text;
     findings.Report(index, "must be a text, not " + Shown(node));
     return {};
+}
+
+StreamSelector ReadSelector(GraphFindings& findings, std::size_t index) {
+    JsonNode const& node = findings.GetTree()[index];
+    StreamSelector selector;
+    std::string_view text = node.text;
+    if (node.kind == Kind::Text) {
+        std::size_t const colon = std::min(text.find(':'), text.size());
+        std::string_view const word = text.substr(0, colon);
+        for (StreamKind const kind : {StreamKind::Video, StreamKind::Audio, StreamKind::Subtitle})
+            if (word == KindName(kind)) selector.kind = kind;
+        if (selector.kind && colon == text.size()) return selector;
+        if (selector.kind) text.remove_prefix(colon + 1);
+    }
+    int64 number = -1;
+    if (node.kind == Kind::Integer) number = node.integer;
+    if (node.kind == Kind::Text) {
+        auto const result = std::from_chars(text.data(), text.data() + text.size(), number);
+        if (result.ec != std::errc() || result.ptr != text.data() + text.size()) number = -1;
+    }
+    if (number < 0 || number > MAX_STREAM)
+        findings.Report(index,
+                        "must be \"video\", \"audio\" or \"subtitle\", each also with \":N\" for the N-th from 0, or "
+                        "the index of a stream, not " +
+                            Shown(node));
+    selector.ordinal = static_cast<int>(std::max<int64>(number, 0));
+    return selector;
+}
+
+std::string SelectorText(StreamSelector const& selector) {
+    std::string const number = std::to_string(selector.ordinal);
+    if (!selector.kind) return number;
+    std::string const kind(KindName(*selector.kind));
+    return selector.ordinal == 0 ? kind : kind + ":" + number;
+}
+
+std::optional<Ratio> ParseRatio(JsonNode const& node) {
+    std::optional<int64> numerator;
+    std::optional<int64> denominator = 1;
+    if (node.kind == Kind::Integer) numerator = node.integer;
+    if (node.kind == Kind::Text) {
+        std::size_t const slash = std::min(node.text.find('/'), node.text.size());
+        numerator = Parse<int64>(node.text.substr(0, slash));
+        if (slash < node.text.size()) denominator = Parse<int64>(node.text.substr(slash + 1));
+    }
+    bool const fits = numerator && denominator && *numerator >= 0 && *numerator <= MAX_FRAME_RATE_PART &&
+                      *denominator > 0 && *denominator <= MAX_FRAME_RATE_PART;
+    if (!fits) return {};
+    return Ratio(*numerator, *denominator);
 }
 
 bool ReadKeys(GraphFindings& findings, std::size_t index, std::vector<std::string> const& keys) {
@@ -284,6 +297,36 @@ std::size_t RequireKey(GraphFindings& findings, std::size_t object, std::string_
     std::size_t const value = findings.GetTree().Find(object, key);
     if (value == JsonTree::NONE) findings.ReportMissing(object, "the key \"" + std::string(key) + "\" is missing");
     return value;
+}
+
+// Its depth is bounded by that of the document.
+void ReadTree(GraphFindings& findings, std::size_t index, Core::Property& property) {
+    JsonTree const& tree = findings.GetTree();
+    if (tree[index].children.size() > MAX_TREE_KEYS)
+        return findings.Report(index, "has more than " + std::to_string(MAX_TREE_KEYS) + " keys");
+    for (std::size_t const child : tree[index].children) {
+        JsonNode const& node = tree[child];
+        Core::Property& entry = property[node.key];
+        switch (node.kind) {
+            case Kind::Text:
+                entry.SetValue(node.text);
+                break;
+            case Kind::Integer:
+                entry.SetValue(node.integer);
+                break;
+            case Kind::Number:
+                entry.SetValue(node.number);
+                break;
+            case Kind::Boolean:
+                entry.SetValue(node.boolean ? "true" : "false");
+                break;
+            case Kind::Object:
+                ReadTree(findings, child, entry);
+                break;
+            default:
+                findings.Report(child, "must be a text, a number, true, false or an object, not " + Shown(node));
+        }
+    }
 }
 
 void ReadFieldValues(GraphFindings& findings, std::vector<SettingField> const& fields, std::size_t index,

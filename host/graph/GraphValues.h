@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "contracts/Core/Property.h"
+#include "contracts/Core/Time.h"
 #include "contracts/Core/Types.h"
 #include "host/graph/GraphDocument.h"
 #include "host/graph/GraphJson.h"
@@ -48,8 +49,16 @@ class GraphFindings {
 
 std::optional<int64> ReadInteger(GraphFindings& findings, std::size_t index, int64 minimum, int64 maximum,
                                  std::string const& unit = {});
+std::optional<double> ReadNumber(GraphFindings& findings, std::size_t index, double lowest, double highest);
 std::optional<bool> ReadBoolean(GraphFindings& findings, std::size_t index);
 std::optional<std::string> ReadText(GraphFindings& findings, std::size_t index);
+
+/// Which stream of a file: "video", "audio:1", 3.
+StreamSelector ReadSelector(GraphFindings& findings, std::size_t index);
+/// How it stands in a file; one without a kind is the number.
+std::string SelectorText(StreamSelector const& selector);
+/// "N/D" or N, neither below 0 and D not 0, reduced; nothing is reported.
+std::optional<Ratio> ParseRatio(JsonNode const& node);
 
 /// Whether the value is an object with none but these keys; the first other one is reported.
 bool ReadKeys(GraphFindings& findings, std::size_t index, std::vector<std::string> const& keys);
@@ -64,5 +73,7 @@ void ReadFieldValues(GraphFindings& findings, std::vector<SettingField> const& f
 /// The settings of a class as a property that holds every field, from the object `index`, or `NONE` for the defaults;
 /// what is missing then is reported at `owner`.
 Core::Property ReadSettings(GraphFindings& findings, CatalogEntry const& entry, std::size_t index, std::size_t owner);
+/// A tree of the writer's own keys: enters what the object `index` holds into the property.
+void ReadTree(GraphFindings& findings, std::size_t index, Core::Property& property);
 
 }  // namespace Tarsel::Host

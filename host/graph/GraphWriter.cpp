@@ -8,7 +8,9 @@
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/ImplNames.h"
 #include "host/graph/EffectCatalog.h"
+#include "host/graph/FieldForms.h"
 #include "host/graph/GraphErrors.h"
+#include "host/graph/GraphValues.h"
 #include "host/graph/SettingsCatalog.h"
 
 namespace Tarsel::Host {
@@ -149,13 +151,10 @@ Json NodeToJson(Node const& node) {
 
 Json SourceToJson(GraphSource const& source) {
     Json object{{"id", source.id}, {"file", Escaped(source.file)}};
-    if (!source.stream.kind) {
+    if (source.stream.kind)
+        object["stream"] = SelectorText(source.stream);
+    else
         object["stream"] = source.stream.ordinal;
-    } else {
-        std::string selector(KindName(*source.stream.kind));
-        if (source.stream.ordinal != 0) selector += ":" + std::to_string(source.stream.ordinal);
-        object["stream"] = selector;
-    }
     if (source.packets) object["packets"] = true;
     return object;
 }
@@ -175,6 +174,10 @@ Json OutputToJson(GraphOutput const& output) {
 }
 
 }  // namespace
+
+Json FieldsAsJson(std::vector<SettingField> const& fields, Core::Property const& property) {
+    return FieldsToJson(fields, property);
+}
 
 std::string WriteGraph(GraphDocument const& document) {
     Json graph{{"version", 1}};

@@ -48,6 +48,52 @@ TEST(Exception, FamilyIsCaughtByItsBases) {
     EXPECT_TRUE((CaughtAs<Core::NotEnoughResource, Core::ComputingResourceException>()));
 }
 
+TEST(Exception, FailureOfAFiltersEffectsIsCaughtAsEitherAndByEveryBase) {
+    using Failure = Proc::FilterEffectException;
+    EXPECT_TRUE((CaughtAs<Failure, Failure>()));
+    EXPECT_TRUE((CaughtAs<Failure, boost::wrapexcept<Failure>>()));
+    EXPECT_TRUE((CaughtAs<Failure, Proc::FilterException>()));
+    EXPECT_TRUE((CaughtAs<Failure, Proc::EffectException>()));
+    EXPECT_TRUE((CaughtAs<Failure, Proc::ProcException>()));
+    EXPECT_TRUE((CaughtAs<Failure, Exception>()));
+    EXPECT_TRUE((CaughtAs<Failure, std::exception>()));
+    EXPECT_TRUE((CaughtAs<Failure, boost::exception>()));
+    EXPECT_FALSE((CaughtAs<Failure, Proc::AlgorithmException>()));
+    EXPECT_FALSE((CaughtAs<Proc::FilterException, Failure>()));
+    EXPECT_FALSE((CaughtAs<Proc::EffectException, Failure>()));
+}
+
+/// What the failure behind the pointer says to those who expect it as `Caught`.
+template <class Caught>
+std::string RethrownAs(std::exception_ptr const& carried) {
+    try {
+        std::rethrow_exception(carried);
+    } catch (Caught const& failure) {
+        auto const* const text = boost::get_error_info<TagDescription>(failure);
+        auto const* const stack = boost::get_error_info<TagCallStack>(failure);
+        return (text ? *text : "no text") + (stack && !stack->empty() ? " with a stack" : " without a stack");
+    } catch (...) {
+        return "another class";
+    }
+}
+
+TEST(Exception, PointerKeepsAFailureOfAFiltersEffectsAsEither) {
+    std::exception_ptr carried;
+    std::thread([&] {
+        try {
+            TARSEL_THROW(Proc::FilterEffectException, "no effect");
+        } catch (Proc::EffectException const&) {
+            carried = std::current_exception();
+        }
+    }).join();
+    EXPECT_EQ(RethrownAs<Proc::FilterEffectException>(carried), "no effect with a stack");
+    EXPECT_EQ(RethrownAs<Proc::FilterException>(carried), "no effect with a stack");
+    EXPECT_EQ(RethrownAs<Proc::EffectException>(carried), "no effect with a stack");
+    EXPECT_EQ(RethrownAs<Exception>(carried), "no effect with a stack");
+    EXPECT_EQ(RethrownAs<boost::wrapexcept<Proc::FilterEffectException>>(carried), "no effect with a stack");
+    EXPECT_EQ(RethrownAs<Proc::AlgorithmException>(carried), "another class");
+}
+
 TEST(Exception, SiblingsDoNotCatchEachOther) {
     EXPECT_FALSE((CaughtAs<Proc::EffectException, Proc::FilterException>()));
     EXPECT_FALSE((CaughtAs<Proc::FilterException, Proc::AlgorithmException>()));

@@ -97,6 +97,7 @@ void FilterDeinterlace::AcceptInternal(IStreamVisitor& visitor) {
 iptr<IDataVideo> FilterDeinterlace::ReadInternal() {
     Core::RecursiveMutexLock const guard(lock);
     LookAhead();
+    if (decision == Decision::Undecided) return nullptr;
     while (iptr<IDataVideo> frame = Next()) {
         if (decision == Decision::PassThrough) {
             ++framesRead;
@@ -130,8 +131,7 @@ void FilterDeinterlace::LookAhead() {
 }
 
 iptr<IDataVideo> FilterDeinterlace::Next() {
-    if (peeked.empty()) return decision == Decision::Undecided ? nullptr : parentStream->Read();
-    if (decision == Decision::Undecided) return nullptr;
+    if (peeked.empty()) return parentStream->Read();
     iptr<IDataVideo> frame = std::move(peeked.front());
     peeked.pop_front();
     return frame;

@@ -34,14 +34,14 @@ SmartMapBase<Traits>::SmartMapBase() : format(FormatType::Create()) {
 // --- Lock ------------------------------------------------------------------------------------------------------------
 
 template <class Traits>
-void SmartMapBase<Traits>::Lock() TARSEL_NO_THREAD_SAFETY_ANALYSIS {
+void SmartMapBase<Traits>::Lock() {
     lock.Lock();
     ++lockCount;
     wasLocked = true;
 }
 
 template <class Traits>
-bool SmartMapBase<Traits>::TryLock() TARSEL_NO_THREAD_SAFETY_ANALYSIS {
+bool SmartMapBase<Traits>::TryLock() {
     if (!lock.TryLock()) return false;
     ++lockCount;
     wasLocked = true;
@@ -49,7 +49,7 @@ bool SmartMapBase<Traits>::TryLock() TARSEL_NO_THREAD_SAFETY_ANALYSIS {
 }
 
 template <class Traits>
-void SmartMapBase<Traits>::Unlock() TARSEL_NO_THREAD_SAFETY_ANALYSIS {
+void SmartMapBase<Traits>::Unlock() {
     if (!lock.IsHeldByCaller() || lockCount == 0) return;
     --lockCount;
     wasLocked = true;
@@ -191,6 +191,7 @@ iptr<typename Traits::Mapped> SmartMapBase<Traits>::MapStream(iptr<StreamType> c
     record->Output().ReleaseInternalData();
     iptr<typename Traits::Mapped> handle = MakeHandle();
     record->mapped = handle.get();
+    record->number = mappedStreams++;
     streams.push_back(record);
     {
         Core::MutexLock const targetsGuard(targetsLock);
@@ -257,9 +258,10 @@ void SmartMapBase<Traits>::MarkChanged(unsigned bits) {
 template <class Traits>
 void SmartMapBase<Traits>::UpdateIfDirty(unsigned mask) const {
     if (dirty & mask & DIRTY_STREAM_ORDER) {
-        // Equal begins keep the order in which they were mapped.
-        std::stable_sort(streams.begin(), streams.end(),
-                         [](auto const& a, auto const& b) { return a->begin < b->begin; });
+        // Equal begins keep the order in which they were mapped, wherever they have been moved from.
+        std::sort(streams.begin(), streams.end(), [](auto const& a, auto const& b) {
+            return a->begin != b->begin ? a->begin < b->begin : a->number < b->number;
+        });
         window.Reset();
         dirty &= ~static_cast<unsigned>(DIRTY_STREAM_ORDER);
     }

@@ -18,6 +18,7 @@ namespace Details {
 /// What a smart map notes of any source.
 struct MappedSource {
     ITimeMapped const* mapped = nullptr;  // not owned: the handle removes its record
+    unsigned number = 0;                  // in mapping order
     int64 begin = 0;
     int64 sourceDuration = 0;
     int64 end = 0;
@@ -85,10 +86,12 @@ class SmartMapBase : public virtual Traits::Interface, public RefCounted {
     iptr<typename Traits::Mapped> MapStream(iptr<StreamType> const& source) override;
     iptr<IMappedEffect> MapEffect(iptr<IEffect> const& effect, int64 begin, int64 end) override;
 
-    void Lock() override;
-    bool TryLock() override;
+    // A host takes and gives up the lock in calls of its own, which no analysis can follow.
+
+    void Lock() override TARSEL_NO_THREAD_SAFETY_ANALYSIS;
+    bool TryLock() override TARSEL_NO_THREAD_SAFETY_ANALYSIS;
     /// Ignored where the calling thread has no `Lock` open.
-    void Unlock() override;
+    void Unlock() override TARSEL_NO_THREAD_SAFETY_ANALYSIS;
 
     void Initialize(Core::Property const& property) override;
     Core::Property GetSettings() override;
@@ -173,6 +176,7 @@ class SmartMapBase : public virtual Traits::Interface, public RefCounted {
     void SeekSources(int64 target) TARSEL_REQUIRES(lock);
 
     std::atomic<unsigned> lockCount{0};
+    unsigned mappedStreams TARSEL_GUARDED_BY(lock) = 0;  // since the map was made
     /// A host has had a lock since the last read: it may have written into an effect's time map.
     bool wasLocked TARSEL_GUARDED_BY(lock) = false;
 

@@ -191,6 +191,8 @@ TEST(FilterRegistrator, EntersItsRowsInTheOrderOfTheTables) {
         "dedicated - FilterJoinVideo Tarsel",
         "dedicated - FilterJoinAudio Tarsel",
         "dedicated - FilterJoinRaw Tarsel",
+        "dedicated - SmartMapVideo Tarsel",
+        "dedicated - SmartMapAudio Tarsel",
         "dedicated - FilterRepeatVideo Tarsel",
         "dedicated - FilterRepeatAudio Tarsel",
         "dedicated - FilterVolumeDetect Tarsel",
