@@ -1,6 +1,7 @@
 #include "host/gpu/GpuDevice.h"
 
 #include <GLES3/gl3.h>
+#include <glog/logging.h>
 
 #include <cstdlib>
 #include <utility>
@@ -68,6 +69,7 @@ std::shared_ptr<GpuDevice> GpuDevice::Get() {
     current.device = device;
     if (!current.closesAtExit) std::atexit(CloseCurrent);
     current.closesAtExit = true;
+    VLOG(2) << "Frames in GPU memory are on " << device->renderer << " (" << device->platform << ")";
     return device;
 }
 

@@ -18,6 +18,17 @@ constexpr int PIXEL_BYTES = 4;
 UploadEffect::UploadEffect() : OglEffect("Tarsel::Host::UploadEffect::GetStatistic") {}
 UploadEffect::~UploadEffect() = default;
 
+Core::Property UploadEffect::GetStatistic() {
+    Core::Property node = OglEffect::GetStatistic();
+    if (!device) return node;
+    GpuCounters const counters = device->GetCounters();
+    node.SetChild("Renderer", device->GetRenderer());
+    node.SetChild("Uploads", counters.uploads);
+    node.SetChild("Downloads", counters.downloads);
+    node.SetChild("Copies", counters.copies);
+    return node;
+}
+
 void UploadEffect::Process(iptr<IDataVideo>& item) {
     if (!item) return;
     if (item->GetFrameAlloc() != IDataVideo::FRAME_ALLOC_GPU) item = Upload(item);

@@ -16,6 +16,9 @@ class TARSEL_HOST_EXPORT UploadEffect final
     ~UploadEffect() override;
 
     int GetProcessingFrameType() override { return Proc::IDataVideo::FRAME_ALLOC_ANY; }
+    /// From the first frame on the node's children "Renderer", "Uploads", "Downloads" and "Copies" tell of the device,
+    /// which counts for all users together.
+    Core::Property GetStatistic() override;
     /// Throws `EffectException` when there is no GPU and when the picture is larger than it takes, and
     /// when it can't be converted.
     void Process(iptr<Proc::IDataVideo>& item) override;

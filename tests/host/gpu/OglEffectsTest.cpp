@@ -116,7 +116,7 @@ TEST_F(OglEffects, LeaveClonesOfWhatTheyGetAlone) {
 TEST_F(OglEffects, FadeGivesTheBytesOfTheProcessor) {
     for (auto const& [width, height] : Sizes())
         for (auto const& picture : AllKinds(width, height))
-            for (int64 const end : {int64{1}, int64{3}, int64{7}, int64{40000}})
+            for (int64 const end : {int64{1}, int64{3}, int64{4}, int64{7}, int64{40000}})
                 for (auto const direction : {SettingsEffectFade::DIRECTION_IN, SettingsEffectFade::DIRECTION_OUT}) {
                     picture->SetTime(2);
                     EXPECT_EQ(CompareSides(Fade(direction, 0x10F0A5), {picture}, Interval(0, end)), 0);

@@ -136,11 +136,27 @@ TEST_F(Transfer, EachMoveIsCountedOnce) {
 }
 
 TEST_F(Transfer, EffectsCountWhatTheyGive) {
+    auto effect = MakeShared<DownloadEffect>();
+    auto picture = Upload(Noise(4, 4, 1));
+    effect->Process(picture);
+    effect->Process(picture);
+    EXPECT_EQ(effect->GetStatistic(), Core::MakeStatistics("Tarsel::Host::DownloadEffect::GetStatistic", 0, 2));
+}
+
+TEST_F(Transfer, TheUploadersStatisticsTellOfTheDevice) {
     auto effect = MakeShared<UploadEffect>();
+    Core::Property expected = Core::MakeStatistics("Tarsel::Host::UploadEffect::GetStatistic", 0, 0);
+    EXPECT_EQ(effect->GetStatistic(), expected);
     auto picture = Noise(4, 4, 1);
     effect->Process(picture);
-    effect->Process(picture);
-    EXPECT_EQ(effect->GetStatistic(), Core::MakeStatistics("Tarsel::Host::UploadEffect::GetStatistic", 0, 2));
+    expected = Core::MakeStatistics("Tarsel::Host::UploadEffect::GetStatistic", 0, 1);
+    GpuCounters const counters = device->GetCounters();
+    EXPECT_GT(counters.uploads, 0);
+    expected.SetChild("Renderer", device->GetRenderer())
+        .SetChild("Uploads", counters.uploads)
+        .SetChild("Downloads", counters.downloads)
+        .SetChild("Copies", counters.copies);
+    EXPECT_EQ(effect->GetStatistic(), expected);
 }
 
 TEST_F(Transfer, APictureThatIsTooLargeIsRefused) {
