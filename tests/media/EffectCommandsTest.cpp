@@ -57,7 +57,7 @@ int LumaAt(DecodedPicture const& picture, int x, int y) {
 std::vector<Bytes> PayloadsOf(std::string const& path, int stream) {
     std::vector<Bytes> payloads;
     for (auto const& packet : InspectFile(path).streams.at(static_cast<std::size_t>(stream)).packets)
-        payloads.push_back(packet.payload);
+        payloads.push_back(packet.data);
     return payloads;
 }
 
