@@ -8,6 +8,9 @@
 #include <utility>
 #include <vector>
 
+#include "host/media/DecoderContext.h"
+#include "host/media/NativeParameters.h"
+
 namespace Tarsel::Host {
 
 using namespace Proc;
@@ -205,6 +208,24 @@ bool AreComparable(IDataVideo const& one, IDataVideo const& other) {
 }  // namespace
 
 DeinterlaceEffect::~DeinterlaceEffect() = default;
+
+void DeinterlaceEffect::AdaptFormatCodec(iptr<Conf::IFormatCodec>& format) {
+    PictureEffectBase::AdaptFormatCodec(format);
+    NativeParameters const* const native = format ? FindNativeParameters(*format) : nullptr;
+    if (!native || !native->parameters || native->parameters->field_order <= AV_FIELD_PROGRESSIVE) return;
+    auto const progressive = MakeShared<NativeParameters>();
+    if (!progressive->parameters ||
+        avcodec_parameters_copy(progressive->parameters.get(), native->parameters.get()) < 0)
+        TARSEL_THROW(EffectException, "no memory for the description of a stream");
+    progressive->parameters->field_order = AV_FIELD_PROGRESSIVE;
+    progressive->timeBase = native->timeBase;
+    progressive->averageFrameRate = native->averageFrameRate;
+    progressive->realFrameRate = native->realFrameRate;
+    progressive->sampleAspect = native->sampleAspect;
+    progressive->disposition = native->disposition;
+    progressive->sideData = native->sideData;
+    format->SetNativeParameters(progressive);
+}
 
 void DeinterlaceEffect::ResetEffectState() {
     present = nullptr;

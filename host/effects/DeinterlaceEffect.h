@@ -23,6 +23,8 @@ class TARSEL_HOST_EXPORT DeinterlaceEffect final
     DeinterlaceEffect() : PictureEffectBase("Tarsel::Host::DeinterlaceEffect::GetStatistic") {}
     ~DeinterlaceEffect() override;
 
+    /// What comes out is written as progressive.
+    void AdaptFormatCodec(iptr<Conf::IFormatCodec>& format) override;
     /// Forgets the picture before.
     void ResetEffectState() override;
     void Process(iptr<Proc::IDataVideo>& item) override;

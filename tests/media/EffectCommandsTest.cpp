@@ -57,7 +57,7 @@ int LumaAt(DecodedPicture const& picture, int x, int y) {
 std::vector<Bytes> PayloadsOf(std::string const& path, int stream) {
     std::vector<Bytes> payloads;
     for (auto const& packet : InspectFile(path).streams.at(static_cast<std::size_t>(stream)).packets)
-        payloads.push_back(packet.payload);
+        payloads.push_back(packet.data);
     return payloads;
 }
 
@@ -65,7 +65,7 @@ class Effects : public ::testing::Test {
   protected:
     std::string Make(std::vector<std::string> arguments, std::string const& name = "out.mkv") {
         std::string const path = folder / name;
-        arguments.insert(arguments.end(), {"-o", path, "--force", "--video-codec", "ffv1"});
+        arguments.insert(arguments.end(), {"-o", path, "--force", "--video-codec", "h264", "--quality", "0"});
         auto const result = RunTarsel(arguments);
         EXPECT_EQ(0, result.exitCode) << CommandText(arguments) << ": " << result.errors;
         errors = result.errors;
@@ -324,7 +324,7 @@ TEST_F(Effects, PicturesComeBackFromTheGpuForFiltersThatNeedThem) {
           {"id": 3, "class": "FilterApplyEffectsVideo", "inputs": [2], "settings": {"Effects": [{"effect": "upload"}]}},
           {"id": 4, "class": "SettingsFilterReverse", "inputs": [3]},
           {"id": 5, "class": "FilterApplyEffectsVideo", "inputs": [4], "settings": {"Effects": [{"effect": "upload"}]}}],
-        "output": {"file": "${OUT}", "streams": [{"input": 5, "codec": "ffv1"}]}})";
+        "output": {"file": "${OUT}", "streams": [{"input": 5, "codec": "h264", "quality": 0}]}})";
     std::string const out = folder / "out.mkv";
     auto const result = RunTarsel({"run", graph, "--set", "IN=" + Film(), "--set", "OUT=" + out});
     ASSERT_EQ(0, result.exitCode) << result.errors;

@@ -127,8 +127,10 @@ TEST(EffectCatalog, TellsWhatIsWrongWithTexts) {
               "the effect \"fade\": end: must be an integer from 1 to 2592000000000 (us), not \"0\"");
     EXPECT_EQ(error("fade", {{"begin", "-1"}}),
               "the effect \"fade\": begin: must be an integer from 0 to 2592000000000 (us), not \"-1\"");
-    EXPECT_EQ(error("fade", {{"implementation", "CUDA"}}).substr(0, 77),
-              "the effect \"fade\": implementation: the effect \"fade\" has no implementation \"CUDA\"");
+    EXPECT_EQ(
+        error("smooth-lines", {{"implementation", "CUDA"}}),
+        "the effect \"smooth-lines\": implementation: the effect \"smooth-lines\" has no implementation \"CUDA\", "
+        "it has \"Tarsel\"");
     EXPECT_EQ(error("resize", {{"width", "64"}, {"height", "36"}, {"begin", "0"}}),
               "the effect \"resize\": begin: the effect \"resize\" acts on the whole stream");
     EXPECT_EQ(error("resize", {{"width", "0"}, {"height", "36"}}),

@@ -107,8 +107,8 @@ TEST(EffectGraph, BrokenChainsAreToldWithTheirPlaces) {
               at + "/0/end: must be behind \"begin\", 9");
     EXPECT_EQ(ErrorOf(Chain(R"([{"effect": "download", "end": 5}])")),
               at + "/0/end: the effect \"download\" acts on the whole stream");
-    EXPECT_EQ(ErrorOf(Chain(R"([{"effect": "color", "implementation": "GL"}])")),
-              at + "/0/implementation: the effect \"color\" has no implementation \"GL\", it has \"Tarsel\"");
+    EXPECT_EQ(ErrorOf(Chain(R"([{"effect": "smooth-lines", "implementation": "GL"}])")),
+              at + "/0/implementation: the effect \"smooth-lines\" has no implementation \"GL\", it has \"Tarsel\"");
     EXPECT_EQ(ErrorOf(Graph("FilterApplyEffectsAudio", R"({"Effects": [{"effect": "fade"}]})", "audio")),
               at + "/0/effect: the effect \"fade\" is one on pictures, not on sound");
     EXPECT_EQ(ErrorOf(Graph("SettingsResizer", R"({"Width": 8})")),
