@@ -35,6 +35,8 @@ void AddSpectrumCommand(CLI::App& program, Action& chosen);
 void AddTimelineCommands(CLI::App& program, Action& chosen);
 /// Mix, volume, level, tone.
 void AddSoundCommands(CLI::App& program, Action& chosen);
+/// Resize, deinterlace, effects.
+void AddEffectCommands(CLI::App& program, Action& chosen);
 void AddFiltersCommand(CLI::App& program, Action& chosen);
 void AddDemoCommand(CLI::App& program, Action& chosen);
 

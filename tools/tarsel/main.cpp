@@ -60,6 +60,7 @@ int Main(int count, char** arguments) {
     Action chosen;
     AddCutCommand(program, chosen);
     AddDemoCommand(program, chosen);
+    AddEffectCommands(program, chosen);
     AddFiltersCommand(program, chosen);
     AddProbeCommand(program, chosen);
     AddRemuxCommand(program, chosen);

@@ -1,6 +1,5 @@
 #include "Proc/Filters/Filters/TransparentBorder.h"
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <vector>
@@ -81,7 +80,7 @@ class Window {
 
 uint64 BlurTransparentBorder(Details::PlaneTemplate<0> const& plane, int alphaByte, int matrixSize) {
     int const height = plane.GetRows();
-    int const half = std::min(matrixSize / 2, std::max(height, plane.GetRowBytes()));
+    int const half = matrixSize / 2;
     // The window of a size up to 1 is empty.
     if (half <= 0) return 0;
     Window window(plane, alphaByte);
