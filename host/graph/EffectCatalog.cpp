@@ -164,12 +164,6 @@ void AddSoundEffects(std::vector<EffectEntry>& catalog) {
         "audio-mix", AUDIO, {}, "Sums the sound of several streams")));
 }
 
-std::vector<std::string> NamesOfEffects() {
-    std::vector<std::string> names;
-    for (EffectEntry const& entry : GetEffectCatalog()) names.push_back(entry.name);
-    return names;
-}
-
 void ReadImplementation(GraphFindings& findings, EffectEntry const& entry, std::size_t index,
                         Core::Property& property) {
     std::size_t const place = findings.GetTree().Find(index, GetEffectKeys()[0].key);
