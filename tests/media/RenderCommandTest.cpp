@@ -69,7 +69,7 @@ TEST_F(RenderCommand, RendersATimelineFileAndTellsWhatItDid) {
 TEST_F(RenderCommand, TellsPeopleInWords) {
     auto const result = Render(Write("edit.json", Plain()));
     EXPECT_EQ(folder / "out.mkv" +
-                  ": matroska, 1.2, 2 clips of 2 files\n"
+                  ": matroska, 00:01.200, 2 clips of 2 files\n"
                   "pictures: 30 frames of 32x24 at 25/1\n"
                   "sound: 57600 samples at 48000 Hz\n"
                   "video h264: 30 packets\n"
