@@ -69,7 +69,8 @@ void RequireEqual(IDataVideo const& one, IDataVideo const& other) {
 
 /// As the filter does it.
 void Blur(IDataVideo& picture, int matrix) {
-    if (HasTransparentBorder(picture.GetPlaneConst(0), ALPHA)) BlurTransparentBorder(picture.GetPlane(0), ALPHA, matrix);
+    if (HasTransparentBorder(picture.GetPlaneConst(0), ALPHA))
+        BlurTransparentBorder(picture.GetPlane(0), ALPHA, matrix);
 }
 
 void MeasureShape(Rows& rows, std::string const& name, Alpha const& alpha) {
@@ -80,9 +81,8 @@ void MeasureShape(Rows& rows, std::string const& name, Alpha const& alpha) {
     std::vector<iptr<IDataVideo>> pictures;
     Turns turns(ThreadTime);
     auto const bytes = static_cast<std::size_t>(WIDTH) * HEIGHT * 4;
-    std::size_t const copying = turns.Add([&] {
-        std::memcpy(copy->GetPlane(0).GetData(), source->GetPlaneConst(0).GetData(), bytes);
-    });
+    std::size_t const copying =
+        turns.Add([&] { std::memcpy(copy->GetPlane(0).GetData(), source->GetPlaneConst(0).GetData(), bytes); });
     for (int const matrix : matrices) {
         iptr<IDataVideo> const expected = source->Clone(true);
         double const start = ThreadTime();

@@ -17,7 +17,7 @@ using namespace Tarsel::Bench;
 int Refuse() {
     std::fputs(
         "usage: tarsel-bench-effects [--json] [maps] [blur] [gpu]\n"
-        "       tarsel-bench-effects run none|resize|color|fade|stamp|convert|chain COUNT STAMP\n",
+        "       tarsel-bench-effects run none|none-large|resize|color|fade|stamp|convert|chain COUNT STAMP\n",
         stderr);
     return 2;
 }
@@ -37,7 +37,8 @@ int main(int count, char** arguments) try {
     bool json = false;
     for (int i = 1; i < count; ++i) {
         std::string const word = arguments[i];
-        auto* const part = std::find_if(std::begin(parts), std::end(parts), [&](Part const& p) { return p.name == word; });
+        auto* const part =
+            std::find_if(std::begin(parts), std::end(parts), [&](Part const& p) { return p.name == word; });
         if (part != std::end(parts))
             part->isWanted = true;
         else if (word == "--json")

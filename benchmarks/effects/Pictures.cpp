@@ -80,7 +80,9 @@ std::vector<iptr<IOneInputEffectVideo>> MakeChain(std::string const& what, std::
     add("fade", [] { return MakePictureEffect(SettingsEffectFade(), ImplNames::TARSEL); });
     add("stamp", [&] { return MakePictureEffect(StampSettings(stamp), ImplNames::TARSEL); });
     add("convert", [] {
-        return MakePictureEffect(SettingsColorSpaceConverter({static_cast<PixFmt>(static_cast<int>(AV_PIX_FMT_YUV422P))}), ImplNames::TARSEL);
+        return MakePictureEffect(
+            SettingsColorSpaceConverter({static_cast<PixFmt>(static_cast<int>(AV_PIX_FMT_YUV422P))}),
+            ImplNames::TARSEL);
     });
     for (auto const& effect : chain) effect->GetTimeToProgress().end = 200 * SECOND;
     return chain;
@@ -89,12 +91,11 @@ std::vector<iptr<IOneInputEffectVideo>> MakeChain(std::string const& what, std::
 }  // namespace
 
 bool RunPictures(std::string const& what, int64 count, std::string const& stamp) {
-    bool const isLarge = what == "resize" || what == "chain";
-    VideoSource const source = isLarge || what == "none" ? MakeSource(1920, 1080, count) : MakeSource(1280, 720, count);
-    auto const filter =
-        Factory()->Dedicated(FilterSlots::APPLY_EFFECTS_VIDEO, ImplNames::DEFAULT)(source, Effects());
+    bool const isLarge = what == "none-large" || what == "resize" || what == "chain";
+    VideoSource const source = isLarge ? MakeSource(1920, 1080, count) : MakeSource(1280, 720, count);
+    auto const filter = Factory()->Dedicated(FilterSlots::APPLY_EFFECTS_VIDEO, ImplNames::DEFAULT)(source, Effects());
     auto const chain = MakeChain(what, stamp);
-    if (chain.empty() && what != "none") return false;
+    if (chain.empty() && what != "none" && what != "none-large") return false;
     for (auto const& effect : chain) filter->AddEffect(effect);
     filter->RequestSeek(0, nullptr);
     filter->DoSeek();

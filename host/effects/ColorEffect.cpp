@@ -23,15 +23,17 @@ void ChangeYuv(IDataVideo& picture, PictureLayout const& layout, SettingsEffectC
         if (part.isChroma) {
             double const middle = std::ldexp(1.0, part.depth - 1);
             double const factor = settings.GetContrast() * settings.GetSaturation();
-            MapSamples(picture, part, [&](u32 value) { return Held((value - middle) * factor + middle, part); });
+            MapSamples(picture, part, [&](u32 value) { return Held((value - middle) * factor + middle, part); },
+                       {factor, middle - middle * factor + 0.5});
             continue;
         }
         double const black = isFull ? 0 : 16 * unit;
         double const span = isFull ? part.GetMax() : 219 * unit;
         double const middle = black + span / 2;
-        MapSamples(picture, part, [&](u32 value) {
-            return Held((value - middle) * settings.GetContrast() + middle + settings.GetBrightness() * span, part);
-        });
+        double const lift = settings.GetBrightness() * span;
+        MapSamples(picture, part,
+                   [&](u32 value) { return Held((value - middle) * settings.GetContrast() + middle + lift, part); },
+                   {settings.GetContrast(), middle - middle * settings.GetContrast() + lift + 0.5});
     }
 }
 

@@ -24,7 +24,10 @@ void FadeEffect::Process(iptr<IDataVideo>& item) {
         for (int i = 0; i < layout.GetColourCount(); ++i) {
             auto const index = static_cast<std::size_t>(i);
             auto const shade = static_cast<u32>(colour[index]);
-            MapSamples(*item, layout.components[index], [&](u32 sample) { return Mixed(shade, sample, weight); });
+            SampleLine const line{static_cast<double>(weight) / MIX_WHOLE,
+                                  static_cast<double>(shade * (MIX_WHOLE - weight) + MIX_WHOLE / 2) / MIX_WHOLE};
+            MapSamples(
+                *item, layout.components[index], [&](u32 sample) { return Mixed(shade, sample, weight); }, line);
         }
     }
     CountItem();

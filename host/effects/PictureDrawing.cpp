@@ -117,8 +117,7 @@ class Drawing {
         columns = endColumn - firstColumn;
         std::size_t const cells = static_cast<std::size_t>(columns) << shiftY;
         shares.resize(cells);
-        drawn.resize(cells);
-        kept.resize(cells);
+        if (destLayout.hasAlpha) kept.resize(cells);
         for (int row = (area.top >> shiftY) << shiftY; row < area.bottom; row += 1 << shiftY)
             DrawRows(row, std::min(1 << shiftY, dest.GetHeight() - row));
     }
@@ -141,7 +140,7 @@ class Drawing {
                 Row<Sample> const row(DestRow(*alpha, y), *alpha);
                 for (int x = area.left; x < area.right; ++x) {
                     std::size_t const at = At(x, (y - firstRow) * columns);
-                    row.Set(x, static_cast<u32>((u64{drawn[at]} + kept[at] + max / 2) / max));
+                    row.Set(x, static_cast<u32>((u64{DrawnAt(at)} + KeptAt(at) + max / 2) / max));
                 }
             }
     }
@@ -161,20 +160,13 @@ class Drawing {
         std::fill_n(shares.begin() + rowBase, columns, 0U);
         if (inside) {
             if (PictureComponent const* const alpha = pictureLayout.GetAlpha()) {
-                Row<Sample const> const row(PictureRow(*alpha, y - y0), *alpha);
-                for (int x = area.left; x < area.right; ++x)
-                    shares[At(x, rowBase)] = (row.Get(x - x0) * strength + 127) / 255;
+                WeighRow(Row<Sample const>(PictureRow(*alpha, y - y0), *alpha), shares.data() + At(area.left, rowBase));
             } else {
                 std::fill(shares.begin() + rowBase + (area.left - firstColumn),
                           shares.begin() + rowBase + (area.right - firstColumn), (max * strength + 127) / 255);
             }
         }
         PictureComponent const* const alpha = destLayout.GetAlpha();
-        for (std::size_t i = 0; i < static_cast<std::size_t>(columns); ++i) {
-            u32 const share = shares[begin + i];
-            drawn[begin + i] = share * max;
-            kept[begin + i] = max * (max - share);
-        }
         if (!alpha) return;
         Row<Sample> const row(DestRow(*alpha, y), *alpha);
         for (int i = 0; i < columns; ++i) {
@@ -182,6 +174,16 @@ class Drawing {
             kept[at] = row.Get(firstColumn + i) * (max - shares[at]);
         }
     }
+    void WeighRow(Row<Sample const> const& alpha, u32* share) const {
+        if (Sample const* plain = alpha.GetPlain()) {
+            plain += area.left - x0;
+            for (int i = 0; i < area.right - area.left; ++i) share[i] = (plain[i] * strength + 127) / 255;
+            return;
+        }
+        for (int x = area.left; x < area.right; ++x) *share++ = (alpha.Get(x - x0) * strength + 127) / 255;
+    }
+    u32 DrawnAt(std::size_t at) const { return shares[at] * max; }
+    u32 KeptAt(std::size_t at) const { return kept.empty() ? max * (max - shares[at]) : kept[at]; }
 
     /// The sample of black, or of no colour.
     int64 OffsetOf(PictureComponent const& part) const {
@@ -199,13 +201,11 @@ class Drawing {
         int64 const offset = OffsetOf(to);
         for (int x = area.left; x < area.right; ++x) {
             std::size_t const at = At(x, rowBase);
-            u64 const sum = u64{drawn[at]} + kept[at];
+            u64 const drawn = DrawnAt(at), keptWeight = KeptAt(at), sum = drawn + keptWeight;
             if (sum == 0) continue;
-            u32 const under = row.Get(x);
-            row.Set(x, isPremultiplied
-                           ? Premultiplied(Part(source.Get(x - x0), offset), under, kept[at], sum, offset)
-                           : static_cast<u32>((u64{source.Get(x - x0)} * drawn[at] + u64{under} * kept[at] + sum / 2) /
-                                              sum));
+            u32 const sample = source.Get(x - x0), under = row.Get(x);
+            row.Set(x, isPremultiplied ? Premultiplied(Part(sample, offset), under, keptWeight, sum, offset)
+                                       : static_cast<u32>((sample * drawn + under * keptWeight + sum / 2) / sum));
         }
     }
 
@@ -238,9 +238,44 @@ class Drawing {
     void DrawChroma(PictureComponent const& to, PictureComponent const& from, int firstRow, int rows) {
         int const shiftX = destLayout.chromaShiftX;
         Row<Sample> const row(DestRow(to, firstRow >> destLayout.chromaShiftY), to);
+        Area const whole = WholeCells(Row<Sample const>(PictureRow(from, 0), from), row, firstRow, rows);
         for (int column = firstColumn; column < firstColumn + columns; column += 1 << shiftX) {
+            if (column == whole.left && !whole.IsEmpty()) {
+                if (destLayout.chromaShiftY)
+                    DrawWholeCells<1>(row, PictureRow(from, (firstRow - y0) >> 1), whole);
+                else
+                    DrawWholeCells<0>(row, PictureRow(from, firstRow - y0), whole);
+                column = whole.right;
+                if (column >= firstColumn + columns) break;
+            }
             int const width = std::min(1 << shiftX, firstColumn + columns - column);
             DrawCell(row, to, from, {column, firstRow, column + width, firstRow + rows}, firstRow);
+        }
+    }
+
+    /// The part of a row of chroma where one sample of the picture lies on each sample of `dest`, all of it inside, and
+    /// where the weights have a sum that is known: bytes in rows without gaps, of halved width.
+    Area WholeCells(Row<Sample const> const& source, Row<Sample> const& row, int firstRow, int rows) const {
+        int const maskX = (1 << destLayout.chromaShiftX) - 1, maskY = (1 << destLayout.chromaShiftY) - 1;
+        bool const fits = sizeof(Sample) == 1 && max == 255 && !destLayout.hasAlpha && !isPremultiplied && maskX == 1 &&
+                          maskY <= 1 && source.GetPlain() && row.GetPlain() && ((x0 & maskX) | (y0 & maskY)) == 0 &&
+                          rows == maskY + 1 && firstRow >= area.top && firstRow + rows <= area.bottom;
+        if (!fits) return {};
+        return {(area.left + maskX) & ~maskX, firstRow, area.right & ~maskX, firstRow + rows};
+    }
+
+    /// The formula of a cell with both sides divided by M: the sum of the weights is M * M for each of its pixels.
+    template <int SHIFT_Y>
+    void DrawWholeCells(Row<Sample> const& row, Sample const* source, Area const& whole) {
+        constexpr u32 SUM = 255 * (2 << SHIFT_Y);
+        Sample* const to = row.GetPlain() + whole.left / 2;
+        source += (whole.left - x0) / 2;
+        u32 const* const upper = shares.data() + (whole.left - firstColumn);
+        u32 const* const lower = upper + (SHIFT_Y ? columns : 0);
+        for (int i = 0; i < (whole.right - whole.left) / 2; ++i) {
+            u32 share = upper[i * 2] + upper[i * 2 + 1];
+            if (SHIFT_Y) share += lower[i * 2] + lower[i * 2 + 1];
+            to[i] = static_cast<Sample>((source[i] * share + to[i] * (SUM - share) + SUM / 2) / SUM);
         }
     }
 
@@ -255,11 +290,12 @@ class Drawing {
             Sample const* const samples = inside ? PictureRow(from, (y - y0) >> pictureLayout.chromaShiftY) : nullptr;
             for (int x = cell.left; x < cell.right; ++x) {
                 std::size_t const at = At(x, (y - firstRow) * columns);
-                drawnSum += drawn[at];
-                keptSum += kept[at];
+                u32 const drawn = DrawnAt(at);
+                drawnSum += drawn;
+                keptSum += KeptAt(at);
                 if (!inside || x < area.left || x >= area.right) continue;
                 u32 const sample = Row<Sample const>(samples, from).Get((x - x0) >> pictureLayout.chromaShiftX);
-                straight += u64{sample} * drawn[at];
+                straight += u64{sample} * drawn;
                 if (isPremultiplied) parts += Part(sample, offset);
             }
         }
@@ -285,11 +321,10 @@ class Drawing {
     Planes<u8> const destPlanes;
     Planes<u8 const> const picturePlanes;
 
-    // The weights e, n and m of the rows at work, for whole chroma samples.
+    // The weights e of the rows at work, for whole chroma samples; where `dest` has alpha, m, too.
     int firstColumn = 0;
     int columns = 0;
     std::vector<u32> shares;
-    std::vector<u32> drawn;
     std::vector<u32> kept;
 };
 

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <limits>
 #include <stdexcept>
 #include <typeinfo>
@@ -168,6 +169,35 @@ TEST(TransparentBorder, MeansAreCutToWholeNumbersAndCounted) {
     EXPECT_EQ(BlurTransparentBorder(plane, 0, 4), 1U);
     EXPECT_EQ(BytesOf(*picture), (Bytes{1, 10, 20, 30, 255, 11, 21, 255, 0, 10, 20, 142}))
         << "how opaque a pixel is makes no difference";
+}
+
+TEST(TransparentBorder, MeansOfSeventeenMillionPixelsAreExact) {
+    // Their sum is beyond 32 bits.
+    int const side = 4200;
+    auto const picture = MakeVideo(0, 40, 255, PIX_FMT_BGRA, side, side);
+    auto const plane = picture->GetPlane(0);
+    u8* const pixel = plane.GetOffsetPtr(side / 2, side / 2);
+    std::fill_n(pixel, 4, u8{0});
+    EXPECT_EQ(BlurTransparentBorder(plane, 3, 2 * side), 1U);
+    EXPECT_EQ(std::vector<u8>(pixel, pixel + 4), (std::vector<u8>{255, 255, 255, 0}));
+    *plane.GetOffsetPtr(0, 0) = 254;
+    EXPECT_EQ(BlurTransparentBorder(plane, 3, 2 * side), 1U);
+    EXPECT_EQ(std::vector<u8>(pixel, pixel + 4), (std::vector<u8>{254, 255, 255, 0})) << "cut, not rounded";
+}
+
+TEST(TransparentBorder, WindowsThatEmptyAndFillAgainCountNothingTwice) {
+    // Shapes with wider gaps between them than the window is high and wide.
+    TestSupport::Draw draw(17);
+    int const width = 61, height = 53;
+    for (int const size : {2, 4, 9, 16}) {
+        auto const picture = DrawPicture(draw, PIX_FMT_RGBA, width, height, 8);
+        for (unsigned const corner : {3U, 30U, 48U})
+            for (unsigned y = 0; y < 3; ++y)
+                for (unsigned x = 0; x < 4; ++x) picture->GetPlane(0).GetOffsetPtr(59 - corner + x, corner + y)[3] = 9;
+        Bytes const before = BytesOf(*picture);
+        BlurTransparentBorder(picture->GetPlane(0), 3, size);
+        EXPECT_EQ(BytesOf(*picture), Reference(before, width, height, 3, size)) << "matrix " << size;
+    }
 }
 
 TEST(TransparentBorder, BordersAreFoundWhereTransparentAndOtherPixelsMeet) {

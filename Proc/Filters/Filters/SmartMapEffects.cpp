@@ -45,7 +45,8 @@ iptr<IEffect> SmartMapEffects::Remove(ITimeMapped const* mapped) {
     if (found == effects.end()) return nullptr;
     iptr<IEffect> const effect = (*found)->effect;
     effects.erase(found);
-    Reindex();
+    // Whoever takes many away pays for one new index.
+    isIndexed = false;
     // One effect may stand on the timeline twice.
     if (!IsMapped(effect)) activeEffects.erase(effect);
     return effect;
@@ -82,6 +83,7 @@ void SmartMapEffects::Reindex() {
     byBegin = effects;
     std::sort(byBegin.begin(), byBegin.end(), [](auto const& a, auto const& b) { return a->begin < b->begin; });
     window.Reset();
+    isIndexed = true;
 }
 
 void SmartMapEffects::LookAgain() {
@@ -90,6 +92,7 @@ void SmartMapEffects::LookAgain() {
 }
 
 std::vector<iptr<IEffect>> SmartMapEffects::FindActing(int64 position) {
+    if (!isIndexed) Reindex();
     window.MoveTo(byBegin, position);
     Records const& found = window.Current();
     if (!std::all_of(found.begin(), found.end(), [](auto const& record) { return record->IsIndexRight(); })) {

@@ -61,6 +61,7 @@ class SmartMapEffects {
 
     Records effects;  // in mapping order
     Records byBegin;  // the same, sorted
+    bool isIndexed = true;
     TimelineWindow<EffectData> window;
     std::set<iptr<IEffect>> activeEffects;
 };

@@ -1,7 +1,9 @@
 #include "Proc/Filters/Filters/TransparentBorder.h"
 
-#include <array>
+#include <algorithm>
 #include <cstddef>
+#include <cstring>
+#include <limits>
 #include <vector>
 
 namespace Tarsel::Proc {
@@ -10,80 +12,127 @@ namespace {
 
 constexpr int PIXEL_BYTES = 4;
 
-/// Sums of the three colours of opaque pixels, and their number. Wide enough for any picture.
-using Sums = std::array<uint64, 4>;
+// How wide sums are.
 
-/// Walks down a picture with a window of rows.
+struct Narrow {
+    using Sum = u32;
+    using Parts = u32 __attribute__((vector_size(16)));
+};
+struct Wide {
+    using Sum = uint64;
+    using Parts = uint64 __attribute__((vector_size(32)));
+};
+
+/// Walks down a picture with a window of rows. A sum of `Width` holds that of a colour over the largest window; what is
+/// summed along a row may wrap around, since only differences of it count.
+template <class Width>
 class Window {
   public:
+    using Sum = typename Width::Sum;
+
     Window(Details::PlaneTemplate<0> const& plane, int alphaByte)
         : plane(plane),
-          alphaByte(alphaByte),
+          alphaByte(static_cast<std::size_t>(alphaByte)),
           firstColour(alphaByte == 0 ? 1 : 0),
           width(static_cast<std::size_t>(plane.GetRowBytes() / PIXEL_BYTES)),
           columns(width),
-          along(width + 1) {}
+          along(width + 1),
+          left(width) {
+        colours.parts = ~colours.parts;
+        colours.parts[alphaByte] = 0;
+        one.parts[alphaByte] = 1;
+    }
 
-    u8* GetRow(int y) const { return plane.GetOffsetPtr(0, static_cast<unsigned>(y)); }
     void AddRow(int y) {
-        ForOpaque(y, [](uint64& sum, uint64 value) { sum += value; });
+        if (ForOpaque(y, [](Sums& sums, Sums const& pixel) { sums.parts += pixel.parts; })) ++filledRows;
     }
     void TakeRow(int y) {
-        ForOpaque(y, [](uint64& sum, uint64 value) { sum -= value; });
+        if (!ForOpaque(y, [](Sums& sums, Sums const& pixel) { sums.parts -= pixel.parts; })) return;
+        if (--filledRows > 0) return;
+        left = width;
+        right = 0;
     }
     /// Writes the transparent pixels of a row from the window that has been set up for it.
     uint64 BlurRow(int y, std::size_t half) {
+        if (filledRows == 0) return 0;
         u8* const row = GetRow(y);
         bool summed = false;
         uint64 changed = 0;
-        for (std::size_t x = 0; x < width; ++x) {
+        std::size_t const end = half < width - right ? right + half : width;
+        for (std::size_t x = left > half ? left - half : 0; x < end; ++x) {
             u8* const pixel = row + x * PIXEL_BYTES;
             if (pixel[alphaByte] != 0) continue;
             if (!summed) SumAlong();
             summed = true;
-            Sums const& from = along[x > half ? x - half : 0];
-            Sums const& to = along[half < width - x ? x + half : width];
-            uint64 const count = to[3] - from[3];
+            Sums sums = along[std::clamp(half < width - x ? x + half : width, left, right)];
+            sums.parts -= along[std::clamp(x > half ? x - half : 0, left, right)].parts;
+            Sum const count = sums.parts[alphaByte];
             if (count == 0) continue;
-            for (std::size_t c = 0; c < 3; ++c) pixel[firstColour + c] = static_cast<u8>((to[c] - from[c]) / count);
+            // Exact: a sum lies half of a 1/count from the next whole quotient at least, and rounding moves it by less
+            // than 255 / 2^52.
+            double const share = 1.0 / static_cast<double>(count);
+            for (std::size_t c = firstColour; c < firstColour + 3; ++c)
+                pixel[c] = static_cast<u8>(static_cast<int>((static_cast<double>(sums.parts[c]) + 0.5) * share));
             ++changed;
         }
         return changed;
     }
 
   private:
+    /// In the order of a pixel's bytes: the three colours of opaque pixels, and where alpha stands their number.
+    struct Sums {
+        typename Width::Parts parts{};
+    };
+
+    u8* GetRow(int y) const { return plane.GetOffsetPtr(0, static_cast<unsigned>(y)); }
+    /// Says whether the row has opaque pixels.
     template <class Change>
-    void ForOpaque(int y, Change&& change) {
+    bool ForOpaque(int y, Change&& change) {
+        using Bytes = u8 __attribute__((vector_size(PIXEL_BYTES)));
         u8 const* pixel = GetRow(y);
-        for (Sums& sums : columns) {
-            if (pixel[alphaByte] != 0) {
-                for (std::size_t c = 0; c < 3; ++c) change(sums[c], pixel[firstColour + c]);
-                change(sums[3], 1);
-            }
-            pixel += PIXEL_BYTES;
+        std::size_t first = width;
+        std::size_t end = 0;
+        for (std::size_t x = 0; x < width; ++x, pixel += PIXEL_BYTES) {
+            if (pixel[alphaByte] == 0) continue;
+            Bytes bytes;
+            std::memcpy(&bytes, pixel, sizeof bytes);
+            Sums const parts{(__builtin_convertvector(bytes, typename Width::Parts) & colours.parts) | one.parts};
+            change(columns[x], parts);
+            first = std::min(first, x);
+            end = x + 1;
         }
+        left = std::min(left, first);
+        right = std::max(right, end);
+        return end > 0;
     }
     void SumAlong() {
-        for (std::size_t x = 0; x < width; ++x)
-            for (std::size_t c = 0; c < 4; ++c) along[x + 1][c] = along[x][c] + columns[x][c];
+        Sums sums;
+        along[left] = sums;
+        for (std::size_t x = left; x < right; ++x) {
+            sums.parts += columns[x].parts;
+            along[x + 1] = sums;
+        }
     }
 
     Details::PlaneTemplate<0> const plane;
     std::size_t const alphaByte;
     std::size_t const firstColour;
     std::size_t const width;
+    Sums colours;               // masks them
+    Sums one;                   // at the place of alpha
     std::vector<Sums> columns;  // over the window's rows
     std::vector<Sums> along;    // of the columns left of each
+
+    // Where opaque pixels are: rows of the window that have some, and [left, right) holds all of them.
+    int filledRows = 0;
+    std::size_t left;
+    std::size_t right = 0;
 };
 
-}  // namespace
-
-uint64 BlurTransparentBorder(Details::PlaneTemplate<0> const& plane, int alphaByte, int matrixSize) {
+template <class Width>
+uint64 Blur(Details::PlaneTemplate<0> const& plane, int alphaByte, int half) {
     int const height = plane.GetRows();
-    int const half = matrixSize / 2;
-    // The window of a size up to 1 is empty.
-    if (half <= 0) return 0;
-    Window window(plane, alphaByte);
+    Window<Width> window(plane, alphaByte);
     uint64 changed = 0;
     int next = 0;  // the row that enters the window next
     for (int y = 0; y < height; ++y) {
@@ -93,6 +142,21 @@ uint64 BlurTransparentBorder(Details::PlaneTemplate<0> const& plane, int alphaBy
         changed += window.BlurRow(y, static_cast<std::size_t>(half));
     }
     return changed;
+}
+
+}  // namespace
+
+uint64 BlurTransparentBorder(Details::PlaneTemplate<0> const& plane, int alphaByte, int matrixSize) {
+    int const half = std::min(matrixSize / 2, std::max(plane.GetRows(), plane.GetRowBytes()));
+    // The window of a size up to 1 is empty.
+    if (half <= 0) return 0;
+    auto const side = [half](int limit) {
+        return std::min<uint64>(static_cast<uint64>(half) * 2, static_cast<uint64>(limit));
+    };
+    uint64 const largest = side(plane.GetRows()) * side(plane.GetRowBytes() / PIXEL_BYTES) * 255;
+    // Half the bytes are worth a path of their own; few pictures and fewer windows need the other one.
+    return largest <= std::numeric_limits<u32>::max() ? Blur<Narrow>(plane, alphaByte, half)
+                                                      : Blur<Wide>(plane, alphaByte, half);
 }
 
 bool HasTransparentBorder(Details::PlaneTemplate<1> const& plane, int alphaByte) {
