@@ -103,5 +103,53 @@ TEST(RenderInStep, OddRateOfFramesKeepsStepToo) {
     for (std::size_t i = 0; i < 120; ++i) EXPECT_LE(std::abs(flashes[i] - beeps[i]), 100) << "clip " << i;
 }
 
+/// Gaps, dissolves, speeds and opacities as they come.
+TimelineTrack RandomTrack(TrackKind kind, std::mt19937& random, int64 length) {
+    auto const below = [&](int64 limit) { return static_cast<int64>(random() % static_cast<unsigned>(limit)); };
+    static constexpr double SPEEDS[] = {1, 1, 1, 2, 0.5, -1, 0};
+    TimelineTrack track;
+    track.kind = kind;
+    int64 time = 0;
+    while (time < length) {
+        if (below(3) == 0) time += 1 + below(300000);
+        int64 const duration = 60001 + below(400000);
+        TimelineClip clip = ClipOf(kind == TrackKind::Video ? NumberedClip() : LevelClip(250), time, time + duration,
+                                   below(1000000), SPEEDS[below(7)]);
+        if (below(4) == 0) clip.opacity = 0.5;
+        time = clip.end;
+        bool const touches = !track.clips.empty() && track.clips.back().end == clip.begin;
+        if (touches && below(2) == 0) {
+            int64 const left = track.clips.back().end - track.clips.back().begin;
+            track.transitions.push_back({"", track.clips.size() - 1, 1 + below(left / 2), below(duration / 2), "/t"});
+        }
+        track.clips.push_back(std::move(clip));
+    }
+    return track;
+}
+
+TEST(RenderInStep, AnyTimelineComesToItsFramesAndSamples) {
+    std::vector<Ratio> const rates{Ratio(25, 1), Ratio(30000, 1001), Ratio(24000, 1001), Ratio(50, 1), Ratio(15, 2)};
+    for (unsigned seed = 1; seed <= 25; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        std::mt19937 random(seed);
+        std::vector<TimelineTrack> tracks;
+        for (int i = 0; i < 5; ++i)
+            tracks.push_back(RandomTrack(i < 3 ? TrackKind::Video : TrackKind::Audio, random, 2000000));
+        int64 duration = 0;
+        for (TimelineTrack const& track : tracks) duration = std::max(duration, track.clips.back().end);
+        Timeline timeline = TimelineOf(std::move(tracks), duration + static_cast<int64>(random() % 200000));
+        timeline.frameRate = rates[seed % rates.size()];
+        timeline.sound.Init(Conf::SAMPLE_FORMAT_NONE, seed % 3 == 0 ? 44100 : 48000, Conf::CHANNEL_LAYOUT_NONE);
+        BuiltTimeline built(timeline);
+        // Counts what the maps give against the plan.
+        RenderReport const report = RenderTimeline(built, {}, {});
+        EXPECT_EQ(
+            AvRescale(timeline.duration, timeline.frameRate->numerator(), timeline.frameRate->denominator() * SECOND),
+            report.streams[0].items);
+        EXPECT_EQ(TimelineGrid(*timeline.frameRate).TimeOf(report.frames), report.streams[0].endUs);
+        EXPECT_EQ(AvRescale(timeline.duration, report.sampleRate, SECOND), report.samples);
+    }
+}
+
 }  // namespace
 }  // namespace Tarsel::Test
