@@ -56,7 +56,8 @@ int LumaAt(DecodedPicture const& picture, int x, int y) {
 
 std::vector<Bytes> PayloadsOf(std::string const& path, int stream) {
     std::vector<Bytes> payloads;
-    for (auto const& packet : InspectFile(path).streams.at(static_cast<std::size_t>(stream)).packets)
+    auto const file = InspectFile(path);
+    for (auto const& packet : file.streams.at(static_cast<std::size_t>(stream)).packets)
         payloads.push_back(packet.data);
     return payloads;
 }
@@ -361,7 +362,7 @@ TEST_F(Effects, StreamsThatTheContainerCannotHoldAreTold) {
     std::string const out = folder / "out.mp4";
     auto const result = RunTarsel({"resize", Film(), "-o", out, "--size", "64x48", "--strict"});
     EXPECT_EQ(3, result.exitCode);
-    EXPECT_THAT(result.errors, HasSubstr("stream 1 (audio) is encoded anew: "));
+    EXPECT_THAT(result.errors, HasSubstr("stream #1 (audio, pcm_f32le) is encoded anew: "));
     EXPECT_EQ("aac", InspectFile(out).streams.at(1).codec);
 }
 
