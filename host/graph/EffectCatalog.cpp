@@ -41,8 +41,6 @@ constexpr char EFFECT_KEY[] = "effect";
 constexpr char IMPLEMENTATION[] = "Implementation";
 constexpr char BEGIN[] = "Begin";
 constexpr char END[] = "End";
-/// No picture has more pixels in a row or a column.
-constexpr int64 LARGEST_SIDE = 16384;
 constexpr int64 FARTHEST = std::numeric_limits<int>::max();
 
 template <class S, S (*Convert)(Core::Property const&)>
@@ -59,6 +57,11 @@ EffectEntry Effect(char const* name, GraphKind kind, std::vector<SettingField> f
 
 EffectEntry FollowingTime(EffectEntry entry) {
     entry.followsTime = true;
+    return entry;
+}
+
+EffectEntry ChangingFormat(EffectEntry entry) {
+    entry.changesFormat = true;
     return entry;
 }
 
@@ -119,21 +122,21 @@ void AddPictureEffects(std::vector<EffectEntry>& catalog) {
 
 void AddTechnicalEffects(std::vector<EffectEntry>& catalog) {
     constexpr GraphKind VIDEO = GraphKind::Video;
-    catalog.push_back(Effect<SettingsResizer, Property2SettingsResizer>(
+    catalog.push_back(ChangingFormat(Effect<SettingsResizer, Property2SettingsResizer>(
         "resize", VIDEO,
-        {In("Width", Integer("width", 1, LARGEST_SIDE, "pixels", "", "Width of the result")),
-         In("Height", Integer("height", 1, LARGEST_SIDE, "pixels", "", "Height of the result")),
+        {In("Width", Integer("width", 1, MAX_PICTURE_SIDE, "pixels", "", "Width of the result")),
+         In("Height", Integer("height", 1, MAX_PICTURE_SIDE, "pixels", "", "Height of the result")),
          In("Mode", OneOf("mode", {{"letterbox", "1"}, {"stretch", "2"}, {"crop", "3"}}, "2",
                           "What becomes of a picture of another shape: it gets black bars, or another shape, or is cut "
                           "off at its edges")),
          In("Algorithm", OneOf("algorithm", {{"bilinear", "0"}, {"bicubic", "1"}, {"lanczos", "2"}}, "1",
                                "How pixels in between are computed")),
          In("PixelAspect", Aspect("pixelAspect", "Shape of a pixel of the result"))},
-        "Brings pictures to a size"));
+        "Brings pictures to a size")));
     SettingField format = Text("format", "Name of the pixel format (\"yuv420p\", \"rgba\")");
     format.isNameless = true;
-    catalog.push_back(Effect<SettingsColorSpaceConverter, Property2SettingsColorSpaceConverter>(
-        "convert", VIDEO, {format}, "Converts pictures to a pixel format"));
+    catalog.push_back(ChangingFormat(Effect<SettingsColorSpaceConverter, Property2SettingsColorSpaceConverter>(
+        "convert", VIDEO, {format}, "Converts pictures to a pixel format")));
     catalog.push_back(Effect<SettingsEffectDeinterlace, Property2SettingsEffectDeinterlace>(
         "deinterlace", VIDEO,
         {In("Method", OneOf("method", {{"spatial", "0"}, {"adaptive", "1"}}, "1",
@@ -142,10 +145,10 @@ void AddTechnicalEffects(std::vector<EffectEntry>& catalog) {
         "Makes progressive pictures of interlaced ones"));
     catalog.push_back(Effect<SettingsEffectLineSmoother, Property2SettingsEffectLineSmoother>(
         "smooth-lines", VIDEO, {}, "Evens out what flickers from line to line"));
-    catalog.push_back(Effect<SettingsFrameUploader, Property2SettingsFrameUploader>(
-        "upload", VIDEO, {}, "Brings pictures to the memory of the GPU"));
-    catalog.push_back(Effect<SettingsFrameDownloader, Property2SettingsFrameDownloader>(
-        "download", VIDEO, {}, "Brings pictures back from the memory of the GPU"));
+    catalog.push_back(ChangingFormat(Effect<SettingsFrameUploader, Property2SettingsFrameUploader>(
+        "upload", VIDEO, {}, "Brings pictures to the memory of the GPU")));
+    catalog.push_back(ChangingFormat(Effect<SettingsFrameDownloader, Property2SettingsFrameDownloader>(
+        "download", VIDEO, {}, "Brings pictures back from the memory of the GPU")));
 }
 
 void AddSoundEffects(std::vector<EffectEntry>& catalog) {
@@ -159,33 +162,6 @@ void AddSoundEffects(std::vector<EffectEntry>& catalog) {
             "Goes from the sound of one stream to that of another, from begin to end"))));
     catalog.push_back(TakingMany(Effect<SettingsEffectAudioMix, Property2SettingsEffectAudioMix>(
         "audio-mix", AUDIO, {}, "Sums the sound of several streams")));
-}
-
-std::vector<std::string> NamesOfEffects() {
-    std::vector<std::string> names;
-    for (EffectEntry const& entry : GetEffectCatalog()) names.push_back(entry.name);
-    return names;
-}
-
-/// The entry that the object names; null when that is reported.
-EffectEntry const* ReadName(GraphFindings& findings, std::size_t index, std::optional<GraphKind> kind, bool inChain) {
-    std::size_t const place = RequireKey(findings, index, EFFECT_KEY);
-    if (place == JsonTree::NONE) return nullptr;
-    auto const name = ReadText(findings, place);
-    if (!name) return nullptr;
-    EffectEntry const* const entry = FindEffect(*name);
-    if (!entry)
-        findings.Report(place, "there is no effect " + Quoted(*name) + Suggest(*name, NamesOfEffects()));
-    else if (kind && entry->kind != *kind)
-        findings.Report(place, "the effect " + Quoted(entry->name) + " is one on " +
-                                   (entry->kind == GraphKind::Video ? "pictures" : "sound") + ", not on " +
-                                   (entry->kind == GraphKind::Video ? "sound" : "pictures"));
-    else if (inChain && entry->takesMany)
-        findings.Report(
-            place, "the effect " + Quoted(entry->name) + " needs several streams: it can't stand in the chain of one");
-    else
-        return entry;
-    return nullptr;
 }
 
 void ReadImplementation(GraphFindings& findings, EffectEntry const& entry, std::size_t index,
@@ -205,12 +181,14 @@ void ReadImplementation(GraphFindings& findings, EffectEntry const& entry, std::
         place, "the effect " + Quoted(entry.name) + " has no implementation " + Quoted(*name) + ", it has " + list);
 }
 
-void ReadInterval(GraphFindings& findings, std::size_t index, Core::Property& property) {
+void ReadInterval(GraphFindings& findings, EffectEntry const& entry, std::size_t index, Core::Property& property) {
     std::optional<int64> given[2];
     for (std::size_t i = 0; i < 2; ++i) {
         SettingField const& key = GetEffectKeys()[i + 1];
         std::size_t const place = findings.GetTree().Find(index, key.key);
         if (place == JsonTree::NONE) continue;
+        if (entry.changesFormat)
+            return findings.Report(place, "the effect " + Quoted(entry.name) + " acts on the whole stream");
         given[i] = ReadInteger(findings, place, key.minimum, key.maximum, key.unit);
         if (!given[i]) return;
         property.SetChild(key.GetChildName(), *given[i]);
@@ -285,33 +263,73 @@ Core::Property MakeEffectProperty(std::string const& name, std::vector<EffectVal
     FailAtPlace("", "the effect " + Quoted(name) + ": " + key + findings.GetMessage());
 }
 
+EffectEntry const* ReadEffectName(GraphFindings& findings, std::size_t place, std::optional<GraphKind> kind,
+                                  bool inChain) {
+    auto const name = ReadText(findings, place);
+    if (!name) return nullptr;
+    EffectEntry const* const entry = FindEffect(*name);
+    if (!entry) {
+        std::vector<std::string> names;
+        for (EffectEntry const& known : GetEffectCatalog()) names.push_back(known.name);
+        findings.Report(place, "there is no effect " + Quoted(*name) + Suggest(*name, names));
+        return nullptr;
+    }
+    bool const isVideo = entry->kind == GraphKind::Video;
+    if (kind && entry->kind != *kind) {
+        findings.Report(place, "the effect " + Quoted(entry->name) + " is one on " + (isVideo ? "pictures" : "sound") +
+                                   ", not on " + (isVideo ? "sound" : "pictures"));
+        return nullptr;
+    }
+    if (inChain && entry->takesMany) {
+        findings.Report(
+            place, "the effect " + Quoted(entry->name) + " needs several streams: it can't stand in the chain of one");
+        return nullptr;
+    }
+    return entry;
+}
+
+Core::Property ReadEffectFields(GraphFindings& findings, EffectEntry const& entry, std::size_t index,
+                                std::size_t owner) {
+    Core::Property property(entry.classId);
+    ReadFieldValues(findings, entry.fields, index, owner, property);
+    if (index != JsonTree::NONE) ReadImplementation(findings, entry, index, property);
+    if (findings.Any()) return property;
+    try {
+        entry.make(property);
+    } catch (std::exception const& failure) {
+        findings.Report(index == JsonTree::NONE ? owner : index, failure.what());
+    }
+    return property;
+}
+
 Core::Property ReadEffect(GraphFindings& findings, std::size_t index, std::optional<GraphKind> kind, bool inChain) {
     JsonTree const& tree = findings.GetTree();
     if (tree[index].kind != JsonNode::Kind::Object) {
         findings.Report(index, "must be an object, not " + Shown(tree[index]));
         return {};
     }
-    EffectEntry const* const entry = ReadName(findings, index, kind, inChain);
+    std::size_t const name = RequireKey(findings, index, EFFECT_KEY);
+    EffectEntry const* const entry = name == JsonTree::NONE ? nullptr : ReadEffectName(findings, name, kind, inChain);
     if (!entry) return {};
     std::vector<std::string> keys{EFFECT_KEY};
     for (SettingField const& key : GetEffectKeys()) keys.push_back(key.key);
     for (SettingField const& field : entry->fields) keys.push_back(field.key);
     ReadKeys(findings, index, keys);
-    Core::Property property(entry->classId);
-    ReadFieldValues(findings, entry->fields, index, index, property);
-    ReadImplementation(findings, *entry, index, property);
-    ReadInterval(findings, index, property);
-    if (findings.Any()) return property;
-    try {
-        entry->make(property);
-    } catch (std::exception const& failure) {
-        findings.Report(index, failure.what());
-    }
+    Core::Property property = ReadEffectFields(findings, *entry, index, index);
+    ReadInterval(findings, *entry, index, property);
     return property;
 }
 
 std::string GetEffectImplementation(Core::Property const& property) {
     return property.ChildExists(IMPLEMENTATION) ? property[IMPLEMENTATION].GetString() : ImplNames::DEFAULT;
+}
+
+bool HasInterval(Core::Property const& property) {
+    return property.ChildExists(BEGIN) || property.ChildExists(END);
+}
+
+bool HasEnd(Core::Property const& property) {
+    return property.ChildExists(END);
 }
 
 Core::Property WithInterval(Core::Property property, int64 end) {

@@ -28,8 +28,10 @@ struct EffectEntry {
     /// Whether it makes one item out of those of several streams: such an effect stands over the streams of a map, not
     /// in a chain.
     bool takesMany = false;
-    /// Whether what it does follows its interval.
+    /// Whether what it does follows the progress of its interval. One that doesn't acts within the interval alone.
     bool followsTime = false;
+    /// Whether it changes the format of the stream, so that it acts on all of it and has no interval.
+    bool changesFormat = false;
     std::vector<SettingField> fields;
     /// In the order of their registration. "Default" is understood besides.
     std::vector<std::string> implementations;
@@ -69,8 +71,19 @@ TARSEL_HOST_EXPORT Core::Property MakeEffectProperty(std::string const& name, st
 /// be one for a single stream.
 Core::Property ReadEffect(GraphFindings& findings, std::size_t index, std::optional<GraphKind> kind, bool inChain);
 
+/// The parts of it, for files that hold an effect in another form: the entry that the value `place` names, null when
+/// that is reported; and the fields and "implementation" from the object `index`, `NONE` for the defaults. What is
+/// missing is reported at `owner`.
+EffectEntry const* ReadEffectName(GraphFindings& findings, std::size_t place, std::optional<GraphKind> kind,
+                                  bool inChain);
+Core::Property ReadEffectFields(GraphFindings& findings, EffectEntry const& entry, std::size_t index,
+                                std::size_t owner);
+
 /// The implementation that an effect's property asks for.
 TARSEL_HOST_EXPORT std::string GetEffectImplementation(Core::Property const& property);
+/// Whether a part of its interval, or its end, is told.
+TARSEL_HOST_EXPORT bool HasInterval(Core::Property const& property);
+TARSEL_HOST_EXPORT bool HasEnd(Core::Property const& property);
 /// The property with the interval filled in that isn't given: from 0 to `end`. Without a value there, the interval
 /// stays open, and the effect takes it as over.
 TARSEL_HOST_EXPORT Core::Property WithInterval(Core::Property property, int64 end);

@@ -9,6 +9,7 @@
 
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/FilterCacheData.h"
+#include "contracts/Proc/IFilterApplyEffects.h"
 #include "contracts/Proc/IFilterAudioFormatter.h"
 #include "contracts/Proc/IFilterAudioHistogram.h"
 #include "contracts/Proc/IFilterAudioMixer.h"
@@ -17,13 +18,17 @@
 #include "contracts/Proc/IFilterLosslessDetect.h"
 #include "contracts/Proc/IFilterRepeatController.h"
 #include "contracts/Proc/IFilterResample.h"
+#include "contracts/Proc/IFilterResize.h"
 #include "contracts/Proc/IFilterVolumeDetect.h"
+#include "contracts/Proc/ImplNames.h"
 #include "contracts/Proc/SampleInfoProperty.h"
 #include "contracts/Proc/SettingsFilterRepeat.h"
+#include "contracts/Proc/SettingsFrameDownloader.h"
 #include "contracts/Proc/TIFilterJoin.h"
 #include "contracts/Proc/TIFilterRepeat.h"
 #include "host/cut/CutCodecs.h"
 #include "host/graph/CachedStream.h"
+#include "host/graph/EffectNodes.h"
 #include "host/graph/Factories.h"
 #include "host/graph/GraphChecks.h"
 #include "host/graph/GraphErrors.h"
@@ -148,12 +153,17 @@ std::vector<iptr<IFilterCacheController>> BuiltGraph::GetCacheControllers() cons
 class GraphBuilder {
   public:
     GraphBuilder(BuiltGraph& graph, int64 stallLimit, std::vector<iptr<MediaFile>> const& opened)
-        : graph(graph), document(graph.GetDocument()), stallLimit(stallLimit), factory(MakeFilterFactory()) {
+        : graph(graph),
+          document(graph.GetDocument()),
+          stallLimit(stallLimit),
+          factory(MakeFilterFactory()),
+          effects(MakeEffectFactory()) {
         graph.sources.Offer(opened);
     }
 
     void Build() {
         for (GraphSource const& source : document.sources) BuildSource(source);
+        FindReaders();
         std::deque<NodePlan> plans = MakePlans();
         // A plan whose inputs aren't there yet waits for its first missing one.
         std::map<NodeId, std::vector<NodePlan>> waiting;
@@ -174,6 +184,18 @@ class GraphBuilder {
     }
 
   private:
+    /// Notes the nodes all of whose readers take pictures from GPU memory.
+    void FindReaders() {
+        for (GraphFilter const& filter : document.filters)
+            if (TakesGpuFrames(filter.classId)) keptOnGpu.insert(filter.inputs.begin(), filter.inputs.end());
+        for (GraphFilter const& filter : document.filters)
+            if (!TakesGpuFrames(filter.classId))
+                for (NodeId const input : filter.inputs) keptOnGpu.erase(input);
+        for (GraphController const& controller : document.controllers)
+            for (GraphController::Stream const& stream : controller.streams) keptOnGpu.erase(stream.input);
+        for (GraphOutput::Stream const& stream : document.output.streams) keptOnGpu.erase(stream.input);
+    }
+
     std::deque<NodePlan> MakePlans() const {
         std::deque<NodePlan> plans;
         for (GraphFilter const& filter : document.filters) plans.push_back({&filter, nullptr, 0});
@@ -241,7 +263,7 @@ class GraphBuilder {
             // Codec and header of the file say nothing about a stream of another kind.
             CatalogEntry const* const entry = FindInCatalog(node.classId);
             if (entry && entry->gives) node.origin = {};
-            return Enter(std::move(node), [&] { return MakeFilter(*plan.filter); });
+            return Enter(std::move(node), [&] { return MakeReadable(*plan.filter); });
         }
         node.pointer = plan.controller->pointer + "/streams/" + std::to_string(plan.number);
         node.classId = plan.controller->classId;
@@ -312,6 +334,21 @@ class GraphBuilder {
         return factory->Dedicated(slot, implName);
     }
 
+    /// The filter's stream, brought to processor memory where somebody reads it who needs it there.
+    GraphStream MakeReadable(GraphFilter const& filter) {
+        GraphStream stream = MakeFilter(filter);
+        bool const fromGpu = !filter.inputs.empty() && onGpu.count(filter.inputs.front()) != 0;
+        if (!GivesGpuFrames(filter.classId, filter.settings, fromGpu, *effects)) return stream;
+        if (keptOnGpu.count(filter.id) != 0) {
+            onGpu.insert(filter.id);
+            return stream;
+        }
+        auto const chain =
+            Slot(Slots::APPLY_EFFECTS_VIDEO, ImplNames::DEFAULT)(std::get<iptr<IStreamVideo>>(stream), effects);
+        chain->AddEffect(SettingsFrameDownloader());
+        return iptr<IStreamVideo>(chain);
+    }
+
     GraphStream MakeDedicated(GraphFilter const& filter) const {
         std::string const& name = filter.classId;
         if (name == Slots::JOIN_VIDEO.name)
@@ -340,6 +377,17 @@ class GraphBuilder {
             histogram->Initialize(Renamed(filter.settings, IFilterAudioHistogram::CLASS_ID));
             return iptr<IStreamVideo>(histogram);
         }
+        if (name == Slots::RESIZE.name) {
+            auto const resize = Slot(Slots::RESIZE, filter.implName)(OnlyInput<IStreamVideo>(filter), effects);
+            resize->UpdateSettings(IFilterResize::Property2Settings(filter.settings));
+            return iptr<IStreamVideo>(resize);
+        }
+        if (name == Slots::APPLY_EFFECTS_VIDEO.name) {
+            auto const source = OnlyInput<IStreamVideo>(filter);
+            auto const chain = Slot(Slots::APPLY_EFFECTS_VIDEO, filter.implName)(source, effects);
+            FillChain(*chain, filter.settings, source->GetDuration(), *effects);
+            return iptr<IStreamVideo>(chain);
+        }
         return MakeDedicatedSound(filter);
     }
 
@@ -355,6 +403,12 @@ class GraphBuilder {
             auto const formatter = factory->CreateAudioFormatter(OnlyInput<IStreamAudio>(filter), filter.implName);
             formatter->SetPacketDuration(filter.settings[IFilterAudioFormatter::PACKET_DURATION].GetInt64());
             return formatter;
+        }
+        if (name == Slots::APPLY_EFFECTS_AUDIO.name) {
+            auto const source = OnlyInput<IStreamAudio>(filter);
+            auto const chain = Slot(Slots::APPLY_EFFECTS_AUDIO, filter.implName)(source, effects);
+            FillChain(*chain, filter.settings, source->GetDuration(), *effects);
+            return chain;
         }
         if (name == Slots::VOLUME_DETECT.name)
             return VolumeDetectStream::Create(OnlyInput<IStreamAudio>(filter),
@@ -457,6 +511,10 @@ class GraphBuilder {
     GraphDocument const& document;
     int64 const stallLimit;
     iptr<FilterFactory const> const factory;
+    iptr<EffectFactory const> const effects;
+    /// Nodes whose pictures may stay in GPU memory, and those whose pictures do.
+    std::set<NodeId> keptOnGpu;
+    std::set<NodeId> onGpu;
 };
 
 std::unique_ptr<BuiltGraph> BuildGraph(GraphDocument const& document, int64 stallLimit,

@@ -162,44 +162,51 @@ EncodingChoice ChooseEncoding(GraphOutput::Stream const& asked, StreamKind kind,
     return choice;
 }
 
+OutputTrack MakeOutputTrack(BuiltNode const& node, GraphOutput::Stream const& asked, MediaWriter const& writer) {
+    OutputTrack track;
+    track.node = &node;
+    track.kind = KindOf(node);
+    MakePackets(track, asked, writer.GetContainer());
+    std::string const refusal = writer.CanCarry(*track.packets->GetFormatCodec(), track.kind);
+    if (!refusal.empty()) TARSEL_THROW(std::invalid_argument, refusal);
+    return track;
+}
+
 std::vector<OutputTrack> MakeOutputTracks(BuiltGraph const& graph, MediaWriter const& writer) {
     GraphOutput const& output = graph.GetDocument().output;
     std::vector<OutputTrack> tracks;
     for (std::size_t i = 0; i < output.streams.size(); ++i) {
         GraphOutput::Stream const& asked = output.streams[i];
-        std::string const pointer = output.pointer + "/streams/" + std::to_string(i);
-        OutputTrack track;
-        track.node = &graph.GetNode(asked.input);
-        track.kind = KindOf(*track.node);
         try {
-            MakePackets(track, asked, writer.GetContainer());
+            tracks.push_back(MakeOutputTrack(graph.GetNode(asked.input), asked, writer));
         } catch (GraphException const&) {
             throw;
         } catch (std::exception const& failure) {
-            FailAtNode(asked.input, pointer, failure.what());
+            FailAtNode(asked.input, output.pointer + "/streams/" + std::to_string(i), failure.what());
         }
-        std::string const refusal = writer.CanCarry(*track.packets->GetFormatCodec(), track.kind);
-        if (!refusal.empty()) FailAtNode(asked.input, pointer, refusal);
-        tracks.push_back(std::move(track));
     }
     if (tracks.empty()) FailAtPlace(output.pointer, "no stream goes into the file");
     return tracks;
 }
 
+std::vector<std::string> WarningsOf(OutputTrack const& track, std::string const& name) {
+    std::vector<std::string> warnings;
+    if (track.fitted)
+        for (std::string const& note : track.fitted->GetNotes())
+            warnings.push_back(name + "pictures are fitted: " + note);
+    if (track.regular && track.regular->GetDroppedCount() != 0)
+        warnings.push_back(name + std::to_string(track.regular->GetDroppedCount()) +
+                           " pictures are left out: their places in the container's regular times are taken");
+    u64 const dropped = track.reframed ? track.reframed->GetDroppedCount() : 0;
+    if (dropped != 0) warnings.push_back(name + std::to_string(dropped) + " packets with broken framing are left out");
+    return warnings;
+}
+
 std::vector<std::string> WarningsOf(std::vector<OutputTrack> const& tracks) {
     std::vector<std::string> warnings;
-    for (OutputTrack const& track : tracks) {
-        std::string const name = "node " + std::to_string(track.node->id) + ": ";
-        if (track.fitted)
-            for (std::string const& note : track.fitted->GetNotes())
-                warnings.push_back(name + "pictures are fitted: " + note);
-        if (track.regular && track.regular->GetDroppedCount() != 0)
-            warnings.push_back(name + std::to_string(track.regular->GetDroppedCount()) +
-                               " pictures are left out: their places in the container's regular times are taken");
-        u64 const dropped = track.reframed ? track.reframed->GetDroppedCount() : 0;
-        if (dropped != 0)
-            warnings.push_back(name + std::to_string(dropped) + " packets with broken framing are left out");
-    }
+    for (OutputTrack const& track : tracks)
+        for (std::string& warning : WarningsOf(track, "node " + std::to_string(track.node->id) + ": "))
+            warnings.push_back(std::move(warning));
     return warnings;
 }
 

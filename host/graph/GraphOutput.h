@@ -45,11 +45,17 @@ TARSEL_HOST_EXPORT std::string ContainerName(std::string const& path);
 TARSEL_HOST_EXPORT EncodingChoice ChooseEncoding(GraphOutput::Stream const& asked, StreamKind kind,
                                                  std::string const& container);
 
+/// A node's stream on its way into the writer's file. `GraphException` and whatever else is thrown stay without a name
+/// in front: the caller knows the place.
+OutputTrack MakeOutputTrack(BuiltNode const& node, GraphOutput::Stream const& asked, MediaWriter const& writer);
+
 /// The tracks of the graph's output: an encoder behind each stream that is decoded, the container's framing behind
 /// packets. Throws `GraphException`.
 std::vector<OutputTrack> MakeOutputTracks(BuiltGraph const& graph, MediaWriter const& writer);
 
 /// What had to be done to the streams so that they fit, for people.
 std::vector<std::string> WarningsOf(std::vector<OutputTrack> const& tracks);
+/// The same of one stream, `name` in front.
+std::vector<std::string> WarningsOf(OutputTrack const& track, std::string const& name);
 
 }  // namespace Tarsel::Host

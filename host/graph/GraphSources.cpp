@@ -11,8 +11,9 @@ bool IsDecoded(StreamKind kind) {
     return kind == StreamKind::Video || kind == StreamKind::Audio || kind == StreamKind::Subtitle;
 }
 
-/// The stream that the selector means, null when there is none.
-StreamInfo const* Select(MediaFile const& file, StreamSelector const& selector) {
+}  // namespace
+
+StreamInfo const* SelectStream(MediaFile const& file, StreamSelector const& selector) {
     int place = 0;
     for (StreamInfo const& info : file.GetStreams()) {
         if (!selector.kind && info.index == selector.ordinal) return &info;
@@ -21,13 +22,11 @@ StreamInfo const* Select(MediaFile const& file, StreamSelector const& selector) 
     return nullptr;
 }
 
-std::string Wanted(StreamSelector const& selector) {
+std::string WantedStream(StreamSelector const& selector) {
     std::string const number = std::to_string(selector.ordinal);
     if (!selector.kind) return "stream #" + number;
     return std::string(KindName(*selector.kind)) + " stream" + (selector.ordinal == 0 ? "" : " number " + number);
 }
-
-}  // namespace
 
 iptr<MediaFile> GraphSources::Open(GraphSource const& source) {
     auto const known = byPath.find(source.file);
@@ -53,8 +52,8 @@ GraphOrigin GraphSources::Find(GraphSource const& source) {
     auto const refuse = [&](std::string const& what) {
         FailAtNode(source.id, source.pointer + "/stream", file->GetPath() + ": " + what);
     };
-    StreamInfo const* const info = Select(*file, source.stream);
-    if (!info) refuse("there is no " + Wanted(source.stream));
+    StreamInfo const* const info = SelectStream(*file, source.stream);
+    if (!info) refuse("there is no " + WantedStream(source.stream));
     if (!info->HasPackets()) refuse(StreamName(*info) + " has no place in time");
     if (!source.packets && !IsDecoded(info->kind)) refuse(StreamName(*info) + " can't be decoded: ask for its packets");
     if (file->GetIndex(info->index).GetCount() == 0) refuse(StreamName(*info) + " holds no packets");

@@ -16,6 +16,11 @@ struct GraphOrigin {
     StreamInfo const* info = nullptr;  // the file's
 };
 
+/// The stream of a file that a selector means, null when there is none.
+StreamInfo const* SelectStream(MediaFile const& file, StreamSelector const& selector);
+/// "audio stream number 1": what a selector asks for, for messages.
+std::string WantedStream(StreamSelector const& selector);
+
 /// The media files of a graph, each opened once, and their streams. One thread.
 class GraphSources {
   public:

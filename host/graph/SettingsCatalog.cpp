@@ -16,9 +16,11 @@
 #include "contracts/Proc/ImplNames.h"
 #include "contracts/Proc/SettingsAudioGenerator.h"
 #include "contracts/Proc/SettingsAudioHistogram.h"
+#include "contracts/Proc/SettingsDeinterlace.h"
 #include "contracts/Proc/SettingsFilterAudioFormatter.h"
 #include "contracts/Proc/SettingsFilterAudioVolume.h"
 #include "contracts/Proc/SettingsFilterBitStream.h"
+#include "contracts/Proc/SettingsFilterBlurTransparentBorder.h"
 #include "contracts/Proc/SettingsFilterCutController.h"
 #include "contracts/Proc/SettingsFilterDurationTrimmer.h"
 #include "contracts/Proc/SettingsFilterFrameRate.h"
@@ -29,6 +31,7 @@
 #include "contracts/Proc/SettingsFilterReverse.h"
 #include "contracts/Proc/SettingsFilterSpeedUp.h"
 #include "contracts/Proc/SettingsLosslessDetect.h"
+#include "contracts/Proc/SettingsResizer.h"
 #include "contracts/Proc/SettingsStreamMetadataUpdater.h"
 #include "host/graph/SettingFields.h"
 
@@ -278,6 +281,60 @@ void AddSoundFilters(std::vector<CatalogEntry>& catalog) {
                                 "its statistics how loud they are"));
 }
 
+/// The list of a chain. The filter takes the effects themselves: it has no other settings.
+SettingField Chain(GraphKind kind) {
+    SettingField field;
+    field.key = EFFECT_CHAIN;
+    field.type = SettingType::Effects;
+    field.effectKind = kind;
+    field.description = "The effects in the order in which they act: docs/effects.md tells which there are";
+    return field;
+}
+
+SettingField EffectImplementation(Choices others) {
+    others.insert(others.begin(), {{ImplNames::DEFAULT, ImplNames::DEFAULT}, {ImplNames::TARSEL, ImplNames::TARSEL}});
+    return OneOf("Implementation", std::move(others), ImplNames::DEFAULT, "The implementation of the effect");
+}
+
+std::vector<SettingField> ResizerFields() {
+    // In this order `Settings2Property` writes them.
+    return {EffectImplementation({{ImplNames::OGL, ImplNames::OGL}}),
+            OneOf("Mode", {{"Keep", "0"}, {"Letterbox", "1"}, {"Stretch", "2"}, {"Crop", "3"}}, "2",
+                  "What becomes of a picture of another shape; Keep leaves all pictures as they are"),
+            Integer("Width", 1, MAX_PICTURE_SIDE, "pixels", "", "Width of the pictures that come out"),
+            Integer("Height", 1, MAX_PICTURE_SIDE, "pixels", "", "Their height"),
+            Aspect("PixelAspect", "Shape of their pixels"),
+            OneOf("Algorithm", {{"Bilinear", "0"}, {"Bicubic", "1"}, {"Lanczos", "2"}}, "1",
+                  "How pixels in between are computed")};
+}
+
+void AddEffectFilters(std::vector<CatalogEntry>& catalog) {
+    using enum GraphKind;
+    catalog.push_back(WithSettings(SettingsResizer::CLASS_ID, {Video}, ResizerFields(), Make<Property2SettingsResizer>,
+                                   "Brings pictures to a size"));
+    catalog.push_back(WithSettings(
+        SettingsDeinterlace::CLASS_ID, {Video},
+        {OneOf("Method", {{"Spatial", "0"}, {"Adaptive", "1"}}, "1",
+               "Whether all lines of the second field are made anew, or those alone where something has moved"),
+         Boolean("Smoothing", "0", "Whether what flickers from line to line is evened out"), EffectImplementation({})},
+        Make<Property2SettingsDeinterlace>,
+        "Makes progressive pictures of interlaced ones; a stream whose first three are progressive passes"));
+    static std::string const matrix = std::to_string(SettingsFilterBlurTransparentBorder::DEFAULT_MATRIX_SIZE);
+    catalog.push_back(WithSettings(SettingsFilterBlurTransparentBorder::CLASS_ID, {Video},
+                                   {Integer("MatrixSize", 0, MAX_PICTURE_SIDE, "pixels", matrix.c_str(),
+                                            "How far colours reach: the side of the square about a pixel; up to 1 "
+                                            "nothing changes")},
+                                   Make<Property2SettingsFilterBlurTransparentBorder>,
+                                   "Lets colours run into transparent pixels, so that scaling finds no dark fringe"));
+
+    catalog.push_back(Dedicated(FilterSlots::RESIZE.name, {Video}, ResizerFields(),
+                                "The size of pictures, made through its own interface"));
+    catalog.push_back(
+        Dedicated(FilterSlots::APPLY_EFFECTS_VIDEO.name, {Video}, {Chain(Video)}, "Runs effects over pictures"));
+    catalog.push_back(
+        Dedicated(FilterSlots::APPLY_EFFECTS_AUDIO.name, {Audio}, {Chain(Audio)}, "Runs effects over sound"));
+}
+
 void AddPacketFilters(std::vector<CatalogEntry>& catalog) {
     using enum GraphKind;
     catalog.push_back(WithSettings(
@@ -359,6 +416,7 @@ std::vector<CatalogEntry> const& GetSettingsCatalog() {
         AddTimelineFilters(entries);
         AddSoundSources(entries);
         AddSoundFilters(entries);
+        AddEffectFilters(entries);
         AddPacketFilters(entries);
         AddControllers(entries);
         return entries;

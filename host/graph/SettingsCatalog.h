@@ -128,6 +128,11 @@ inline constexpr char MIXER_VOLUME[] = "Volume";
 inline constexpr int DEFAULT_MIXER_VOLUME = 100;
 inline constexpr int64 MAX_MIXER_VOLUME = 1000000;
 
+/// The list of the effects of a chain.
+inline constexpr char EFFECT_CHAIN[] = "Effects";
+/// No picture has more pixels in a row or a column.
+inline constexpr int64 MAX_PICTURE_SIDE = 16384;
+
 /// The highest rate of sound.
 inline constexpr int64 MAX_SAMPLE_RATE = 768000;
 

@@ -14,10 +14,10 @@
 #include "contracts/Proc/SettingsFilterDurationTrimmer.h"
 #include "host/graph/FormMaker.h"
 #include "host/graph/GraphErrors.h"
+#include "host/graph/KeptStreams.h"
 #include "host/graph/SettingsCatalog.h"
 #include "host/media/CodecFactory.h"
 #include "host/media/Containers.h"
-#include "host/media/NativeParameters.h"
 
 namespace Tarsel::Host {
 
@@ -129,44 +129,29 @@ void CheckVolumes(std::vector<std::string> const& inputs, std::vector<int> const
 
 // Changing the volume.
 
-/// Whether the container is written with pictures, so that they can be encoded for it.
-bool EncodesPictures(AVOutputFormat const& container) {
-    return !DefaultEncoders(container.name).video.empty();
-}
-
 /// Brings the streams of a file into the graph.
 class VolumeMaker {
   public:
-    VolumeMaker(FormMaker& maker, MediaFile const& file, std::optional<double> factor)
-        : maker(maker), file(file), container(maker.GetContainer()), factor(factor) {}
+    VolumeMaker(FormMaker& maker, MediaFile const& file, std::optional<double> factor, ShortFormOptions const& options)
+        : maker(maker), file(file), factor(factor), streams(maker, file, options) {}
 
-    void Add(StreamInfo const& info) {
-        if (!info.HasPackets()) return maker.WarnLeftOut(file, info, "");
-        if (file.GetIndex(info.index).GetCount() == 0) return maker.WarnLeftOut(file, info, "it holds no packets");
-        bool const another = std::find(taken.begin(), taken.end(), info.kind) != taken.end();
-        if (container && another && HoldsOneOfAKind(*container))
-            return maker.WarnLeftOut(file, info, std::string(container->name) + " holds one stream of a kind");
-        if (info.kind == StreamKind::Audio ? AddSound(info) : AddOther(info)) taken.push_back(info.kind);
+    void AddAll() {
+        for (StreamInfo const* const info : streams.GetStreams()) {
+            if (!streams.HasRoom(*info)) continue;
+            if (info->kind == StreamKind::Audio)
+                AddSound(*info);
+            else
+                streams.AddUnchanged(*info);
+        }
     }
-    bool HasSound() const { return std::find(taken.begin(), taken.end(), StreamKind::Audio) != taken.end(); }
+    bool HasSound() const { return streams.HasTaken(StreamKind::Audio); }
 
   private:
-    StreamSelector Select(StreamInfo const& info) const {
-        bool const named = info.kind != StreamKind::Data && info.kind != StreamKind::Unknown;
-        if (!named) return {{}, info.index};
-        auto const& streams = file.GetStreams();
-        auto const ordinal = std::count_if(streams.begin(), streams.end(), [&](StreamInfo const& other) {
-            return other.kind == info.kind && other.index < info.index;
-        });
-        return {info.kind, static_cast<int>(ordinal)};
-    }
-
-    bool AddSound(StreamInfo const& info) {
-        if (container && container->audio_codec == AV_CODEC_ID_NONE) {
-            maker.WarnLeftOut(file, info, std::string(container->name) + " holds no audio");
-            return false;
-        }
-        NodeId top = maker.AddSource(file.GetPath(), Select(info));
+    void AddSound(StreamInfo const& info) {
+        AVOutputFormat const* const container = maker.GetContainer();
+        if (container && container->audio_codec == AV_CODEC_ID_NONE)
+            return maker.WarnLeftOut(file, info, std::string(container->name) + " holds no audio");
+        NodeId top = maker.AddSource(file.GetPath(), streams.Select(info));
         SettingsFilterAudioVolume const settings(factor.value_or(1), !factor);
         Conf::SampleFormats const own = InfoOf(info).GetSampleFormat();
         double const gain = std::abs(settings.GetVolume());
@@ -177,41 +162,14 @@ class VolumeMaker {
         if (settings.IsAutoLevel() || format != own)
             top = maker.AddFilter(FilterSlots::RESAMPLE.name, ImplNames::TARSEL,
                                   ResampleSettings({format, -1, Conf::CHANNEL_LAYOUT_NONE}), {top});
-        top =
-            maker.AddFilter(SettingsFilterAudioVolume::CLASS_ID, ImplNames::TARSEL, Settings2Property(settings), {top});
-        maker.AddSoundOutput(top);
-        return true;
-    }
-
-    std::string WhyNoPackets(StreamInfo const& info) const {
-        if (!container) return {};
-        AVCodecParameters const& parameters = *info.native->parameters;
-        // One time a picture: those that wait for a later one would come behind the sound.
-        if (info.kind == StreamKind::Video && IsAvi(*container) && parameters.video_delay > 0)
-            return "avi can't tell the times of pictures that are shown out of order";
-        return WhyNotCarried(*container, info.kind, parameters.codec_id);
-    }
-
-    /// As packets where they fit.
-    bool AddOther(StreamInfo const& info) {
-        std::string const why = WhyNoPackets(info);
-        bool const packets = why.empty();
-        if (!packets && (info.kind != StreamKind::Video || !EncodesPictures(*container))) {
-            maker.WarnLeftOut(file, info, why);
-            return false;
-        }
-        if (!packets) maker.Warn(file.GetPath() + ": " + StreamName(info) + " is encoded anew: " + why);
-        GraphOutput::Stream stream;
-        stream.input = maker.AddSource(file.GetPath(), Select(info), packets);
-        maker.AddOutput(std::move(stream));
-        return true;
+        streams.AddEncoded(info, maker.AddFilter(SettingsFilterAudioVolume::CLASS_ID, ImplNames::TARSEL,
+                                                 Settings2Property(settings), {top}));
     }
 
     FormMaker& maker;
     MediaFile const& file;
-    AVOutputFormat const* const container;
     std::optional<double> const factor;
-    std::vector<StreamKind> taken;
+    KeptStreams streams;
 };
 
 /// What is the matter with a file of whose sound nothing has been taken.
@@ -290,11 +248,8 @@ ShortFormGraph MakeVolumeGraph(std::string const& input, std::optional<double> f
     FormMaker maker(options);
     iptr<MediaFile> const opened = maker.Open(input);
     MediaFile const& file = *opened;
-    VolumeMaker volume(maker, file, factor);
-    // Whoever runs the graph takes files inside the file and cover pictures along.
-    for (StreamInfo const& info : file.GetStreams())
-        if (!info.derived && info.kind != StreamKind::Attachment && info.kind != StreamKind::AttachedPicture)
-            volume.Add(info);
+    VolumeMaker volume(maker, file, factor, options);
+    volume.AddAll();
     if (!volume.HasSound()) FailAtPlace("", input + ": " + WhyNoSound(file, maker.GetContainer()));
     return maker.Finish();
 }

@@ -93,19 +93,29 @@ iptr<FittedVideo> FittedVideo::Create(iptr<Proc::IStreamVideo> const& source, bo
     return iptr<FittedVideo>(new FittedVideo(source, wholeColour));
 }
 
+iptr<FittedVideo> FittedVideo::Create(iptr<Proc::IStreamVideo> const& source, Conf::FrameInfo const& target,
+                                      PixFmt targetFormat) {
+    return iptr<FittedVideo>(new FittedVideo(source, target, targetFormat));
+}
+
 FittedVideo::FittedVideo(iptr<Proc::IStreamVideo> const& pictures, bool wholeColour)
     : CodecStream(pictures),
       pixelFormat(source->GetFormatCodec()->GetPixelFormat()),
       own(source->GetFormatCodec()->GetFrameInfo()),
-      frame(wholeColour ? WithWholeColour(own, pixelFormat) : own) {}
+      frame(wholeColour ? WithWholeColour(own, pixelFormat) : own),
+      isTold(false) {}
+
+FittedVideo::FittedVideo(iptr<Proc::IStreamVideo> const& pictures, Conf::FrameInfo const& target, PixFmt targetFormat)
+    : CodecStream(pictures), pixelFormat(targetFormat), own(target), frame(target), isTold(true) {}
 
 iptr<Conf::IFormatCodecVideo const> FittedVideo::GetFormatCodec() const {
     iptr<Conf::IFormatCodecVideo const> format = source->GetFormatCodec();
-    if (frame == own) return format;
-    iptr<Conf::IFormatCodecVideo> const larger = format->Clone();
-    larger->InitByPixelAspect(static_cast<unsigned>(frame.width), static_cast<unsigned>(frame.height),
-                              static_cast<unsigned>(frame.pixelAspectNum), static_cast<unsigned>(frame.pixelAspectDen));
-    return larger;
+    if (!isTold && frame == own) return format;
+    iptr<Conf::IFormatCodecVideo> const other = format->Clone();
+    other->InitByPixelAspect(static_cast<unsigned>(frame.width), static_cast<unsigned>(frame.height),
+                             static_cast<unsigned>(frame.pixelAspectNum), static_cast<unsigned>(frame.pixelAspectDen));
+    if (isTold) other->SetPixelFormat(pixelFormat);
+    return other;
 }
 
 void FittedVideo::Enter(Proc::IStreamVisitor& visitor) {
@@ -128,7 +138,10 @@ void FittedVideo::Note(Proc::IDataVideo const& picture) {
 iptr<Proc::IDataVideo> FittedVideo::ReadNext() {
     iptr<Proc::IDataVideo> picture = source->Read();
     if (!picture) return nullptr;
-    bool const sameSize = picture->GetWidth() == frame.width && picture->GetHeight() == frame.height;
+    bool sameSize = picture->GetWidth() == frame.width && picture->GetHeight() == frame.height;
+    // The pictures of one source are of one shape, whatever a single one says of it; those of several aren't.
+    if (sameSize && isTold)
+        sameSize = FindPlace(picture->GetFrameInfo(), frame, 2) == FittedPlace{0, 0, frame.width, frame.height};
     if (sameSize && (pixelFormat == PIX_FMT_NONE || picture->GetPixelFormat() == pixelFormat)) return picture;
     Note(*picture);
     return Fit(*picture);
@@ -138,6 +151,7 @@ FittedPlace FittedVideo::PlaceOf(Proc::IDataVideo const& picture, int grid) cons
     auto const isSizeOf = [&](Conf::FrameInfo const& info) {
         return picture.GetWidth() == info.width && picture.GetHeight() == info.height;
     };
+    if (isTold) return FindPlace(picture.GetFrameInfo(), frame, grid);
     if (isSizeOf(own)) return {0, 0, own.width, own.height};
     if (isSizeOf(frame)) return {0, 0, frame.width, frame.height};
     return FindPlace(picture.GetFrameInfo(), frame, grid);
@@ -153,7 +167,8 @@ iptr<Proc::IDataVideo> FittedVideo::Fit(Proc::IDataVideo const& picture) {
     bool const whole = place.width == frame.width && place.height == frame.height;
     if (whole) return Proc::DataVideoFF::Wrap(scaled.release(), picture.GetTime(), picture.GetDuration());
     iptr<Proc::IDataVideo> canvas = Proc::DataVideoFF::Create(format, frame, nullptr);
-    canvas->Fill(Proc::Color::Black(Proc::Color::Opacity::Opaque));
+    bool const seenThrough = isTold && (description->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
+    canvas->Fill(Proc::Color::Black(seenThrough ? Proc::Color::Opacity::Transparent : Proc::Color::Opacity::Opaque));
     Paste(*scaled, *canvas, place, *description);
     canvas->SetTime(picture.GetTime());
     canvas->SetDuration(picture.GetDuration());

@@ -26,6 +26,9 @@ class TARSEL_HOST_EXPORT FittedVideo : public CodecStream<Proc::IStreamVideo, Pr
   public:
     /// Throws `std::invalid_argument` for a null source. `wholeColour`: no frame may end inside of a sample of colour.
     static iptr<FittedVideo> Create(iptr<Proc::IStreamVideo> const& source, bool wholeColour = false);
+    /// Into a frame and a pixel format that are told; what stands around a picture with alpha is seen through.
+    static iptr<FittedVideo> Create(iptr<Proc::IStreamVideo> const& source, Conf::FrameInfo const& target,
+                                    PixFmt targetFormat);
 
     iptr<Conf::IFormatCodecVideo const> GetFormatCodec() const override;
     /// What was fitted: "320x240 yuv420p into 640x360 yuv420p", each once, sixteen at most.
@@ -40,6 +43,7 @@ class TARSEL_HOST_EXPORT FittedVideo : public CodecStream<Proc::IStreamVideo, Pr
 
   private:
     FittedVideo(iptr<Proc::IStreamVideo> const& pictures, bool wholeColour);
+    FittedVideo(iptr<Proc::IStreamVideo> const& pictures, Conf::FrameInfo const& target, PixFmt targetFormat);
     FittedPlace PlaceOf(Proc::IDataVideo const& picture, int grid) const;
     iptr<Proc::IDataVideo> Fit(Proc::IDataVideo const& picture);
     void Note(Proc::IDataVideo const& picture);
@@ -47,6 +51,7 @@ class TARSEL_HOST_EXPORT FittedVideo : public CodecStream<Proc::IStreamVideo, Pr
     PixFmt const pixelFormat;     // none: any
     Conf::FrameInfo const own;    // of the source
     Conf::FrameInfo const frame;  // of what comes out
+    bool const isTold;            // whether frame and pixel format are others than the source's
 
     // State of the consumer's thread.
     PictureConverter converter;

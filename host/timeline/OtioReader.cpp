@@ -69,8 +69,11 @@ std::string OtioReader::NameOf(std::size_t index) const {
     std::string word = values.SchemaOf(index).name;
     for (char& c : word)
         if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    // Any text may stand there, of any length.
+    word = Quoted(word);
+    word = word.substr(1, word.size() - 2);
     std::string const name = values.TextUnder(index, "name");
-    return name.empty() ? Quoted(word) + " without a name" : word + " " + Quoted(name);
+    return word + (name.empty() ? " without a name" : " " + Quoted(name));
 }
 
 ReadTimelineResult OtioReader::Read() {

@@ -18,9 +18,10 @@ namespace Tarsel::Host {
 
 enum class TrackKind { Video, Audio };
 
-/// An effect on one clip or on one track.
+/// An effect on one clip.
 struct TimelineEffect {
-    /// Its name in the catalog of effects, and its settings as the catalog's fields tell them.
+    /// Its name in the catalog of effects, and the property that makes it: named with the class identifier, a child for
+    /// every field, and "Implementation" where one is asked for. Its interval stands here alone.
     std::string name;
     Core::Property settings;
     /// On the timeline.

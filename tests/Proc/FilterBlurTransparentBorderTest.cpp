@@ -256,14 +256,22 @@ TEST_F(FilterBlurTransparentBorderTest, MatrixOfOneOrLessChangesNothingAndCopies
     for (int const size : {1, 0, -8}) {
         auto const filter = Make({DrawPicture(draw, PIX_FMT_RGBA, 8, 8, 4)});
         filter->Initialize(SettingsFilterBlurTransparentBorder(size));
-        EXPECT_EQ(filter->Read().get(), source->delivered[0]);
+        EXPECT_TRUE(GivesTheSourcesOwn(*filter, *source, 0));
     }
+}
+
+TEST_F(FilterBlurTransparentBorderTest, MatrixOfTwoIsTheSmallestThatBlurs) {
+    auto const picture = DrawPicture(draw, PIX_FMT_RGBA, 8, 8, 4);
+    Bytes const before = BytesOf(*picture);
+    auto const filter = Make({picture});
+    filter->Initialize(SettingsFilterBlurTransparentBorder(2));
+    EXPECT_EQ(BytesOf(*filter->Read()), Reference(before, 8, 8, 3, 2));
 }
 
 TEST_F(FilterBlurTransparentBorderTest, PictureWithoutABorderIsNotCopied) {
     auto const filter = Make({DrawPicture(draw, PIX_FMT_BGRA, 8, 8, 0), DrawPicture(draw, PIX_FMT_BGRA, 8, 8, 8)});
-    EXPECT_EQ(filter->Read().get(), source->delivered[0]);
-    EXPECT_EQ(filter->Read().get(), source->delivered[1]);
+    EXPECT_TRUE(GivesTheSourcesOwn(*filter, *source, 0));
+    EXPECT_TRUE(GivesTheSourcesOwn(*filter, *source, 1));
 }
 
 TEST_F(FilterBlurTransparentBorderTest, TransparentPixelWithoutAnOpaqueNeighbourKeepsItsColour) {

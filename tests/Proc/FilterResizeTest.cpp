@@ -71,7 +71,7 @@ TEST_F(FilterResizeTest, EachPictureIsWhatTheResizerMakesOfIt) {
     Resizer().onProcess = [&](auto) { return made; };
     EXPECT_EQ(filter->Read(), made);
     Resizer().onProcess = nullptr;
-    EXPECT_EQ(filter->Read().get(), source->delivered[1]);
+    EXPECT_TRUE(GivesTheSourcesOwn(*filter, *source, 1));
     EXPECT_EQ(filter->Read(), nullptr);
     EXPECT_EQ(filter->Read(), nullptr);
     EXPECT_THAT(Calls(), ElementsAre("SettingsResizer/Default: Process 0", "SettingsResizer/Default: Process 40"));
@@ -186,7 +186,7 @@ TEST_F(FilterResizeTest, PictureOnTheRightSideIsNeitherConvertedNorCopied) {
         auto const picture = PlacedPicture::Create(place, 0);
         auto const filter = Make(ScriptedVideo::Create(std::vector<iptr<IDataVideo>>{picture}));
         LogLines const lines(21);
-        EXPECT_EQ(filter->Read().get(), source->delivered[0]);
+        EXPECT_TRUE(GivesTheSourcesOwn(*filter, *source, 0));
         EXPECT_THAT(lines.Get(google::GLOG_WARNING), IsEmpty());
         EXPECT_EQ(picture->counts->copies, 0);
         EXPECT_EQ(picture->counts->clones, 1) << "the source's own, at its read";

@@ -114,6 +114,13 @@ class EffectsOf {
     std::map<std::string, std::function<void(Effect&)>> setUps;
 };
 
+/// Reads the next item, and tells whether it is the very object that the source gave as its `index`th.
+template <class Stream, class Source>
+bool GivesTheSourcesOwn(Stream& stream, Source const& source, std::size_t index) {
+    auto const item = stream.Read();
+    return item && index < source.delivered.size() && item.get() == source.delivered[index];
+}
+
 /// Settings of no fields under a name that the test chooses.
 class NamedSettings final : public Proc::Settings {
   public:

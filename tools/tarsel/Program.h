@@ -27,6 +27,7 @@ using Action = std::function<int()>;
 void AddCutCommand(CLI::App& program, Action& chosen);
 void AddProbeCommand(CLI::App& program, Action& chosen);
 void AddRemuxCommand(CLI::App& program, Action& chosen);
+void AddRenderCommand(CLI::App& program, Action& chosen);
 void AddRunCommand(CLI::App& program, Action& chosen);
 void AddScrubCommand(CLI::App& program, Action& chosen);
 void AddSpectrumCommand(CLI::App& program, Action& chosen);
@@ -34,6 +35,8 @@ void AddSpectrumCommand(CLI::App& program, Action& chosen);
 void AddTimelineCommands(CLI::App& program, Action& chosen);
 /// Mix, volume, level, tone.
 void AddSoundCommands(CLI::App& program, Action& chosen);
+/// Resize, deinterlace, effects.
+void AddEffectCommands(CLI::App& program, Action& chosen);
 void AddFiltersCommand(CLI::App& program, Action& chosen);
 void AddDemoCommand(CLI::App& program, Action& chosen);
 

@@ -21,8 +21,6 @@ namespace {
 /// Beyond these nothing can be told of picture or sound any more.
 constexpr double SLOWEST = 0.01;
 constexpr double FASTEST = 100;
-constexpr int64 HIGHEST_RATE = 100000;
-constexpr int64 LARGEST_TERM = 1000000;
 
 struct TimelineOptions {
     std::vector<std::string> inputs;
@@ -53,21 +51,8 @@ void ReadFactor(TimelineOptions& options) {
         RefuseUsage("--factor: \"" + options.factor + "\" is not a number from 0.01 to 100");
 }
 
-bool ReadCount(std::string const& text, int64& value) {
-    return ReadNumber(text, value) && value > 0 && value <= LARGEST_TERM;
-}
-
-void ReadRate(TimelineOptions& options) {
-    std::size_t const slash = options.rate.find('/');
-    int64 numerator = 0;
-    int64 denominator = 1;
-    bool valid = ReadCount(options.rate.substr(0, slash), numerator);
-    if (slash != std::string::npos) valid = valid && ReadCount(options.rate.substr(slash + 1), denominator);
-    valid = valid && numerator <= HIGHEST_RATE * denominator;
-    if (!valid)
-        RefuseUsage("--rate: \"" + options.rate +
-                    "\" is not N or N/D, both from 1 to 1000000, at most 100000 together");
-    options.frameRate = Ratio(numerator, denominator);
+void ReadFrameRate(TimelineOptions& options) {
+    options.frameRate = ReadRate(options.rate);
 }
 
 /// A command: how its graph is made, and which of the chapters stay.
@@ -186,7 +171,7 @@ void AddFrameRate(CLI::App& program, Action& chosen) {
     };
     command.chapters = [](TimelineOptions const&) { return std::optional(std::numeric_limits<int64>::max()); };
     CLI::App& entry =
-        Add(program, chosen, "fps", "Gives a media file a regular frame rate", options, command, ReadRate);
+        Add(program, chosen, "fps", "Gives a media file a regular frame rate", options, command, ReadFrameRate);
     entry.add_option("--rate", options->rate, "Frames a second: N or N/D")->required();
     entry.add_flag("--adjust", options->adjust, "Keep all pictures, and move only the times that don't fit");
     entry.footer("Example:\n  tarsel fps film.mp4 -o film25.mp4 --rate 30000/1001");

@@ -8,12 +8,35 @@
 
 namespace Tarsel::Tool {
 
+namespace {
+
+constexpr int64 HIGHEST_RATE = 100000;
+constexpr int64 LARGEST_TERM = 1000000;
+
+bool ReadCount(std::string const& text, int64& value) {
+    return ReadNumber(text, value) && value > 0 && value <= LARGEST_TERM;
+}
+
+}  // namespace
+
 void RefuseUsage(std::string const& what) {
     TARSEL_THROW(CLI::ValidationError, what);
 }
 
 std::string CheckGiven(std::string const& value) {
     return value.empty() ? "a value is needed" : "";
+}
+
+Ratio ReadRate(std::string const& text) {
+    std::size_t const slash = text.find('/');
+    int64 numerator = 0;
+    int64 denominator = 1;
+    bool valid = ReadCount(text.substr(0, slash), numerator);
+    if (slash != std::string::npos) valid = valid && ReadCount(text.substr(slash + 1), denominator);
+    valid = valid && numerator <= HIGHEST_RATE * denominator;
+    if (!valid)
+        RefuseUsage("--rate: \"" + text + "\" is not N or N/D, both from 1 to 1000000, at most 100000 together");
+    return {numerator, denominator};
 }
 
 void CheckEncoding(Host::ShortFormOptions const& form) {
@@ -41,6 +64,8 @@ void CheckEncoding(Host::ShortFormOptions const& form) {
         Host::GraphOutput::Stream audio;
         audio.codec = form.audioCodec;
         if (!audio.codec.empty()) check(Host::StreamKind::Audio, audio, "--audio-codec");
+        audio.bitRate = form.audioBitRate;
+        if (audio.bitRate != 0) check(Host::StreamKind::Audio, audio, "--bitrate");
     }
 }
 

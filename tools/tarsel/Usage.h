@@ -4,6 +4,7 @@
 #include <string>
 #include <system_error>
 
+#include "contracts/Core/Time.h"
 #include "host/graph/ShortForms.h"
 
 namespace Tarsel::Tool {
@@ -21,6 +22,9 @@ bool ReadNumber(std::string const& text, Number& value) {
 
 /// For `CLI::Validator`: an option given without a value (a script's variable that isn't set) is not one left out.
 std::string CheckGiven(std::string const& value);
+
+/// A frame rate from its text. Throws as `RefuseUsage` for one that isn't N or N/D or makes no sense.
+Ratio ReadRate(std::string const& text);
 
 /// Refuses codecs and a quality that the output can't be encoded with. They don't depend on the media, so a mistake
 /// shows before any is opened.

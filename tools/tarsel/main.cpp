@@ -60,9 +60,11 @@ int Main(int count, char** arguments) {
     Action chosen;
     AddCutCommand(program, chosen);
     AddDemoCommand(program, chosen);
+    AddEffectCommands(program, chosen);
     AddFiltersCommand(program, chosen);
     AddProbeCommand(program, chosen);
     AddRemuxCommand(program, chosen);
+    AddRenderCommand(program, chosen);
     AddRunCommand(program, chosen);
     AddScrubCommand(program, chosen);
     AddSoundCommands(program, chosen);

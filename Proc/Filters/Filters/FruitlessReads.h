@@ -11,7 +11,7 @@ class FruitlessReads {
     /// A frame in front of the position, further on than those before it: a source that has landed early.
     void CountEarly() { Add(1); }
     /// A slice that is lost because a source has ended in front of its end.
-    void CountLost() { Add(10); }
+    void CountLost() { Add(20); }
     /// An item that brings its source no further, or the map hardly so.
     void CountStill() { Add(100); }
 

@@ -47,7 +47,7 @@ struct SmartMapAudioTraits {
 /// or too late. End, and a gap between sources: null. A source that ends early takes its slices with it, for all.
 /// Threads: see the base; one reader at a time.
 ///
-/// A million lost slices within one read are a `FilterException`.
+/// Half a million lost slices within one read are a `FilterException`.
 class SmartMapAudio final : public SmartMapBase<Details::SmartMapAudioTraits> {
   public:
     using MappedStream = SmartMapBase::MappedStream;

@@ -17,12 +17,15 @@ extern "C" {
 #include "contracts/Proc/IFilterCacheController.h"
 #include "contracts/Proc/IFilterFrameRate.h"
 #include "contracts/Proc/IFilterRepeatController.h"
+#include "contracts/Proc/IFilterResize.h"
 #include "contracts/Proc/SampleInfoProperty.h"
 #include "contracts/Proc/SettingsAudioGenerator.h"
 #include "contracts/Proc/SettingsAudioHistogram.h"
+#include "contracts/Proc/SettingsDeinterlace.h"
 #include "contracts/Proc/SettingsFilterAudioFormatter.h"
 #include "contracts/Proc/SettingsFilterAudioVolume.h"
 #include "contracts/Proc/SettingsFilterBitStream.h"
+#include "contracts/Proc/SettingsFilterBlurTransparentBorder.h"
 #include "contracts/Proc/SettingsFilterCutController.h"
 #include "contracts/Proc/SettingsFilterDurationTrimmer.h"
 #include "contracts/Proc/SettingsFilterFrameRate.h"
@@ -33,6 +36,7 @@ extern "C" {
 #include "contracts/Proc/SettingsFilterReverse.h"
 #include "contracts/Proc/SettingsFilterSpeedUp.h"
 #include "contracts/Proc/SettingsLosslessDetect.h"
+#include "contracts/Proc/SettingsResizer.h"
 #include "contracts/Proc/SettingsStreamMetadataUpdater.h"
 #include "host/graph/FilterRegistry.h"
 #include "tests/support/ExpectThrow.h"
@@ -138,6 +142,14 @@ TEST(SettingsCatalog, ItsDefaultsAreThoseOfTheSettingsClasses) {
     EXPECT_EQ(Filled(SettingsFilterSpeedUp::CLASS_ID), Settings2Property(SettingsFilterSpeedUp()));
     EXPECT_EQ(Filled(SettingsFilterReverse::CLASS_ID), Settings2Property(SettingsFilterReverse()));
     EXPECT_EQ(Filled(SettingsFilterFrameRate::CLASS_ID), Settings2Property(SettingsFilterFrameRate()));
+    EXPECT_EQ(Filled(SettingsDeinterlace::CLASS_ID), Settings2Property(SettingsDeinterlace()));
+    EXPECT_EQ(Filled(SettingsFilterBlurTransparentBorder::CLASS_ID),
+              Settings2Property(SettingsFilterBlurTransparentBorder()));
+    // Who asks for a size wants the pictures to get it; the class's own default leaves them as they are.
+    SettingsResizer resizer;
+    resizer.SetCustomMode(SettingsResizer::MODE_STRETCH, {8, 6, 1, 1});
+    EXPECT_EQ(Filled(SettingsResizer::CLASS_ID, {{"Width", "8"}, {"Height", "6"}}), Settings2Property(resizer));
+    EXPECT_EQ(IFilterResize::Property2Settings(Filled("FilterResize", {{"Width", "8"}, {"Height", "6"}})), resizer);
     EXPECT_EQ(Filled(SettingsFilterBitStream::CLASS_ID), Settings2Property(SettingsFilterBitStream()));
     EXPECT_EQ(Filled("FilterLosslessDetect"), Settings2Property(SettingsLosslessDetect()));
     EXPECT_EQ(Filled(SettingsAudioGenerator::CLASS_ID), Settings2Property(SettingsAudioGenerator()));
@@ -219,11 +231,13 @@ TEST(SettingsCatalog, MakesTheSettingsObjectOfEachClassThatHasOne) {
         EXPECT_EQ(settings->GetClassId(), entry.settingsId);
         made.push_back(entry.classId);
     }
-    EXPECT_THAT(made, ElementsAre("SettingsFilterDurationTrimmer", "SettingsFilterLoop", "SettingsFilterIntroLoopOutro",
-                                  "SettingsFilterRepeat", "SettingsFilterSpeedUp", "SettingsFilterReverse",
-                                  "SettingsFilterFrameRate", "SettingsAudioGenerator", "SettingsFilterAudioVolume",
-                                  "SettingsFilterResample", "SettingsFilterAudioFormatter", "SettingsFilterBitStream",
-                                  "SettingsStreamMetadataUpdater", "FilterLosslessDetect", "FilterCutController"));
+    EXPECT_THAT(made,
+                ElementsAre("SettingsFilterDurationTrimmer", "SettingsFilterLoop", "SettingsFilterIntroLoopOutro",
+                            "SettingsFilterRepeat", "SettingsFilterSpeedUp", "SettingsFilterReverse",
+                            "SettingsFilterFrameRate", "SettingsAudioGenerator", "SettingsFilterAudioVolume",
+                            "SettingsFilterResample", "SettingsFilterAudioFormatter", "SettingsResizer",
+                            "SettingsDeinterlace", "SettingsFilterBlurTransparentBorder", "SettingsFilterBitStream",
+                            "SettingsStreamMetadataUpdater", "FilterLosslessDetect", "FilterCutController"));
     auto const trimmer =
         MakeSettings("SettingsFilterDurationTrimmer", Settings2Property(SettingsFilterDurationTrimmer(9)));
     EXPECT_EQ(dynamic_cast<SettingsFilterDurationTrimmer const&>(*trimmer), SettingsFilterDurationTrimmer(9));

@@ -353,6 +353,8 @@ TEST(OtioReader, MediaThatCantBePlayedLeaveAGapAndAWarning) {
     auto const result = ReadAll(TimelineOf({Track(with(nullptr))}));
     ASSERT_EQ(result.timeline.tracks[0].clips.size(), 1U);
     EXPECT_EQ(result.timeline.tracks[0].clips[0].begin, 1000000);
+    Json nameless = ClipOf("", Range(0, 25), nullptr);
+    ExpectWarnings({{{nameless, end}, "clip without a name: it has no media; a gap stands there", 0}});
     Json other = Clip("a", 0, 25);
     other["active_media_reference_key"] = "proxy";
     ExpectWarnings({{{other, end}, "clip \"a\": it has no media; a gap stands there", 0}});

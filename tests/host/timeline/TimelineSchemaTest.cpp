@@ -97,5 +97,27 @@ TEST(TimelineExamples, AreReadWithoutWarningsAndComeBackFromTheirWriting) {
     }
 }
 
+TEST(TimelineExamples, TheOneOfTheDocumentationLiesAsItsDrawingSays) {
+    std::string const page = ReadText(ROOT + "/docs/timelines.md");
+    std::size_t const mark = page.find("```json\n");
+    ASSERT_NE(mark, std::string::npos);
+    std::string const text = page.substr(mark + 8, page.find("```\n", mark + 8) - mark - 8);
+    Json const schema = Json::parse(WriteTimelineSchema());
+    EXPECT_TRUE(SchemaValidator(schema).Accepts(Json::parse(text)));
+    Timeline const timeline = ReadTimelineText(text, TimelineForm::Own).timeline;
+    EXPECT_EQ(timeline.duration, 10000000);
+    auto const& clips = timeline.tracks.at(0).clips;
+    ASSERT_EQ(clips.size(), 3U);
+    EXPECT_EQ(clips[0].end, 4000000);
+    EXPECT_EQ(clips[1].sourceBegin, 1000000);
+    EXPECT_EQ(clips[1].sourceDuration, 6000000);
+    EXPECT_EQ(clips[2].begin, 8000000);
+    EXPECT_EQ(clips[2].end, 10000000);
+    auto const& transition = timeline.tracks[0].transitions.at(0);
+    EXPECT_EQ(transition.before, 400000);
+    EXPECT_EQ(transition.after, 400000);
+    EXPECT_EQ(timeline.tracks.at(1).clips.at(0).end, 10000000);
+}
+
 }  // namespace
 }  // namespace Tarsel::Host
