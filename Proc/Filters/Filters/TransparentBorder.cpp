@@ -147,7 +147,7 @@ uint64 Blur(Details::PlaneTemplate<0> const& plane, int alphaByte, int half) {
 }  // namespace
 
 uint64 BlurTransparentBorder(Details::PlaneTemplate<0> const& plane, int alphaByte, int matrixSize) {
-    int const half = std::min(matrixSize / 2, std::max(plane.GetRows(), plane.GetRowBytes()));
+    int const half = matrixSize / 2;
     // The window of a size up to 1 is empty.
     if (half <= 0) return 0;
     auto const side = [half](int limit) {
