@@ -72,11 +72,8 @@ Core::Property FilterBlurTransparentBorder::GetStatistic() {
 iptr<Conf::IFormatCodecVideo const> FilterBlurTransparentBorder::GetFormatCodec() const {
     iptr<Conf::IFormatCodecVideo const> const source = parentStream->GetFormatCodec();
     Core::RecursiveMutexLock const guard(lock);
-    return Details::AdaptedFormat(source, [&, converter = effect](auto& format) {
-        auto const* const description = Conf::PixFmtDescription::Find(source->GetPixelFormat());
-        // Pictures without alpha pass as they are, so their format isn't converted, either.
-        if (!description || description->HasAlpha()) converter->AdaptFormatCodec(format);
-    });
+    // Pictures without alpha pass as they are, whatever the description says: it tells of those with alpha.
+    return Details::AdaptedFormat(source, [converter = effect](auto& format) { converter->AdaptFormatCodec(format); });
 }
 
 void FilterBlurTransparentBorder::ReleaseInternalData() {

@@ -31,8 +31,8 @@ class FilterBlurTransparentBorder final : public StreamImpl<IStreamVideo, IStrea
     Core::Property GetSettings() override;
     /// The node's child "Matrix_size" is the size of the matrix.
     Core::Property GetStatistic() override;
-    /// The source's, adapted by the converter unless it names a format without alpha. Throws `FilterException` "Source
-    /// format codec must be present" when the source has none.
+    /// The source's, adapted by the converter, also where pictures without alpha are going to pass as they are. Throws
+    /// `FilterException` "Source format codec must be present" when the source has none.
     iptr<Conf::IFormatCodecVideo const> GetFormatCodec() const override;
     void ReleaseInternalData() override;
 
