@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
+#include "contracts/Proc/IFilterApplyEffects.h"
 #include "contracts/Proc/SettingsEffectColor.h"
 #include "contracts/Proc/SettingsEffectFade.h"
 #include "contracts/Proc/SettingsResizer.h"
 #include "tests/host/gpu/TwoSides.h"
+#include "tests/support/ScriptedStream.h"
 
 namespace Tarsel::Host {
 namespace {
@@ -69,6 +71,38 @@ TEST_F(GpuChain, ComesOutAsOnTheOtherSide) {
             auto const wanted = Run(here, picture->Clone(true), logo, ImplNames::TARSEL);
             EXPECT_LE(LargestDifference(*found, *wanted), 2) << i;
         }
+}
+
+TEST_F(GpuChain, InAFilterMovesAPictureOnlyWhenTheNextEffectWantsItOnTheOtherSide) {
+    constexpr int COUNT = 5;
+    std::vector<iptr<IDataVideo>> pictures;
+    for (int i = 0; i < COUNT; ++i) {
+        iptr<IDataVideo> const picture = Natural(100, 50);
+        picture->SetTime(i * 40000);
+        picture->SetDuration(40000);
+        pictures.push_back(picture);
+    }
+    auto const filter = MakeFilterFactory()->Dedicated(FilterSlots::APPLY_EFFECTS_VIDEO, ImplNames::TARSEL)(
+        iptr<IStreamVideo>(ScriptedVideo::Create(pictures)), MakeEffectFactory());
+    auto const add = [&](char const* side) {
+        for (auto const& effect : Make(side))
+            filter->AddEffect(iptr<IOneInputEffectVideo>(dynamic_cast<IOneInputEffectVideo*>(effect.get())));
+    };
+    add(ImplNames::OGL);
+    add(ImplNames::OGL);
+    add(ImplNames::TARSEL);
+    filter->RequestSeek(0, nullptr);
+    filter->DoSeek();
+    GpuCounters const before = device->GetCounters();
+    for (int i = 0; i < COUNT; ++i) {
+        auto const picture = filter->Read();
+        ASSERT_TRUE(picture);
+        EXPECT_FALSE(IsOGLFrame(picture));
+    }
+    GpuCounters const after = device->GetCounters();
+    EXPECT_EQ(after.uploads - before.uploads, COUNT);
+    EXPECT_EQ(after.downloads - before.downloads, COUNT);
+    EXPECT_EQ(after.copies, before.copies);
 }
 
 }  // namespace
