@@ -1,12 +1,11 @@
 #include "host/effects/ResizeEffect.h"
 
-#include <algorithm>
-#include <cmath>
 #include <limits>
 #include <string>
 #include <utility>
 
 #include "contracts/Core/Exception.h"
+#include "host/effects/PictureFit.h"
 
 extern "C" {
 #include <libavutil/imgutils.h>
@@ -31,34 +30,6 @@ AVPixelFormat OutputFormat(PixFmt format) {
     return keeps ? Native(format) : Native(WorkingFormat(format));
 }
 
-/// The pixel aspect of a target as one that can be computed with.
-Conf::FrameInfo WithAspect(Conf::FrameInfo info) {
-    if (info.pixelAspectNum < 1 || info.pixelAspectDen < 1) info.pixelAspectNum = info.pixelAspectDen = 1;
-    return info;
-}
-
-struct Size {
-    int width;
-    int height;
-};
-
-/// The largest size of the picture's shape within `room`; or, with `around`, the smallest that covers it. `from` and
-/// `to` tell the shapes of the pixels.
-Size SizeOfShape(Conf::FrameInfo const& from, Conf::FrameInfo const& to, Size room) {
-    double const across = static_cast<double>(from.width) * from.pixelAspectNum * to.pixelAspectDen;
-    double const down = static_cast<double>(from.height) * from.pixelAspectDen * to.pixelAspectNum;
-    double const width = across * room.height / down;
-    if (width <= room.width) return {std::clamp(static_cast<int>(std::lround(width)), 1, room.width), room.height};
-    double const height = down * room.width / across;
-    return {room.width, std::clamp(static_cast<int>(std::lround(height)), 1, room.height)};
-}
-
-/// The value to the nearest multiple within the limit; the limit itself always fits.
-int Aligned(int value, int multiple, int limit) {
-    if (value == limit) return value;
-    return std::min(std::max((value + multiple / 2) / multiple * multiple, multiple), limit);
-}
-
 /// Steps of chroma samples, and of rows of one field in an interlaced picture: where parts may begin.
 struct Steps {
     int across;
@@ -72,15 +43,12 @@ struct Steps {
     }
 };
 
-/// Narrows the frame, a reference of its own, to the middle part of this size.
-void NarrowTo(AVFrame& frame, Size part) {
-    Steps const steps(frame.format, frame.interlaced_frame != 0);
-    int const left = (frame.width - part.width) / 2 / steps.across * steps.across;
-    int const top = (frame.height - part.height) / 2 / steps.down * steps.down;
-    frame.crop_left = static_cast<std::size_t>(left);
-    frame.crop_top = static_cast<std::size_t>(top);
-    frame.crop_right = static_cast<std::size_t>(frame.width - part.width - left);
-    frame.crop_bottom = static_cast<std::size_t>(frame.height - part.height - top);
+/// Narrows the frame, a reference of its own, to a part of it.
+void NarrowTo(AVFrame& frame, PictureArea const& part) {
+    frame.crop_left = static_cast<std::size_t>(part.x);
+    frame.crop_top = static_cast<std::size_t>(part.y);
+    frame.crop_right = static_cast<std::size_t>(frame.width - part.width - part.x);
+    frame.crop_bottom = static_cast<std::size_t>(frame.height - part.height - part.y);
     if (av_frame_apply_cropping(&frame, AV_FRAME_CROP_UNALIGNED) < 0)
         TARSEL_THROW(EffectException, "Can't take a part of a picture of " + std::to_string(frame.width) + "x" +
                                           std::to_string(frame.height));
@@ -98,8 +66,8 @@ FramePtr ShownPart(IDataVideo const& picture) {
     return frame;
 }
 
-/// The picture in the middle of a black one.
-FramePtr Framed(FramePtr inner, Size size) {
+/// The picture at its place in a black one.
+FramePtr Framed(FramePtr inner, PictureArea const& place, Conf::FrameInfo const& size) {
     if (inner->width == size.width && inner->height == size.height) return inner;
     auto const format = static_cast<AVPixelFormat>(inner->format);
     FramePtr outer = AllocateFrame(size.width, size.height, format);
@@ -108,7 +76,7 @@ FramePtr Framed(FramePtr inner, Size size) {
     if (av_image_fill_black(outer->data, strides, format, outer->color_range, size.width, size.height) < 0)
         TARSEL_THROW(EffectException, std::string("Can't make black in pixel format ") + av_get_pix_fmt_name(format));
     FramePtr middle(av_frame_clone(outer.get()));
-    NarrowTo(*middle, {inner->width, inner->height});
+    NarrowTo(*middle, place);
     av_image_copy(middle->data, middle->linesize, const_cast<uint8_t const**>(inner->data), inner->linesize, format,
                   inner->width, inner->height);
     return outer;
@@ -132,22 +100,17 @@ FramePtr Resized(IDataVideo const& picture, SettingsResizer const& settings, Con
     Conf::FrameInfo shown = picture.GetFrameInfo();
     shown.width = frame->width;
     shown.height = frame->height;
-    Size inner{target.width, target.height};
     AVPixelFormat const format = OutputFormat(picture.GetPixelFormat());
-    if (settings.GetMode() == SettingsResizer::MODE_LETTERBOX) {
-        Steps const steps(format, isInterlaced);
-        inner = SizeOfShape(shown, target, inner);
-        inner.width = Aligned(inner.width, steps.across, target.width);
-        inner.height = Aligned(inner.height, steps.down, target.height);
-    } else if (settings.GetMode() == SettingsResizer::MODE_CROP) {
-        NarrowTo(*frame, SizeOfShape(target, shown, {shown.width, shown.height}));
-    }
-    bool const scales = frame->width != inner.width || frame->height != inner.height || frame->format != format;
-    if (scales)
+    // Parts of the picture begin where its own format lets them, places in the result where that one's does.
+    bool const takesPart = settings.GetMode() == SettingsResizer::MODE_CROP;
+    Steps const steps(takesPart ? frame->format : format, isInterlaced);
+    PictureFit const fit = FitPicture(shown, CropInfo(), settings, steps.across, steps.down);
+    if (takesPart) NarrowTo(*frame, fit.from);
+    if (frame->width != fit.to.width || frame->height != fit.to.height || frame->format != format)
         frame = ScaleFrame(
             *frame,
-            {.width = inner.width, .height = inner.height, .format = format, .algorithm = AlgorithmOf(settings)});
-    frame = Framed(std::move(frame), {target.width, target.height});
+            {.width = fit.to.width, .height = fit.to.height, .format = format, .algorithm = AlgorithmOf(settings)});
+    frame = Framed(std::move(frame), fit.to, target);
     frame->sample_aspect_ratio = {target.pixelAspectNum, target.pixelAspectDen};
     return frame;
 }
@@ -169,7 +132,7 @@ void ResizeEffect::Check(SettingsResizer const& settings) const {
 void ResizeEffect::AdaptFormatCodec(iptr<Conf::IFormatCodec>& format) {
     auto* const video = dynamic_cast<Conf::IFormatCodecVideo*>(format.get());
     if (!video || GetOwnSettings().GetMode() == SettingsResizer::MODE_KEEP) return;
-    video->SetFrameInfo(WithAspect(GetOwnSettings().GetFrameInfo()));
+    video->SetFrameInfo(TargetOf(GetOwnSettings()));
     AVPixelFormat const output = OutputFormat(video->GetPixelFormat());
     if (output != AV_PIX_FMT_NONE) video->SetPixelFormat(static_cast<PixFmt>(static_cast<int>(output)));
 }
@@ -178,7 +141,7 @@ void ResizeEffect::Process(iptr<IDataVideo>& item) {
     if (!item) return;
     RequireProcessorMemory(*item, SettingsResizer::CLASS_ID);
     SettingsResizer const& settings = GetOwnSettings();
-    Conf::FrameInfo const target = WithAspect(settings.GetFrameInfo());
+    Conf::FrameInfo const target = TargetOf(settings);
     bool const fits = item->GetFrameInfo() == target && item->GetCrop() == CropInfo() &&
                       OutputFormat(item->GetPixelFormat()) == Native(item->GetPixelFormat());
     if (settings.GetMode() != SettingsResizer::MODE_KEEP && !fits) {
