@@ -51,8 +51,10 @@ TEST(GraphWriter, WritesEveryClassWithItsDefaults) {
         StreamKind const stream = entry.WorksOn(GraphKind::Audio) ? StreamKind::Audio : StreamKind::Video;
         document.sources.push_back({1, "a", {stream, 0}, entry.kinds.front() == GraphKind::Packets, "/sources/0"});
         Core::Property const defaults = MakeDefaultProperty(entry);
-        Core::Property settings(defaults.Name());
+        Core::Property settings = defaults;
+        if (!entry.fields.empty()) settings = Core::Property(defaults.Name());
         if (defaults.HasScalar()) settings.SetValue(defaults.GetString());
+        // In the order of the fields, in which they are read.
         for (SettingField const& field : entry.fields) {
             std::string const& key = field.GetChildName();
             if (field.IsRequired()) settings.SetChild(key, "1");
