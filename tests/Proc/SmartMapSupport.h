@@ -104,6 +104,19 @@ class NotingEffect : public IdleEffect<Proc::IOneInputEffectVideo> {
     int const frameType;
 };
 
+/// A source that lands on its first frame wherever it is sought, and that can go on for ever.
+class EarlySource final : public ScriptedFilter<Proc::IStreamVideo> {
+  public:
+    EarlySource() : ScriptedFilter(ScriptedVideo::Create({})) {
+        onRequestSeek = [this](int64) { index = 0; };
+        onRead = [this] { return makeFrame(index++); };
+    }
+    std::function<iptr<Proc::IDataVideo>(int)> makeFrame;
+    int64 GetDuration() const override { return length; }
+    int64 length = 1000;
+    int index = 0;
+};
+
 /// For maps of sound: see `SmartMapAudioSupport.h`.
 std::vector<std::string> ReadTexts(Proc::IStreamAudio& stream, std::size_t limit);
 
