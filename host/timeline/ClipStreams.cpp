@@ -26,6 +26,7 @@
 #include "host/media/FittedVideo.h"
 #include "host/media/VideoDecoder.h"
 #include "host/timeline/DeferredStream.h"
+#include "host/timeline/EvenVideo.h"
 #include "host/timeline/OpacityVideo.h"
 #include "host/timeline/ShiftedStream.h"
 #include "host/timeline/StillStreams.h"
@@ -246,7 +247,8 @@ iptr<IStreamVideo> ClipStreams::OpenClip(TimelineGrid const& grid, PlannedClip c
     bool const isDenser = shown->GetFormatCodec()->GetFrameRate() > grid.GetRate();
     if (!isDenser) fit();
     shown = links.Trim(shown, duration);
-    shown = links.ToFrames(ShiftedVideo::Create(shown, grid.TimeOf(clip.span.first)), grid, clip.span.first);
+    shown = EvenVideo::Create(ShiftedVideo::Create(shown, grid.TimeOf(clip.span.first)), grid);
+    shown = links.ToFrames(shown, grid, clip.span.first);
     if (isDenser) fit();
     shown = OpacityVideo::Create(shown, clip.clip->opacity);
     if (clip.effects.empty()) return shown;

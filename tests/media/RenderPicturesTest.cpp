@@ -90,6 +90,22 @@ TEST_F(RenderedPictures, HalfTheSpeedShowsEachPictureTwice) {
     EXPECT_THAT(Render(timeline), ElementsAre(26, 26, 27, 27, 28, 28, 29, 29, 30, 30));
 }
 
+TEST_F(RenderedPictures, DenserPicturesAreTakenInEvenSteps) {
+    for (std::string const container : {"mp4", "mkv"}) {
+        auto const dense =
+            MakeClip("numbered60." + container,
+                     {"-f", "lavfi", "-i", "nullsrc=s=32x24:r=60:d=1,format=yuv420p,geq=lum=16+N:cb=128:cr=128", "-c:v",
+                      "libx264", "-qp", "0"});
+        Timeline timeline = PicturesOf({ClipOf(dense, 0, SECOND)}, SECOND);
+        timeline.frameRate = Ratio(30, 1);
+        std::vector<int> everySecond;
+        for (int i = 0; i < 30; ++i) everySecond.push_back(16 + 2 * i);
+        EXPECT_EQ(everySecond, Render(timeline)) << container;
+        timeline = PicturesOf({ClipOf(dense, 0, SECOND, 500 * MS)}, SECOND);
+        EXPECT_EQ(75, Render(timeline).back()) << "the last one is held";
+    }
+}
+
 TEST_F(RenderedPictures, BackwardsPlaysTheRangeFromItsEnd) {
     auto const timeline = PicturesOf({ClipOf(NumberedClip(), 0, 400 * MS, 400 * MS, -1)}, 400 * MS);
     EXPECT_THAT(Render(timeline), ElementsAre(35, 34, 33, 32, 31, 30, 29, 28, 27, 26));
