@@ -1,6 +1,7 @@
 #include "host/timeline/ClipStreams.h"
 
 #include <cmath>
+#include <type_traits>
 #include <utility>
 
 #include "contracts/Core/Exception.h"
@@ -19,6 +20,7 @@
 #include "contracts/Proc/SettingsFilterReverse.h"
 #include "contracts/Proc/SettingsFilterSpeedUp.h"
 #include "contracts/Proc/SettingsFrameUploader.h"
+#include "host/effects/TempoEffect.h"
 #include "host/graph/EffectCatalog.h"
 #include "host/graph/GraphErrors.h"
 #include "host/media/AudioDecoder.h"
@@ -60,8 +62,14 @@ class Links {
     template <class T>
     iptr<T> Play(iptr<T> source, double speed) const {
         if (speed < 0) source = Make(source, SettingsFilterReverse::CLASS_ID, SettingsFilterReverse());
-        if (std::abs(speed) == 1) return source;
-        return Make(source, SettingsFilterSpeedUp::CLASS_ID, SettingsFilterSpeedUp(std::abs(speed)));
+        double const size = std::abs(speed);
+        if (size == 1) return source;
+        // What the engine of sound can't do at once goes in two steps: clips are 0.01 to 100 times as fast.
+        bool const inTwo =
+            std::is_same_v<T, IStreamAudio> && (size < TempoEffect::MIN_TEMPO || size > TempoEffect::MAX_TEMPO);
+        SettingsFilterSpeedUp const step(inTwo ? std::sqrt(size) : size);
+        if (inTwo) source = Make(source, SettingsFilterSpeedUp::CLASS_ID, step);
+        return Make(source, SettingsFilterSpeedUp::CLASS_ID, step);
     }
     /// Pictures whose times are those of the timeline, brought to its frames; what comes out begins at 0 where `first`
     /// begins.
