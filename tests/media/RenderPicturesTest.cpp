@@ -106,6 +106,14 @@ TEST_F(RenderedPictures, DenserPicturesAreTakenInEvenSteps) {
     }
 }
 
+TEST_F(RenderedPictures, WhatAFastClipsEdgeMovesByIsNoMissingMedia) {
+    // 190 ms are 5 frames, for which the 3.8 s that are left would have to be 4.
+    for (double const speed : {20.0, -20.0}) {
+        Render(PicturesOf({ClipOf(NumberedClip(), 0, 190 * MS, speed > 0 ? 200 * MS : 0, speed)}, 190 * MS));
+        EXPECT_THAT(report.warnings, IsEmpty()) << speed;
+    }
+}
+
 TEST_F(RenderedPictures, BackwardsPlaysTheRangeFromItsEnd) {
     auto const timeline = PicturesOf({ClipOf(NumberedClip(), 0, 400 * MS, 400 * MS, -1)}, 400 * MS);
     EXPECT_THAT(Render(timeline), ElementsAre(35, 34, 33, 32, 31, 30, 29, 28, 27, 26));
