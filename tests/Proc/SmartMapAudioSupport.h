@@ -48,7 +48,7 @@ inline std::string ReadText(Proc::IStreamAudio& stream) {
 }
 
 /// All blocks up to the first null.
-inline std::vector<std::string> ReadTexts(Proc::IStreamAudio& stream, std::size_t limit = 100000) {
+inline std::vector<std::string> ReadTexts(Proc::IStreamAudio& stream, std::size_t limit = MOST_ITEMS) {
     std::vector<std::string> texts;
     for (auto const& block : ReadAll(stream, limit)) texts.push_back(TextOf(*block));
     return texts;
@@ -79,45 +79,14 @@ class NotingSoundEffect : public IdleEffect<Proc::IOneInputEffectAudio> {
     std::string const name;
 };
 
-/// A map of sound over the host's converters and cutters, with the handles of what stands on it.
-class AudioMap {
+/// A map of sound over the host's converters and cutters.
+class AudioMap : public HeldMap<Proc::ISmartMapAudio, Proc::IStreamAudio, Proc::IMappedStreamAudio> {
   public:
     explicit AudioMap(int rate = 48000, iptr<Proc::IFilterFactory const> const& factory = Host::MakeFilterFactory())
-        : map(Proc::SmartMapAudio::Create(factory)) {
+        : HeldMap(Proc::SmartMapAudio::Create(factory)) {
         MapLock const lock(*map);
         map->SetSampleInfo(Mono(rate));
     }
-    ~AudioMap() {
-        MapLock const lock(*map);
-        streams.clear();
-        effects.clear();
-    }
-    AudioMap(AudioMap const&) = delete;
-    AudioMap& operator=(AudioMap const&) = delete;
-
-    Proc::ISmartMapAudio* operator->() const { return map.get(); }
-    Proc::ISmartMapAudio& operator*() const { return *map; }
-
-    AudioMap& Add(iptr<Proc::IStreamAudio> const& source, int64 begin = 0, int order = 0) {
-        MapLock const lock(*map);
-        streams.push_back(map->MapStream(source));
-        streams.back()->SetBegin(begin);
-        streams.back()->SetOrder(order);
-        return *this;
-    }
-    AudioMap& Add(iptr<Proc::IEffect> const& effect, int64 begin, int64 end) {
-        MapLock const lock(*map);
-        effects.push_back(map->MapEffect(effect, begin, end));
-        return *this;
-    }
-    std::vector<std::string> ReadFrom(int64 position) {
-        Seek(*map, position);
-        return ReadTexts(*map);
-    }
-
-    iptr<Proc::ISmartMapAudio> const map;
-    std::vector<iptr<Proc::IMappedStreamAudio>> streams;
-    std::vector<iptr<Proc::IMappedEffect>> effects;
 };
 
 }  // namespace Tarsel::Test

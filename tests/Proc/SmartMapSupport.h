@@ -50,8 +50,11 @@ inline std::string ReadText(Proc::IStreamVideo& stream) {
     return frame ? TextOf(*frame) : std::string("null");
 }
 
+/// More than any map here gives.
+inline constexpr std::size_t MOST_ITEMS = 100000;
+
 /// All items up to the first null.
-inline std::vector<std::string> ReadTexts(Proc::IStreamVideo& stream, std::size_t limit = 100000) {
+inline std::vector<std::string> ReadTexts(Proc::IStreamVideo& stream, std::size_t limit = MOST_ITEMS) {
     std::vector<std::string> texts;
     for (auto const& frame : ReadAll(stream, limit)) texts.push_back(TextOf(*frame));
     return texts;
@@ -101,29 +104,33 @@ class NotingEffect : public IdleEffect<Proc::IOneInputEffectVideo> {
     int const frameType;
 };
 
-/// A map of pictures with the handles of what stands on it.
-class VideoMap {
+/// For maps of sound: see `SmartMapAudioSupport.h`.
+std::vector<std::string> ReadTexts(Proc::IStreamAudio& stream, std::size_t limit);
+
+/// A map with the handles of what stands on it.
+template <class Map, class T, class Handle>
+class HeldMap {
   public:
-    VideoMap() : map(Proc::SmartMapVideo::Create()) {}
-    ~VideoMap() {
+    explicit HeldMap(iptr<Map> map) : map(std::move(map)) {}
+    ~HeldMap() {
         MapLock const lock(*map);
         streams.clear();
         effects.clear();
     }
-    VideoMap(VideoMap const&) = delete;
-    VideoMap& operator=(VideoMap const&) = delete;
+    HeldMap(HeldMap const&) = delete;
+    HeldMap& operator=(HeldMap const&) = delete;
 
-    Proc::ISmartMapVideo* operator->() const { return map.get(); }
-    Proc::ISmartMapVideo& operator*() const { return *map; }
+    Map* operator->() const { return map.get(); }
+    Map& operator*() const { return *map; }
 
-    VideoMap& Add(iptr<Proc::IStreamVideo> const& source, int64 begin = 0, int order = 0) {
+    HeldMap& Add(iptr<T> const& source, int64 begin = 0, int order = 0) {
         MapLock const lock(*map);
         streams.push_back(map->MapStream(source));
         streams.back()->SetBegin(begin);
         streams.back()->SetOrder(order);
         return *this;
     }
-    VideoMap& Add(iptr<Proc::IEffect> const& effect, int64 begin, int64 end) {
+    HeldMap& Add(iptr<Proc::IEffect> const& effect, int64 begin, int64 end) {
         MapLock const lock(*map);
         effects.push_back(map->MapEffect(effect, begin, end));
         return *this;
@@ -131,12 +138,17 @@ class VideoMap {
     /// All that reading from `position` gives.
     std::vector<std::string> ReadFrom(int64 position) {
         Seek(*map, position);
-        return ReadTexts(*map);
+        return ReadTexts(*map, MOST_ITEMS);
     }
 
-    iptr<Proc::ISmartMapVideo> const map;
-    std::vector<iptr<Proc::IMappedStreamVideo>> streams;
+    iptr<Map> const map;
+    std::vector<iptr<Handle>> streams;
     std::vector<iptr<Proc::IMappedEffect>> effects;
+};
+
+class VideoMap : public HeldMap<Proc::ISmartMapVideo, Proc::IStreamVideo, Proc::IMappedStreamVideo> {
+  public:
+    VideoMap() : HeldMap(Proc::SmartMapVideo::Create()) {}
 };
 
 }  // namespace Tarsel::Test

@@ -50,12 +50,15 @@ TEST(GraphWriter, WritesEveryClassWithItsDefaults) {
         GraphDocument document;
         StreamKind const stream = entry.WorksOn(GraphKind::Audio) ? StreamKind::Audio : StreamKind::Video;
         document.sources.push_back({1, "a", {stream, 0}, entry.kinds.front() == GraphKind::Packets, "/sources/0"});
-        Core::Property settings = MakeDefaultProperty(entry);
-        if (!entry.fields.empty() && entry.fields.front().IsRequired()) {
-            Core::Property filled(settings.Name());
-            filled.SetChild(entry.fields.front().key, "1");
-            for (Core::Property const& child : settings.Children()) filled.SetChild(child.Name(), child);
-            settings = filled;
+        Core::Property const defaults = MakeDefaultProperty(entry);
+        Core::Property settings = defaults;
+        if (!entry.fields.empty()) settings = Core::Property(defaults.Name());
+        if (defaults.HasScalar()) settings.SetValue(defaults.GetString());
+        // In the order of the fields, in which they are read.
+        for (SettingField const& field : entry.fields) {
+            std::string const& key = field.GetChildName();
+            if (field.IsRequired()) settings.SetChild(key, "1");
+            if (defaults.ChildExists(key)) settings.SetChild(key, defaults[key]);
         }
         if (entry.isController)
             document.controllers.push_back({2, entry.classId, "Default", settings, {{3, 1}}, "/controllers/0"});

@@ -63,10 +63,16 @@ GraphKind ToGraphKind(FilterKind kind) {
 }
 
 TEST(SettingsCatalog, KnowsEveryRowThatIsRegistered) {
+    // Sources are laid on maps by timeline files, which say where each one stands.
+    std::set<std::string> const ofTimelines{FilterSlots::SMART_MAP_VIDEO.name, FilterSlots::SMART_MAP_AUDIO.name};
     std::vector<std::string> missing;
     auto const registry = MakeFilterRegistry();
     for (auto const& row : registry->GetRows()) {
         CatalogEntry const* const entry = FindInCatalog(row.classId);
+        if (ofTimelines.count(row.classId) != 0) {
+            EXPECT_FALSE(entry) << row.classId;
+            continue;
+        }
         bool const known = entry &&
                            std::find(entry->implementations.begin(), entry->implementations.end(), row.implName) !=
                                entry->implementations.end() &&
