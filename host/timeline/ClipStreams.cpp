@@ -1,6 +1,7 @@
 #include "host/timeline/ClipStreams.h"
 
 #include <cmath>
+#include <type_traits>
 #include <utility>
 
 #include "contracts/Core/Exception.h"
@@ -19,6 +20,7 @@
 #include "contracts/Proc/SettingsFilterReverse.h"
 #include "contracts/Proc/SettingsFilterSpeedUp.h"
 #include "contracts/Proc/SettingsFrameUploader.h"
+#include "host/effects/TempoEffect.h"
 #include "host/graph/EffectCatalog.h"
 #include "host/graph/GraphErrors.h"
 #include "host/media/AudioDecoder.h"
@@ -26,6 +28,7 @@
 #include "host/media/FittedVideo.h"
 #include "host/media/VideoDecoder.h"
 #include "host/timeline/DeferredStream.h"
+#include "host/timeline/EvenVideo.h"
 #include "host/timeline/OpacityVideo.h"
 #include "host/timeline/ShiftedStream.h"
 #include "host/timeline/StillStreams.h"
@@ -59,8 +62,14 @@ class Links {
     template <class T>
     iptr<T> Play(iptr<T> source, double speed) const {
         if (speed < 0) source = Make(source, SettingsFilterReverse::CLASS_ID, SettingsFilterReverse());
-        if (std::abs(speed) == 1) return source;
-        return Make(source, SettingsFilterSpeedUp::CLASS_ID, SettingsFilterSpeedUp(std::abs(speed)));
+        double const size = std::abs(speed);
+        if (size == 1) return source;
+        // What the engine of sound can't do at once goes in two steps: clips are 0.01 to 100 times as fast.
+        bool const inTwo =
+            std::is_same_v<T, IStreamAudio> && (size < TempoEffect::MIN_TEMPO || size > TempoEffect::MAX_TEMPO);
+        SettingsFilterSpeedUp const step(inTwo ? std::sqrt(size) : size);
+        if (inTwo) source = Make(source, SettingsFilterSpeedUp::CLASS_ID, step);
+        return Make(source, SettingsFilterSpeedUp::CLASS_ID, step);
     }
     /// Pictures whose times are those of the timeline, brought to its frames; what comes out begins at 0 where `first`
     /// begins.
@@ -246,7 +255,8 @@ iptr<IStreamVideo> ClipStreams::OpenClip(TimelineGrid const& grid, PlannedClip c
     bool const isDenser = shown->GetFormatCodec()->GetFrameRate() > grid.GetRate();
     if (!isDenser) fit();
     shown = links.Trim(shown, duration);
-    shown = links.ToFrames(ShiftedVideo::Create(shown, grid.TimeOf(clip.span.first)), grid, clip.span.first);
+    shown = EvenVideo::Create(ShiftedVideo::Create(shown, grid.TimeOf(clip.span.first)), grid);
+    shown = links.ToFrames(shown, grid, clip.span.first);
     if (isDenser) fit();
     shown = OpacityVideo::Create(shown, clip.clip->opacity);
     if (clip.effects.empty()) return shown;

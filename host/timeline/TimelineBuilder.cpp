@@ -1,6 +1,7 @@
 #include "host/timeline/TimelineBuilder.h"
 
 #include <algorithm>
+#include <cmath>
 #include <numeric>
 #include <utility>
 
@@ -97,15 +98,19 @@ void BuiltTimeline::FindSound() {
 }
 
 void BuiltTimeline::WarnOfMissingMedia(KindPlan const& kind, bool isVideo) {
-    int64 const tolerance = isVideo ? kind.grid.TimeOf(1) : QUIET_END;
+    int64 const quiet = isVideo ? kind.grid.TimeOf(1) : QUIET_END;
     for (PlannedPiece const& piece : kind.pieces)
         for (PlannedClip const& clip : piece.clips) {
             ClipMedia const& own = media->Get(*clip.clip);
             if (clip.clip->speed == 0 || own.isStill) continue;
+            // Edges move to frames of the timeline, each of which is longer in the source at a higher speed.
+            auto const tolerance = static_cast<int64>(double(quiet) * std::max(1.0, std::abs(clip.clip->speed)));
+            int64 const ahead = -clip.sourceBegin;
             int64 const behind = clip.sourceBegin + clip.sourceDuration - own.end;
             std::string const name = clip.clip->pointer + ": " + ClipName(*clip.clip) + ": ";
-            if (clip.sourceBegin < 0)
-                warnings.push_back(name + std::to_string(-clip.sourceBegin) + " us are missing ahead of its media: " +
+            // Backwards it is the range's end that lies there.
+            if (ahead > (clip.clip->speed < 0 ? tolerance : 0))
+                warnings.push_back(name + std::to_string(ahead) + " us are missing ahead of its media: " +
                                    (isVideo ? "the first picture is held" : "silence stands there"));
             if (behind > tolerance)
                 warnings.push_back(name + std::to_string(behind) + " us are missing behind its media: " +

@@ -152,6 +152,10 @@ TEST_F(RenderCommand, StrictRunRefusesWhatCantBeCarriedBeforeAnythingIsWritten) 
     EXPECT_EQ(0, lenient.exitCode) << lenient.errors;
     EXPECT_THAT(lenient.errors, HasSubstr("lost"));
     EXPECT_EQ(Times(10, 16), LumasOf(folder / "out.mkv"));
+    auto const refused = Render(timeline, {"--force"});
+    EXPECT_EQ(1, refused.exitCode);
+    EXPECT_THAT(refused.errors, AllOf(HasSubstr("clip \"lost\": its media is missing"),
+                                      HasSubstr("there is no clip of pictures to take it from")));
 }
 
 TEST_F(RenderCommand, StrictRunRefusesMediaThatAreTooShort) {

@@ -90,6 +90,30 @@ TEST_F(RenderedPictures, HalfTheSpeedShowsEachPictureTwice) {
     EXPECT_THAT(Render(timeline), ElementsAre(26, 26, 27, 27, 28, 28, 29, 29, 30, 30));
 }
 
+TEST_F(RenderedPictures, DenserPicturesAreTakenInEvenSteps) {
+    for (std::string const container : {"mp4", "mkv"}) {
+        auto const dense =
+            MakeClip("numbered60." + container,
+                     {"-f", "lavfi", "-i", "nullsrc=s=32x24:r=60:d=1,format=yuv420p,geq=lum=16+N:cb=128:cr=128", "-c:v",
+                      "libx264", "-qp", "0"});
+        Timeline timeline = PicturesOf({ClipOf(dense, 0, SECOND)}, SECOND);
+        timeline.frameRate = Ratio(30, 1);
+        std::vector<int> everySecond;
+        for (int i = 0; i < 30; ++i) everySecond.push_back(16 + 2 * i);
+        EXPECT_EQ(everySecond, Render(timeline)) << container;
+        timeline = PicturesOf({ClipOf(dense, 0, SECOND, 500 * MS)}, SECOND);
+        EXPECT_EQ(75, Render(timeline).back()) << "the last one is held";
+    }
+}
+
+TEST_F(RenderedPictures, WhatAFastClipsEdgeMovesByIsNoMissingMedia) {
+    // 190 ms are 5 frames, for which the 3.8 s that are left would have to be 4.
+    for (double const speed : {20.0, -20.0}) {
+        Render(PicturesOf({ClipOf(NumberedClip(), 0, 190 * MS, speed > 0 ? 200 * MS : 0, speed)}, 190 * MS));
+        EXPECT_THAT(report.warnings, IsEmpty()) << speed;
+    }
+}
+
 TEST_F(RenderedPictures, BackwardsPlaysTheRangeFromItsEnd) {
     auto const timeline = PicturesOf({ClipOf(NumberedClip(), 0, 400 * MS, 400 * MS, -1)}, 400 * MS);
     EXPECT_THAT(Render(timeline), ElementsAre(35, 34, 33, 32, 31, 30, 29, 28, 27, 26));

@@ -117,6 +117,19 @@ TEST_F(RenderedSound, SpeedKeepsThePitchAndTheLength) {
     }
 }
 
+TEST_F(RenderedSound, SpeedsBeyondWhatTheEngineStretchesAtOnceKeepThePitchAndTheLength) {
+    auto const tone = MakeClip(
+        "tone500.wav", {"-f", "lavfi", "-i", "aevalsrc='0.5*sin(2*PI*500*t)':s=48000:d=4", "-c:a", "pcm_s16le"});
+    for (double const speed : {25.0, 0.04}) {
+        int64 const length = speed > 1 ? 160 * MS : 960 * MS;
+        auto const values = Samples(SoundTimelineOf({ClipOf(tone, 0, length, 0, speed)}, length));
+        ASSERT_EQ(speed > 1 ? 7680U : 46080U, values.size()) << speed;
+        auto const half = static_cast<std::ptrdiff_t>(values.size() / 2);
+        std::vector<double> const middle(values.begin() + half - 960, values.begin() + half + 960);
+        EXPECT_GT(AmplitudeAt(middle, 500, 48000), 0.2 * 32768) << speed;
+    }
+}
+
 TEST_F(RenderedSound, CrossFadeIsOfEqualPower) {
     auto const timeline =
         SoundTimelineOf({ClipOf(LevelClip(500), 0, 400 * MS), ClipOf(LevelClip(250), 400 * MS, 800 * MS, 400 * MS)},

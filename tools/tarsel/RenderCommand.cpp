@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
@@ -78,6 +79,17 @@ auto UnderName(RenderFlags const& flags, Call call) {
     }
 }
 
+/// What reading warned of is told with a refusal, too: what was left out may be why there is nothing to render.
+std::unique_ptr<Host::BuiltTimeline> Build(RenderFlags const& flags, Host::Timeline timeline,
+                                           std::vector<std::string> const& warnings) {
+    try {
+        return UnderName(flags, [&] { return std::make_unique<Host::BuiltTimeline>(std::move(timeline)); });
+    } catch (std::exception const&) {
+        PrintWarnings(warnings);
+        throw;
+    }
+}
+
 int Run(RenderFlags const& flags) {
     if (flags.schema) {
         PrintOutput(Host::WriteTimelineSchema());
@@ -86,7 +98,7 @@ int Run(RenderFlags const& flags) {
     std::vector<std::string> warnings;
     Host::Timeline timeline = ReadTimeline(flags, warnings);
     if (IsRefused(flags, warnings)) return EXIT_WARNINGS;
-    auto const built = UnderName(flags, [&] { return std::make_unique<Host::BuiltTimeline>(std::move(timeline)); });
+    auto const built = Build(flags, std::move(timeline), warnings);
     if (flags.printPlan) {
         warnings.insert(warnings.end(), built->GetWarnings().begin(), built->GetWarnings().end());
         PrintWarnings(warnings);

@@ -6,6 +6,7 @@
 #include "host/graph/GraphErrors.h"
 #include "host/media/FittedVideo.h"
 #include "host/timeline/DeferredStream.h"
+#include "host/timeline/EvenVideo.h"
 #include "host/timeline/OpacityVideo.h"
 #include "host/timeline/ShiftedStream.h"
 #include "host/timeline/StillStreams.h"
@@ -153,6 +154,48 @@ TEST(DeferredStream, TakesNoSettings) {
     EXPECT_EQ("Method not implemented",
               MessageOf<FilterException>([&] { deferred.stream->Initialize(Core::Property("x")); }));
     EXPECT_EQ("Method not implemented", MessageOf<FilterException>([&] { deferred.stream->GetSettings(); }));
+}
+
+// --- EvenVideo -------------------------------------------------------------------------------------------------------
+
+/// Where the pictures begin that are left of pictures with these edges, on 30 frames a second.
+std::vector<int64> LeftOf(std::vector<int64> const& edges) {
+    std::vector<iptr<IDataVideo>> pictures;
+    for (std::size_t i = 0; i + 1 < edges.size(); ++i) pictures.push_back(MakeVideo(edges[i], edges[i + 1] - edges[i]));
+    auto const even = EvenVideo::Create(ScriptedVideo::Create(pictures), TimelineGrid(Ratio(30, 1)));
+    std::vector<int64> begins;
+    for (auto const& item : ReadAll(*even)) begins.push_back(item->GetTime());
+    return begins;
+}
+
+TEST(EvenVideo, OfPicturesInOneSlotTheEarlierOneStaysThoughRoundingMadeItShorter) {
+    EXPECT_THAT(LeftOf({0, 16667, 33333, 50000, 66667, 83333, 100000, 116667}), ElementsAre(0, 33333, 66667, 100000));
+    EXPECT_THAT(LeftOf({0, 17000, 33000, 50000, 67000, 83000, 100000, 117000}), ElementsAre(0, 33000, 67000, 100000))
+        << "milliseconds";
+}
+
+TEST(EvenVideo, PictureThatCoversClearlyMorePasses) {
+    EXPECT_THAT(LeftOf({0, 40000, 60000, 66667}), ElementsAre(0, 40000));
+    EXPECT_THAT(LeftOf({0, 5000, 33333, 66667}), ElementsAre(0, 5000, 33333));
+}
+
+TEST(EvenVideo, PicturesNoDenserThanTheFramesAllPass) {
+    EXPECT_THAT(LeftOf({0, 33333, 66667, 100000}), ElementsAre(0, 33333, 66667));
+    EXPECT_THAT(LeftOf({400, 33733, 67067, 100400}), ElementsAre(400, 33733, 67067));
+    EXPECT_THAT(LeftOf({0, 41667, 83333, 125000, 166667}), ElementsAre(0, 41667, 83333, 125000));
+}
+
+TEST(EvenVideo, LastPictureThatReachesOnPasses) {
+    EXPECT_THAT(LeftOf({0, 16667, 33333}), ElementsAre(0));
+    EXPECT_THAT(LeftOf({0, 16667, 500000}), ElementsAre(0, 16667));
+}
+
+TEST(EvenVideo, SeekForgetsTheSlotThatWasReached) {
+    auto const even = EvenVideo::Create(ScriptedVideo::Create(MakeVideos(2, 10000)), TimelineGrid(Ratio(30, 1)));
+    EXPECT_THAT(ReadAll(*even), ElementsAre(IsVideo(0, 10000)));
+    even->RequestSeek(10000, nullptr);
+    even->DoSeek();
+    EXPECT_THAT(ReadAll(*even), ElementsAre(IsVideo(10000, 10000)));
 }
 
 // --- StillVideo, SilentAudio, CountedStream --------------------------------------------------------------------------
