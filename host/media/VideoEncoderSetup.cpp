@@ -86,6 +86,14 @@ bool IsInterlaced(AVFieldOrder order) {
     return order == AV_FIELD_TT || order == AV_FIELD_BB || order == AV_FIELD_TB || order == AV_FIELD_BT;
 }
 
+/// RGB that becomes YUV loses its matrix with it: the pictures are converted to the one that is named here.
+void SettleMatrix(AVCodecContext& context) {
+    AVPixFmtDescriptor const* const description = av_pix_fmt_desc_get(context.pix_fmt);
+    if (context.colorspace != AVCOL_SPC_RGB || !description || (description->flags & AV_PIX_FMT_FLAG_RGB)) return;
+    context.colorspace = AVCOL_SPC_SMPTE170M;
+    context.color_range = AVCOL_RANGE_MPEG;
+}
+
 void CopyDescription(Setup& setup, AVCodecParameters const* native) {
     AVCodecContext& context = *setup.context;
     Conf::FrameInfo const& info = setup.format.GetFrameInfo();
@@ -93,8 +101,10 @@ void CopyDescription(Setup& setup, AVCodecParameters const* native) {
     context.height = info.height;
     context.sample_aspect_ratio = {info.pixelAspectNum, info.pixelAspectDen};
     if (!native) return;
-    // An unknown aspect stays unknown: writing 1/1 would change the header.
-    if (native->sample_aspect_ratio.num == 0) context.sample_aspect_ratio = {0, 1};
+    // An unknown aspect stays unknown: writing 1/1 would change the header. One that the container alone told goes into
+    // the stream, since the next container may have no place for it.
+    bool const isSquare = info.pixelAspectNum == info.pixelAspectDen;
+    if (native->sample_aspect_ratio.num == 0 && (setup.IsRecoding() || isSquare)) context.sample_aspect_ratio = {0, 1};
     context.color_range = native->color_range;
     context.color_primaries = native->color_primaries;
     context.color_trc = native->color_trc;
@@ -406,6 +416,7 @@ CodecContextPtr OpenVideoEncoder(Conf::IFormatCodecVideo const& format, Core::Pr
     watch.Attach(context);
     CopyDescription(setup, native);
     ChoosePixelFormat(setup, native);
+    SettleMatrix(context);
     SetRate(setup);
     context.flags |= AV_CODEC_FLAG_GLOBAL_HEADER | AV_CODEC_FLAG_BITEXACT;
     context.thread_count = 1;

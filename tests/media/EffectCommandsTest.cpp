@@ -6,6 +6,8 @@
 #include <fstream>
 
 #include "contracts/Core/Time.h"
+#include "host/media/MediaFile.h"
+#include "host/media/NativeParameters.h"
 #include "tests/support/SoundMeasure.h"
 #include "tests/support/Tarsel.h"
 #include "tests/support/TestMedia.h"
@@ -52,6 +54,13 @@ std::string ByFFmpeg(std::string const& name, std::string const& clip, std::stri
 
 int LumaAt(DecodedPicture const& picture, int x, int y) {
     return picture.pixels.at(static_cast<std::size_t>(y * picture.width + x));
+}
+
+/// What the file tells of its first stream.
+iptr<Host::NativeParameters const> ToldBy(std::string const& path) {
+    auto const format = Host::MediaFile::Open(path)->GetStreams().at(0).format;
+    return iptr<Host::NativeParameters const>(
+        dynamic_cast<Host::NativeParameters const*>(format->GetNativeParameters().get()));
 }
 
 std::vector<Bytes> PayloadsOf(std::string const& path, int stream) {
@@ -195,6 +204,17 @@ TEST_F(Effects, SideThatIsLeftOpenKeepsTheShape) {
     }
 }
 
+TEST_F(Effects, ResizedPicturesOfAnamorphicFilmsHaveSquarePixels) {
+    std::string const wide = ByFFmpeg("effects-wide.mkv", Film(), "setsar=64/45");
+    for (char const* name : {"out.mkv", "out.mp4"}) {
+        std::string const out = Make({"resize", wide, "--size", "128x"}, name);
+        EXPECT_EQ(68, PicturesOf(out).at(0).height) << name;
+        EXPECT_EQ(0, av_cmp_q({1, 1}, ToldBy(out)->sampleAspect)) << name;
+        Make({"effects", wide, "--effect", "color:contrast=2"}, name);
+        EXPECT_EQ(0, av_cmp_q({64, 45}, ToldBy(out)->sampleAspect)) << name;
+    }
+}
+
 TEST_F(Effects, LetterboxHasBlackBarsAndCropHasNone) {
     auto const boxed = PicturesOf(Make({"resize", Film(), "--size", "128x128", "--mode", "letterbox"}));
     auto const source = PicturesOf(Film());
@@ -314,6 +334,32 @@ TEST_F(Effects, GpuGivesThePicturesOfTheProcessor) {
             largest = std::max(largest, std::abs(int{cpu[i].pixels[k]} - int{gpu[i].pixels[k]}));
     }
     EXPECT_LE(largest, 2);
+}
+
+TEST_F(Effects, PicturesBehindTheGpuHaveTheMatrixAndTheRangeThatTheFileTells) {
+    for (char const* range : {"tv", "pc"}) {
+        std::string const film =
+            MakeClip(std::string("effects-bt709-") + range + ".mkv",
+                     {"-i", Film(), "-map", "0:v", "-vf",
+                      std::string("scale=out_color_matrix=bt709:out_range=") + range + ",format=yuv444p", "-c:v",
+                      "libx264", "-qp", "0", "-colorspace", "bt709", "-color_range", range});
+        auto const source = PicturesOf(film);
+        auto const own = PicturesOf(Make({"effects", film, "--effect", "upload"}));
+        ASSERT_EQ(source.size(), own.size());
+        EXPECT_GT(Psnr(source.at(9), own.at(9)), 50) << range;
+    }
+}
+
+TEST_F(Effects, RgbKeepsItsColoursInACodecThatTakesNone) {
+    std::string const film = ByFFmpeg("effects-rgb.mkv", Film(), "format=gbrp");
+    auto const source = PicturesOf(
+        ByFFmpeg("effects-rgb-expected.mkv", film, "scale=out_color_matrix=bt601:out_range=tv,format=yuv444p"));
+    std::string const out = Make({"effects", film, "--effect", "color"});
+    auto const own = PicturesOf(out);
+    ASSERT_EQ(source.size(), own.size());
+    EXPECT_GT(Psnr(source.at(9), own.at(9)), 45);
+    EXPECT_EQ(AVCOL_SPC_SMPTE170M, ToldBy(out)->parameters->color_space);
+    EXPECT_EQ(AVCOL_RANGE_MPEG, ToldBy(out)->parameters->color_range);
 }
 
 TEST_F(Effects, PicturesComeBackFromTheGpuForFiltersThatNeedThem) {
