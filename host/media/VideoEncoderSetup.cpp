@@ -66,6 +66,11 @@ bool IsListed(AVCodec const& codec, AVPixelFormat format) {
     return false;
 }
 
+bool IsRgb(AVPixelFormat format) {
+    AVPixFmtDescriptor const* const description = av_pix_fmt_desc_get(format);
+    return description && (description->flags & AV_PIX_FMT_FLAG_RGB) != 0;
+}
+
 void ChoosePixelFormat(Setup& setup, AVCodecParameters const* native) {
     auto format = static_cast<AVPixelFormat>(static_cast<int>(setup.format.GetPixelFormat()));
     if (format == AV_PIX_FMT_NONE && native) format = static_cast<AVPixelFormat>(native->format);
@@ -76,8 +81,16 @@ void ChoosePixelFormat(Setup& setup, AVCodecParameters const* native) {
             TARSEL_THROW(Proc::EncoderException, std::string("Encoder ") + setup.codec->name +
                                                      " can't keep the pixel format " + (name ? name : "?"));
         bool const shownEverywhere = setup.options.forEveryPlayer && IsListed(*setup.codec, AV_PIX_FMT_YUV420P);
-        format = shownEverywhere ? AV_PIX_FMT_YUV420P
-                                 : avcodec_find_best_pix_fmt_of_list(setup.codec->pix_fmts, format, 0, nullptr);
+        // Pictures that were YUV in the file become what they were: RGB in between, as on the GPU, is no reason to
+        // write 4:4:4, which many players don't show.
+        auto const before = native ? static_cast<AVPixelFormat>(native->format) : AV_PIX_FMT_NONE;
+        bool const wasYuv = IsRgb(format) && before != AV_PIX_FMT_NONE && !IsRgb(before);
+        if (shownEverywhere)
+            format = AV_PIX_FMT_YUV420P;
+        else if (wasYuv && IsListed(*setup.codec, before))
+            format = before;
+        else
+            format = avcodec_find_best_pix_fmt_of_list(setup.codec->pix_fmts, format, 0, nullptr);
     }
     setup.context->pix_fmt = format;
 }
@@ -88,8 +101,7 @@ bool IsInterlaced(AVFieldOrder order) {
 
 /// RGB that becomes YUV loses its matrix with it: the pictures are converted to the one that is named here.
 void SettleMatrix(AVCodecContext& context) {
-    AVPixFmtDescriptor const* const description = av_pix_fmt_desc_get(context.pix_fmt);
-    if (context.colorspace != AVCOL_SPC_RGB || !description || (description->flags & AV_PIX_FMT_FLAG_RGB)) return;
+    if (context.colorspace != AVCOL_SPC_RGB || IsRgb(context.pix_fmt)) return;
     context.colorspace = AVCOL_SPC_SMPTE170M;
     context.color_range = AVCOL_RANGE_MPEG;
 }

@@ -350,6 +350,12 @@ TEST_F(Effects, PicturesBehindTheGpuHaveTheMatrixAndTheRangeThatTheFileTells) {
     }
 }
 
+TEST_F(Effects, PicturesBehindTheGpuAreWrittenInThePixelFormatThatTheyHad) {
+    auto const own = PicturesOf(Make({"resize", Film(), "--size", "64x48", "--impl", "OGL"}));
+    ASSERT_EQ(75U, own.size());
+    EXPECT_EQ(PicturesOf(Film()).at(0).pixelFormat, own[0].pixelFormat);
+}
+
 TEST_F(Effects, RgbKeepsItsColoursInACodecThatTakesNone) {
     std::string const film = ByFFmpeg("effects-rgb.mkv", Film(), "format=gbrp");
     auto const source = PicturesOf(
