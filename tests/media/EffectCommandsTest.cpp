@@ -318,6 +318,21 @@ TEST_F(Effects, StampsAreDrawnWhereTheyAreTold) {
     EXPECT_EQ(LumaAt(source[5], 100, 50), LumaAt(own[5], 100, 50));
 }
 
+TEST_F(Effects, StampsAreDrawnOnFormatsThatHaveNoPartnerWithAlpha) {
+    std::string const stamp =
+        MakeClip("effects-glass.png", {"-f", "lavfi", "-i", "color=c=white@0.5:s=8x6,format=rgba", "-frames:v", "1"});
+    for (std::string const format : {"yuv411p", "yuv410p", "yuv440p", "gray10le"}) {
+        std::string const film = ByFFmpeg("effects-" + format + ".mkv", Film(), "format=" + format);
+        auto const own = PicturesOf(Make(
+            {"effects", film, "--effect", "stamp:begin=1,file=" + stamp, "--effect", "text:text=A,x=-1,y=-1,size=20"}));
+        EXPECT_THAT(errors, Not(HasSubstr("fitted"))) << format;
+        auto const plain = PicturesOf(Make({"effects", film, "--effect", "text:text=A,x=-1,y=-1,size=20"}));
+        ASSERT_EQ(75U, own.size()) << format;
+        EXPECT_EQ(plain[24].pixels, own[24].pixels) << format;
+        EXPECT_NE(plain[25].pixels, own[25].pixels) << format;
+    }
+}
+
 TEST_F(Effects, GpuGivesThePicturesOfTheProcessor) {
     auto const cpu = PicturesOf(Make(
         {"effects", Film(), "--effect", "convert:format=rgba", "--effect", "resize:width=64,height=48"}, "cpu.mkv"));
