@@ -18,7 +18,11 @@ void IntervalEffect::Process(iptr<IDataVideo>& item) {
     bool const within =
         !item || !HasValue(item->GetTime()) || (item->GetTime() >= map.begin && item->GetTime() < map.end);
     if (within) return effect->Process(item);
-    PixFmt const wanted = WorkingFormat(item->GetPixelFormat());
+    auto const described = Conf::IFormatCodecVideo::Create();
+    described->SetPixelFormat(item->GetPixelFormat());
+    iptr<Conf::IFormatCodec> adapted = described;
+    effect->AdaptFormatCodec(adapted);
+    PixFmt const wanted = described->GetPixelFormat();
     if (wanted == PIX_FMT_NONE || wanted == item->GetPixelFormat()) return;
     PictureTarget target{.width = item->GetWidth(), .height = item->GetHeight(), .format = AV_PIX_FMT_NONE};
     target.format = static_cast<AVPixelFormat>(static_cast<int>(wanted));

@@ -369,6 +369,16 @@ PixFmt DrawableFormat(PixFmt dest, bool withAlpha) {
     return PIX_FMT_NONE;
 }
 
+PixFmt CanvasFormat(PixFmt format) {
+    PixFmt const working = WorkingFormat(format);
+    if (working == PIX_FMT_NONE || DrawableFormat(working, true) != PIX_FMT_NONE) return working;
+    static constexpr AVPixelFormat CANDIDATES[] = {AV_PIX_FMT_YUV420P,     AV_PIX_FMT_YUV422P,     AV_PIX_FMT_YUV444P,
+                                                   AV_PIX_FMT_YUV444P10LE, AV_PIX_FMT_YUV444P12LE, AV_PIX_FMT_GRAY16LE,
+                                                   AV_PIX_FMT_NONE};
+    auto const native = static_cast<AVPixelFormat>(static_cast<int>(working));
+    return static_cast<PixFmt>(static_cast<int>(avcodec_find_best_pix_fmt_of_list(CANDIDATES, native, 0, nullptr)));
+}
+
 iptr<IDataVideo> DrawablePicture::For(IDataVideo const& dest) {
     if (!picture) return nullptr;
     PictureColours const wanted = ColoursOf(dest);

@@ -34,6 +34,10 @@ void DrawPicture(Proc::IDataVideo& dest, Proc::IDataVideo const& picture,
 /// A format of pictures that can be drawn on `dest`, with alpha or without; `PIX_FMT_NONE` where there is none.
 TARSEL_HOST_EXPORT PixFmt DrawableFormat(PixFmt dest, bool withAlpha);
 
+/// What a frame becomes before pictures with alpha are drawn on it: its working format, or the nearest one that has a
+/// partner with alpha. For some, such as 4:1:1 and grey of 10 bits, the library knows none.
+PixFmt CanvasFormat(PixFmt format);
+
 /// A picture that is to be drawn on others: converts it, with its alpha, to what can be drawn on a frame, and keeps
 /// the conversion for frames of the same format and colours. One thread.
 class TARSEL_HOST_EXPORT DrawablePicture {

@@ -17,18 +17,21 @@ class PictureEffectBase : public EffectBase<Interface, S, FromProperty> {
     void AdaptFormatCodec(iptr<Conf::IFormatCodec>& format) override {
         auto* const video = dynamic_cast<Conf::IFormatCodecVideo*>(format.get());
         if (!video) return;
-        PixFmt const wanted = WorkingFormat(video->GetPixelFormat());
+        PixFmt const wanted = FormatFor(video->GetPixelFormat());
         if (wanted != PIX_FMT_NONE) video->SetPixelFormat(wanted);
     }
 
   protected:
     using EffectBase<Interface, S, FromProperty>::EffectBase;
 
+    /// The format that pictures in this one are brought to; `PIX_FMT_NONE` where nothing converts them.
+    virtual PixFmt FormatFor(PixFmt format) const { return WorkingFormat(format); }
+
     /// The picture in a format that loops can work on: the same object where its own is one. Throws `EffectException`
     /// for frames in GPU memory and for formats that nothing converts.
-    static iptr<Proc::IDataVideo> Accepted(iptr<Proc::IDataVideo> const& picture) {
+    iptr<Proc::IDataVideo> Accepted(iptr<Proc::IDataVideo> const& picture) const {
         RequireProcessorMemory(*picture, S::CLASS_ID);
-        PixFmt const wanted = WorkingFormat(picture->GetPixelFormat());
+        PixFmt const wanted = FormatFor(picture->GetPixelFormat());
         if (wanted == PIX_FMT_NONE)
             TARSEL_THROW(Proc::EffectException, std::string(S::CLASS_ID) + " can't process pixel format " +
                                                     FormatName(picture->GetPixelFormat()));

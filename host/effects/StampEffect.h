@@ -25,6 +25,9 @@ class TARSEL_HOST_EXPORT StampEffect final
     void Initialize(Proc::Settings const& newSettings) override;
     void Process(iptr<Proc::IDataVideo>& item) override;
 
+  protected:
+    PixFmt FormatFor(PixFmt format) const override { return CanvasFormat(format); }
+
   private:
     DrawablePicture stamp;
 };

@@ -26,6 +26,9 @@ class TARSEL_HOST_EXPORT TextEffect final
     /// Throws `EffectException` for a size out of 1 to 4096.
     void Check(Proc::SettingsEffectText const& settings) const override;
 
+  protected:
+    PixFmt FormatFor(PixFmt format) const override { return CanvasFormat(format); }
+
   private:
     DrawablePicture letters;
 };

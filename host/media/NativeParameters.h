@@ -24,6 +24,14 @@ class TARSEL_HOST_EXPORT NativeParameters : public RefCounted {
     AVRational averageFrameRate{0, 1};
     AVRational realFrameRate{0, 1};
     AVRational sampleAspect{0, 1};
+
+    /// Whether pixels of the frame have the shape that the container told, 1/1 where it told none. A filter may have
+    /// given them another one since.
+    bool IsAspectOf(Conf::FrameInfo const& frame) const {
+        AVRational const told = sampleAspect.num > 0 && sampleAspect.den > 0 ? sampleAspect : AVRational{1, 1};
+        return av_cmp_q({frame.pixelAspectNum, frame.pixelAspectDen}, told) == 0;
+    }
+
     /// FFmpeg's disposition bits (default, forced, attached picture...).
     int disposition = 0;
     /// Stream side data by FFmpeg's type number (display matrix, mastering display, content light level...).

@@ -1,16 +1,36 @@
 #include "host/media/PictureConverter.h"
 
 #include "contracts/Core/Exception.h"
-#include "host/media/PictureScaler.h"
+
+extern "C" {
+#include <libavutil/pixdesc.h>
+}
 
 namespace Tarsel::Host {
 
+namespace {
+
+bool IsRgb(int format) {
+    AVPixFmtDescriptor const* const description = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(format));
+    return description && (description->flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) != 0;
+}
+
+}  // namespace
+
 FramePtr PictureConverter::Convert(Proc::IDataVideo const& picture, int width, int height, AVPixelFormat format) {
+    return Convert(picture, {.width = width, .height = height, .format = format});
+}
+
+FramePtr PictureConverter::Convert(Proc::IDataVideo const& picture, PictureTarget target) {
     if (picture.GetFrameAlloc() != Proc::IDataVideo::FRAME_ALLOC_CPU)
         TARSEL_THROW(Proc::ProcException, "Can't encode a picture in GPU memory");
     FramePtr frame = FrameOf(picture);
-    if (frame->width != width || frame->height != height || frame->format != format)
-        frame = ScaleFrame(*frame, {.width = width, .height = height, .format = format});
+    if (frame->width != target.width || frame->height != target.height || frame->format != target.format) {
+        bool const isRgb = IsRgb(frame->format);
+        if (!isRgb && frame->colorspace == AVCOL_SPC_UNSPECIFIED) target.matrix = AVCOL_SPC_UNSPECIFIED;
+        if (!isRgb && frame->color_range == AVCOL_RANGE_UNSPECIFIED) target.range = AVCOL_RANGE_UNSPECIFIED;
+        frame = ScaleFrame(*frame, target);
+    }
     frame->pts = NO_VALUE;
     frame->pict_type = AV_PICTURE_TYPE_NONE;
     frame->key_frame = 0;

@@ -34,7 +34,10 @@ iptr<Conf::IFormatCodecVideo const> VideoEncoder::MakeFormat() const {
         native->timeBase = known->timeBase;
         native->averageFrameRate = known->averageFrameRate;
         native->realFrameRate = known->realFrameRate;
-        native->sampleAspect = known->sampleAspect;
+        Conf::FrameInfo const& frame = result->GetFrameInfo();
+        native->sampleAspect = IsRecoding() || known->IsAspectOf(frame)
+                                   ? known->sampleAspect
+                                   : AVRational{frame.pixelAspectNum, frame.pixelAspectDen};
         native->disposition = known->disposition;
         native->sideData = known->sideData;
     }
@@ -82,7 +85,11 @@ void VideoEncoder::Feed() {
     iptr<Proc::IDataVideo> const picture = draining ? nullptr : source->Read();
     FramePtr frame;
     if (picture) {
-        frame = converter.Convert(*picture, context->width, context->height, context->pix_fmt);
+        frame = converter.Convert(*picture, {.width = context->width,
+                                             .height = context->height,
+                                             .format = context->pix_fmt,
+                                             .matrix = context->colorspace,
+                                             .range = context->color_range});
         frame->pts = picturesIn;
         frame->quality = context->global_quality;  // a constant quantiser is read from each picture
         if (IsRecoding()) frame->pict_type = picturesIn == 0 ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_P;

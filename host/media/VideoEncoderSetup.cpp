@@ -66,6 +66,11 @@ bool IsListed(AVCodec const& codec, AVPixelFormat format) {
     return false;
 }
 
+bool IsRgb(AVPixelFormat format) {
+    AVPixFmtDescriptor const* const description = av_pix_fmt_desc_get(format);
+    return description && (description->flags & AV_PIX_FMT_FLAG_RGB) != 0;
+}
+
 void ChoosePixelFormat(Setup& setup, AVCodecParameters const* native) {
     auto format = static_cast<AVPixelFormat>(static_cast<int>(setup.format.GetPixelFormat()));
     if (format == AV_PIX_FMT_NONE && native) format = static_cast<AVPixelFormat>(native->format);
@@ -76,14 +81,29 @@ void ChoosePixelFormat(Setup& setup, AVCodecParameters const* native) {
             TARSEL_THROW(Proc::EncoderException, std::string("Encoder ") + setup.codec->name +
                                                      " can't keep the pixel format " + (name ? name : "?"));
         bool const shownEverywhere = setup.options.forEveryPlayer && IsListed(*setup.codec, AV_PIX_FMT_YUV420P);
-        format = shownEverywhere ? AV_PIX_FMT_YUV420P
-                                 : avcodec_find_best_pix_fmt_of_list(setup.codec->pix_fmts, format, 0, nullptr);
+        // Pictures that were YUV in the file become what they were: RGB in between, as on the GPU, is no reason to
+        // write 4:4:4, which many players don't show.
+        auto const before = native ? static_cast<AVPixelFormat>(native->format) : AV_PIX_FMT_NONE;
+        bool const wasYuv = IsRgb(format) && before != AV_PIX_FMT_NONE && !IsRgb(before);
+        if (shownEverywhere)
+            format = AV_PIX_FMT_YUV420P;
+        else if (wasYuv && IsListed(*setup.codec, before))
+            format = before;
+        else
+            format = avcodec_find_best_pix_fmt_of_list(setup.codec->pix_fmts, format, 0, nullptr);
     }
     setup.context->pix_fmt = format;
 }
 
 bool IsInterlaced(AVFieldOrder order) {
     return order == AV_FIELD_TT || order == AV_FIELD_BB || order == AV_FIELD_TB || order == AV_FIELD_BT;
+}
+
+/// RGB that becomes YUV loses its matrix with it: the pictures are converted to the one that is named here.
+void SettleMatrix(AVCodecContext& context) {
+    if (context.colorspace != AVCOL_SPC_RGB || IsRgb(context.pix_fmt)) return;
+    context.colorspace = AVCOL_SPC_SMPTE170M;
+    context.color_range = AVCOL_RANGE_MPEG;
 }
 
 void CopyDescription(Setup& setup, AVCodecParameters const* native) {
@@ -93,8 +113,10 @@ void CopyDescription(Setup& setup, AVCodecParameters const* native) {
     context.height = info.height;
     context.sample_aspect_ratio = {info.pixelAspectNum, info.pixelAspectDen};
     if (!native) return;
-    // An unknown aspect stays unknown: writing 1/1 would change the header.
-    if (native->sample_aspect_ratio.num == 0) context.sample_aspect_ratio = {0, 1};
+    // An unknown aspect stays unknown: writing 1/1 would change the header. One that the container alone told goes into
+    // the stream, since the next container may have no place for it.
+    bool const isSquare = info.pixelAspectNum == info.pixelAspectDen;
+    if (native->sample_aspect_ratio.num == 0 && (setup.IsRecoding() || isSquare)) context.sample_aspect_ratio = {0, 1};
     context.color_range = native->color_range;
     context.color_primaries = native->color_primaries;
     context.color_trc = native->color_trc;
@@ -406,6 +428,7 @@ CodecContextPtr OpenVideoEncoder(Conf::IFormatCodecVideo const& format, Core::Pr
     watch.Attach(context);
     CopyDescription(setup, native);
     ChoosePixelFormat(setup, native);
+    SettleMatrix(context);
     SetRate(setup);
     context.flags |= AV_CODEC_FLAG_GLOBAL_HEADER | AV_CODEC_FLAG_BITEXACT;
     context.thread_count = 1;

@@ -6,6 +6,8 @@
 #include <fstream>
 
 #include "contracts/Core/Time.h"
+#include "host/media/MediaFile.h"
+#include "host/media/NativeParameters.h"
 #include "tests/support/SoundMeasure.h"
 #include "tests/support/Tarsel.h"
 #include "tests/support/TestMedia.h"
@@ -52,6 +54,13 @@ std::string ByFFmpeg(std::string const& name, std::string const& clip, std::stri
 
 int LumaAt(DecodedPicture const& picture, int x, int y) {
     return picture.pixels.at(static_cast<std::size_t>(y * picture.width + x));
+}
+
+/// What the file tells of its first stream.
+iptr<Host::NativeParameters const> ToldBy(std::string const& path) {
+    auto const format = Host::MediaFile::Open(path)->GetStreams().at(0).format;
+    return iptr<Host::NativeParameters const>(
+        dynamic_cast<Host::NativeParameters const*>(format->GetNativeParameters().get()));
 }
 
 std::vector<Bytes> PayloadsOf(std::string const& path, int stream) {
@@ -195,6 +204,17 @@ TEST_F(Effects, SideThatIsLeftOpenKeepsTheShape) {
     }
 }
 
+TEST_F(Effects, ResizedPicturesOfAnamorphicFilmsHaveSquarePixels) {
+    std::string const wide = ByFFmpeg("effects-wide.mkv", Film(), "setsar=64/45");
+    for (char const* name : {"out.mkv", "out.mp4"}) {
+        std::string const out = Make({"resize", wide, "--size", "128x"}, name);
+        EXPECT_EQ(68, PicturesOf(out).at(0).height) << name;
+        EXPECT_EQ(0, av_cmp_q({1, 1}, ToldBy(out)->sampleAspect)) << name;
+        Make({"effects", wide, "--effect", "color:contrast=2"}, name);
+        EXPECT_EQ(0, av_cmp_q({64, 45}, ToldBy(out)->sampleAspect)) << name;
+    }
+}
+
 TEST_F(Effects, LetterboxHasBlackBarsAndCropHasNone) {
     auto const boxed = PicturesOf(Make({"resize", Film(), "--size", "128x128", "--mode", "letterbox"}));
     auto const source = PicturesOf(Film());
@@ -298,6 +318,21 @@ TEST_F(Effects, StampsAreDrawnWhereTheyAreTold) {
     EXPECT_EQ(LumaAt(source[5], 100, 50), LumaAt(own[5], 100, 50));
 }
 
+TEST_F(Effects, StampsAreDrawnOnFormatsThatHaveNoPartnerWithAlpha) {
+    std::string const stamp =
+        MakeClip("effects-glass.png", {"-f", "lavfi", "-i", "color=c=white@0.5:s=8x6,format=rgba", "-frames:v", "1"});
+    for (std::string const format : {"yuv411p", "yuv410p", "yuv440p", "gray10le"}) {
+        std::string const film = ByFFmpeg("effects-" + format + ".mkv", Film(), "format=" + format);
+        auto const own = PicturesOf(Make(
+            {"effects", film, "--effect", "stamp:begin=1,file=" + stamp, "--effect", "text:text=A,x=-1,y=-1,size=20"}));
+        EXPECT_THAT(errors, Not(HasSubstr("fitted"))) << format;
+        auto const plain = PicturesOf(Make({"effects", film, "--effect", "text:text=A,x=-1,y=-1,size=20"}));
+        ASSERT_EQ(75U, own.size()) << format;
+        EXPECT_EQ(plain[24].pixels, own[24].pixels) << format;
+        EXPECT_NE(plain[25].pixels, own[25].pixels) << format;
+    }
+}
+
 TEST_F(Effects, GpuGivesThePicturesOfTheProcessor) {
     auto const cpu = PicturesOf(Make(
         {"effects", Film(), "--effect", "convert:format=rgba", "--effect", "resize:width=64,height=48"}, "cpu.mkv"));
@@ -314,6 +349,38 @@ TEST_F(Effects, GpuGivesThePicturesOfTheProcessor) {
             largest = std::max(largest, std::abs(int{cpu[i].pixels[k]} - int{gpu[i].pixels[k]}));
     }
     EXPECT_LE(largest, 2);
+}
+
+TEST_F(Effects, PicturesBehindTheGpuHaveTheMatrixAndTheRangeThatTheFileTells) {
+    for (char const* range : {"tv", "pc"}) {
+        std::string const film =
+            MakeClip(std::string("effects-bt709-") + range + ".mkv",
+                     {"-i", Film(), "-map", "0:v", "-vf",
+                      std::string("scale=out_color_matrix=bt709:out_range=") + range + ",format=yuv444p", "-c:v",
+                      "libx264", "-qp", "0", "-colorspace", "bt709", "-color_range", range});
+        auto const source = PicturesOf(film);
+        auto const own = PicturesOf(Make({"effects", film, "--effect", "upload"}));
+        ASSERT_EQ(source.size(), own.size());
+        EXPECT_GT(Psnr(source.at(9), own.at(9)), 50) << range;
+    }
+}
+
+TEST_F(Effects, PicturesBehindTheGpuAreWrittenInThePixelFormatThatTheyHad) {
+    auto const own = PicturesOf(Make({"resize", Film(), "--size", "64x48", "--impl", "OGL"}));
+    ASSERT_EQ(75U, own.size());
+    EXPECT_EQ(PicturesOf(Film()).at(0).pixelFormat, own[0].pixelFormat);
+}
+
+TEST_F(Effects, RgbKeepsItsColoursInACodecThatTakesNone) {
+    std::string const film = ByFFmpeg("effects-rgb.mkv", Film(), "format=gbrp");
+    auto const source = PicturesOf(
+        ByFFmpeg("effects-rgb-expected.mkv", film, "scale=out_color_matrix=bt601:out_range=tv,format=yuv444p"));
+    std::string const out = Make({"effects", film, "--effect", "color"});
+    auto const own = PicturesOf(out);
+    ASSERT_EQ(source.size(), own.size());
+    EXPECT_GT(Psnr(source.at(9), own.at(9)), 45);
+    EXPECT_EQ(AVCOL_SPC_SMPTE170M, ToldBy(out)->parameters->color_space);
+    EXPECT_EQ(AVCOL_RANGE_MPEG, ToldBy(out)->parameters->color_range);
 }
 
 TEST_F(Effects, PicturesComeBackFromTheGpuForFiltersThatNeedThem) {
