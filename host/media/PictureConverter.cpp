@@ -2,20 +2,7 @@
 
 #include "contracts/Core/Exception.h"
 
-extern "C" {
-#include <libavutil/pixdesc.h>
-}
-
 namespace Tarsel::Host {
-
-namespace {
-
-bool IsRgb(int format) {
-    AVPixFmtDescriptor const* const description = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(format));
-    return description && (description->flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) != 0;
-}
-
-}  // namespace
 
 FramePtr PictureConverter::Convert(Proc::IDataVideo const& picture, int width, int height, AVPixelFormat format) {
     return Convert(picture, {.width = width, .height = height, .format = format});
@@ -26,7 +13,7 @@ FramePtr PictureConverter::Convert(Proc::IDataVideo const& picture, PictureTarge
         TARSEL_THROW(Proc::ProcException, "Can't encode a picture in GPU memory");
     FramePtr frame = FrameOf(picture);
     if (frame->width != target.width || frame->height != target.height || frame->format != target.format) {
-        bool const isRgb = IsRgb(frame->format);
+        bool const isRgb = IsRgbFormat(static_cast<AVPixelFormat>(frame->format));
         if (!isRgb && frame->colorspace == AVCOL_SPC_UNSPECIFIED) target.matrix = AVCOL_SPC_UNSPECIFIED;
         if (!isRgb && frame->color_range == AVCOL_RANGE_UNSPECIFIED) target.range = AVCOL_RANGE_UNSPECIFIED;
         frame = ScaleFrame(*frame, target);

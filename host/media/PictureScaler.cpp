@@ -88,7 +88,7 @@ AVPixFmtDescriptor const& Describe(int format) {
 }
 
 bool IsRgb(int format) {
-    return (Describe(format).flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) != 0;
+    return IsRgbFormat(static_cast<AVPixelFormat>(format));
 }
 
 /// Formats whose samples fill the range by their definition.
@@ -328,6 +328,11 @@ FramePtr ScaleFrame(AVFrame const& from, PictureTarget const& target) {
 
 bool CanScaleTo(AVPixelFormat format) {
     return sws_isSupportedOutput(format) != 0;
+}
+
+bool IsRgbFormat(AVPixelFormat format) {
+    AVPixFmtDescriptor const* const description = av_pix_fmt_desc_get(format);
+    return description && (description->flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) != 0;
 }
 
 }  // namespace Tarsel::Host

@@ -36,4 +36,7 @@ FramePtr ScaleFrame(AVFrame const& from, PictureTarget const& target);
 /// Whether the library makes pictures of the format.
 bool CanScaleTo(AVPixelFormat format);
 
+/// Whether samples are red, green and blue, palettes included. False for a number of no format.
+bool IsRgbFormat(AVPixelFormat format);
+
 }  // namespace Tarsel::Host

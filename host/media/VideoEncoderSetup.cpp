@@ -11,6 +11,7 @@
 #include "contracts/Conf/CodecIds.h"
 #include "contracts/Core/Exception.h"
 #include "host/media/DecoderCore.h"
+#include "host/media/PictureScaler.h"
 
 extern "C" {
 #include <libavutil/opt.h>
@@ -66,11 +67,6 @@ bool IsListed(AVCodec const& codec, AVPixelFormat format) {
     return false;
 }
 
-bool IsRgb(AVPixelFormat format) {
-    AVPixFmtDescriptor const* const description = av_pix_fmt_desc_get(format);
-    return description && (description->flags & AV_PIX_FMT_FLAG_RGB) != 0;
-}
-
 void ChoosePixelFormat(Setup& setup, AVCodecParameters const* native) {
     auto format = static_cast<AVPixelFormat>(static_cast<int>(setup.format.GetPixelFormat()));
     if (format == AV_PIX_FMT_NONE && native) format = static_cast<AVPixelFormat>(native->format);
@@ -84,7 +80,7 @@ void ChoosePixelFormat(Setup& setup, AVCodecParameters const* native) {
         // Pictures that were YUV in the file become what they were: RGB in between, as on the GPU, is no reason to
         // write 4:4:4, which many players don't show.
         auto const before = native ? static_cast<AVPixelFormat>(native->format) : AV_PIX_FMT_NONE;
-        bool const wasYuv = IsRgb(format) && before != AV_PIX_FMT_NONE && !IsRgb(before);
+        bool const wasYuv = IsRgbFormat(format) && before != AV_PIX_FMT_NONE && !IsRgbFormat(before);
         if (shownEverywhere)
             format = AV_PIX_FMT_YUV420P;
         else if (wasYuv && IsListed(*setup.codec, before))
@@ -101,7 +97,7 @@ bool IsInterlaced(AVFieldOrder order) {
 
 /// RGB that becomes YUV loses its matrix with it: the pictures are converted to the one that is named here.
 void SettleMatrix(AVCodecContext& context) {
-    if (context.colorspace != AVCOL_SPC_RGB || IsRgb(context.pix_fmt)) return;
+    if (context.colorspace != AVCOL_SPC_RGB || IsRgbFormat(context.pix_fmt)) return;
     context.colorspace = AVCOL_SPC_SMPTE170M;
     context.color_range = AVCOL_RANGE_MPEG;
 }
