@@ -361,9 +361,10 @@ TEST(OtioReader, MediaThatCantBePlayedLeaveAGapAndAWarning) {
 }
 
 TEST(OtioReader, EffectsThatAreNotKnownAreLeftOutWithAWarning) {
-    Json const blur{{"OTIO_SCHEMA", "Effect.1"}, {"effect_name", "Blur"}};
+    // By count: compilers differ in what they make of a lone object in braces.
+    List const blur(1, Json{{"OTIO_SCHEMA", "Effect.1"}, {"effect_name", "Blur"}});
     ExpectWarnings({
-        {{Clip("a", 0, 25, {blur})}, "clip \"a\": its effect \"Blur\" is not known and is left out", 0},
+        {{Clip("a", 0, 25, blur)}, "clip \"a\": its effect \"Blur\" is not known and is left out", 0},
         {{Clip("a", 0, 25, {Reference("TimeEffect.1")})},
          "clip \"a\": its effect \"TimeEffect\" is not known and is left out",
          0},

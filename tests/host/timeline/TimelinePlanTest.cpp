@@ -189,7 +189,7 @@ TEST(TimelinePlan, BackwardsClipTakesWhatADissolveNeedsFromTheOtherSide) {
     back.speed = -2;
     back.sourceDuration = 800 * MS;
     Timeline const timeline = Make({Track(TrackKind::Video, {Clip(0, 400 * MS), back}, {transition})}, 800 * MS);
-    PlannedClip const& clip = Plan(timeline).video->pieces[0].clips[1];
+    PlannedClip const clip = Plan(timeline).video->pieces[0].clips[1];
     EXPECT_EQ((PlannedSpan{8, 20}), clip.span);
     EXPECT_EQ(2000 * MS, clip.sourceBegin);
     EXPECT_EQ(960 * MS, clip.sourceDuration) << "it begins 160 ms later in the source";
