@@ -376,7 +376,7 @@ TEST(OtioReader, EffectsThatAreNotKnownAreLeftOutWithAWarning) {
          1},
     });
     Json track = Track({Clip("a", 0, 25)});
-    track["effects"] = {blur};
+    track["effects"] = blur;
     auto const result = ReadAll(TimelineOf({track}));
     ASSERT_EQ(result.warnings.size(), 1U);
     EXPECT_EQ(result.warnings[0].text, "track \"V\": its effect \"Blur\" can't be carried and is left out");
