@@ -6,6 +6,7 @@
 #include "contracts/Proc/IFilterResize.h"
 #include "contracts/Proc/IResize.h"
 #include "contracts/Proc/ISmartMap.h"
+#include "contracts/Proc/RenamedProperty.h"
 
 namespace Tarsel::Proc {
 
@@ -28,13 +29,6 @@ std::vector<Core::Property> TakeEffects(char const* classId, Core::Property cons
     for (Core::Property const& child : property.Children())
         if (!child.IsKeyed()) effects.push_back(child);
     return effects;
-}
-
-/// The same values under another name.
-Core::Property Renamed(Core::Property const& property, char const* name) {
-    Core::Property root;
-    root.SetChild(name, property);
-    return root[name];
 }
 
 }  // namespace

@@ -21,6 +21,7 @@
 #include "contracts/Proc/IFilterResize.h"
 #include "contracts/Proc/IFilterVolumeDetect.h"
 #include "contracts/Proc/ImplNames.h"
+#include "contracts/Proc/RenamedProperty.h"
 #include "contracts/Proc/SampleInfoProperty.h"
 #include "contracts/Proc/SettingsFilterRepeat.h"
 #include "contracts/Proc/SettingsFrameDownloader.h"
@@ -117,13 +118,6 @@ iptr<T> Cached(iptr<T> stream, iptr<IFilterCacheController> controller) {
 /// Packets aren't cached.
 iptr<IStreamRaw> Cached(iptr<IStreamRaw> stream, iptr<IFilterCacheController> const&) {
     return stream;
-}
-
-/// The same values under another name.
-Core::Property Renamed(Core::Property const& property, char const* name) {
-    Core::Property root;
-    root.SetChild(name, property);
-    return root[name];
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/DataVideoFF.h"
 #include "contracts/Proc/IStreamVisitor.h"
+#include "contracts/Proc/RenamedProperty.h"
 #include "contracts/Proc/Time.h"
 
 namespace Tarsel::Proc {
@@ -22,18 +23,6 @@ int RateOf(IStreamAudio const& source) {
     iptr<Conf::IFormatCodecAudio const> const format = source.GetFormatCodec();
     if (!format) TARSEL_THROW(FilterException, "Source format codec must be present");
     return std::max(format->GetSampleInfo().GetSampleRate(), 0);
-}
-
-/// The same node under another name.
-Core::Property Renamed(Core::Property const& property, char const* name) {
-    Core::Property result(name);
-    for (Core::Property const& child : property.Children()) {
-        if (child.IsKeyed())
-            result.SetChild(child.Name(), child);
-        else
-            result.Add(child);
-    }
-    return result;
 }
 
 bool IsSide(uint32 side) {
