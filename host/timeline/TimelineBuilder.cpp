@@ -1,7 +1,9 @@
 #include "host/timeline/TimelineBuilder.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstring>
 #include <numeric>
 #include <utility>
 
@@ -13,8 +15,14 @@
 #include "host/cut/CutErrors.h"
 #include "host/graph/Factories.h"
 #include "host/graph/GraphErrors.h"
+#include "host/media/DecoderContext.h"
 #include "host/media/FittedVideo.h"
+#include "host/media/NativeParameters.h"
 #include "host/timeline/OpacityVideo.h"
+
+extern "C" {
+#include <libavutil/display.h>
+}
 
 namespace Tarsel::Host {
 
@@ -36,6 +44,18 @@ std::string WarningText(TimelineWarning const& warning) {
     return warning.pointer.empty() ? warning.text : warning.pointer + ": " + warning.text;
 }
 
+bool IsRotated(NativeParameters const& native) {
+    constexpr std::size_t MATRIX_BYTES = 9 * sizeof(int32_t);
+    for (auto const& [type, bytes] : native.sideData) {
+        if (type != AV_PKT_DATA_DISPLAYMATRIX || bytes.size() < MATRIX_BYTES) continue;
+        std::array<int32_t, 9> matrix{};
+        std::memcpy(matrix.data(), bytes.data(), MATRIX_BYTES);
+        // What is no angle at all is none to turn by.
+        if (std::abs(av_display_rotation_get(matrix.data())) > 0.5) return true;
+    }
+    return false;
+}
+
 }  // namespace
 
 BuiltTimeline::BuiltTimeline(Timeline wanted) : timeline(std::move(wanted)) {
@@ -49,6 +69,7 @@ BuiltTimeline::BuiltTimeline(Timeline wanted) : timeline(std::move(wanted)) {
         return own && HasAlpha(own->GetPixelFormat());
     });
     for (TimelineWarning const& warning : plan.warnings) warnings.push_back(WarningText(warning));
+    if (plan.video) WarnOfRotation(*plan.video);
     if (plan.video) WarnOfMissingMedia(*plan.video, true);
     if (plan.audio) WarnOfMissingMedia(*plan.audio, false);
     MakeStreams();
@@ -95,6 +116,16 @@ void BuiltTimeline::FindSound() {
     format.sound.Init(told.GetSampleFormat() >= 0 ? told.GetSampleFormat() : own.GetSampleFormat(),
                       told.GetSampleRate() > 0 ? told.GetSampleRate() : own.GetSampleRate(),
                       told.GetChannelLayout() != 0 ? told.GetChannelLayout() : own.GetChannelLayout());
+}
+
+void BuiltTimeline::WarnOfRotation(KindPlan const& kind) {
+    for (PlannedPiece const& piece : kind.pieces)
+        for (PlannedClip const& clip : piece.clips) {
+            NativeParameters const* const native = FindNativeParameters(*media->Get(*clip.clip).info->format);
+            if (native && IsRotated(*native))
+                warnings.push_back(clip.clip->pointer + ": " + ClipName(*clip.clip) +
+                                   ": its file asks players to turn the picture, which isn't done here");
+        }
 }
 
 void BuiltTimeline::WarnOfMissingMedia(KindPlan const& kind, bool isVideo) {

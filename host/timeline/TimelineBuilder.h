@@ -48,6 +48,7 @@ class TARSEL_HOST_EXPORT BuiltTimeline {
     TimelineRates FindRates();
     void FindFrame();
     void FindSound();
+    void WarnOfRotation(KindPlan const& kind);
     void WarnOfMissingMedia(KindPlan const& kind, bool isVideo);
     void MakeStreams();
 

@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "tests/support/Tarsel.h"
+#include "tests/support/TestMedia.h"
 #include "tests/support/TimelineClips.h"
 
 namespace Tarsel::Test {
@@ -158,6 +159,18 @@ TEST_F(RenderCommand, StrictRunRefusesWhatCantBeCarriedBeforeAnythingIsWritten) 
                                       HasSubstr("there is no clip of pictures to take it from")));
 }
 
+TEST_F(RenderCommand, TurnThatAFileAsksForIsNamedWithItsClip) {
+    std::string const timeline =
+        Write("edit.json", Document(std::vector(1, Clip(TestMedia("h264-rotated.mp4"), "0s", "1s")), LevelSound()));
+    EXPECT_EQ(3, Render(timeline, {"--strict"}).exitCode);
+    EXPECT_THAT(folder.List(), ElementsAre("edit.json"));
+    auto const lenient = Render(timeline, {"--dry-run"});
+    EXPECT_EQ(0, lenient.exitCode) << lenient.errors;
+    EXPECT_THAT(lenient.errors,
+                HasSubstr("/tracks/0/items/0: clip \"shot\": its file asks players to turn the picture, which isn't "
+                          "done here"));
+}
+
 TEST_F(RenderCommand, StrictRunRefusesMediaThatAreTooShort) {
     std::string const timeline =
         Write("edit.json", Document(std::vector(1, Clip(NumberedClip(), "3s", "2s")), LevelSound()));
@@ -215,6 +228,7 @@ TEST_F(RenderCommand, MistakesOfUseAreToldBeforeAnythingIsOpened) {
     EXPECT_THAT(refusal({}), HasSubstr("timeline: a timeline file is required"));
     EXPECT_THAT(refusal({"x.json"}), HasSubstr("-o: an output is required"));
     EXPECT_THAT(refusal({"x.json", "--schema"}), HasSubstr("--schema takes no timeline"));
+    EXPECT_THAT(refusal({"x.json", "--print-plan", "--json"}), HasSubstr("--print-plan prints text, and no JSON"));
     EXPECT_THAT(refusal({"x.json", "-o", "y.mp4", "--size", "0x5"}), HasSubstr("\"0x5\" is not WxH"));
     EXPECT_THAT(refusal({"x.json", "-o", "y.mp4", "--size", "640"}), HasSubstr("\"640\" is not WxH"));
     EXPECT_THAT(refusal({"x.json", "-o", "y.mp4", "--rate", "25/0"}), HasSubstr("\"25/0\" is not N or N/D"));

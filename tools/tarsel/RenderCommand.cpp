@@ -154,6 +154,7 @@ void AddRenderCommand(CLI::App& program, Action& chosen) {
     command.final_callback([flags, &chosen] {
         if (flags->schema != flags->timeline.empty())
             RefuseUsage(flags->schema ? "--schema takes no timeline" : "timeline: a timeline file is required");
+        if (flags->printPlan && flags->json) RefuseUsage("--print-plan prints text, and no JSON");
         bool const writes = !flags->dryRun && !flags->printPlan && !flags->schema;
         if (writes && flags->form.output.empty()) RefuseUsage("-o: an output is required");
         ReadSize(*flags);
