@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "contracts/Conf/FrameInfo.h"
 #include "contracts/Core/Export.h"
 #include "contracts/Core/RefCount.h"
 #include "host/media/FFmpeg.h"

@@ -1,9 +1,15 @@
 #pragma once
 
 #include <atomic>
+#include <type_traits>
+#include <utility>
 
+#include "contracts/Core/Exception.h"
+#include "contracts/Core/Property.h"
+#include "contracts/Core/RefCount.h"
 #include "contracts/Proc/IStream.h"
-#include "host/media/CodecStream.h"
+#include "contracts/Proc/IStreamVisitor.h"
+#include "host/media/ForwardingStream.h"
 
 namespace Tarsel::Host {
 
