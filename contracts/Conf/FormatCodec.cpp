@@ -38,7 +38,10 @@ class FormatCodecVideo final : public FormatCodecImpl<IFormatCodecVideo> {
   public:
     iptr<IFormatCodecVideo> Clone() const override { return MakeShared<FormatCodecVideo>(*this); }
     FrameInfo const& GetFrameInfo() const override { return info; }
-    void SetFrameInfo(FrameInfo const& value) override { info = value; }
+    void SetFrameInfo(FrameInfo const& value) override {
+        info = value;
+        if (info.pixelAspectNum < 1 || info.pixelAspectDen < 1) info.pixelAspectNum = info.pixelAspectDen = 1;
+    }
     int GetWidth() const override { return info.width; }
     int GetHeight() const override { return info.height; }
     PixFmt GetPixelFormat() const override { return pixelFormat; }
@@ -55,9 +58,8 @@ class FormatCodecVideo final : public FormatCodecImpl<IFormatCodecVideo> {
     bool GetCutAnywhere() const override { return cutAnywhere; }
     void SetCutAnywhere(bool anywhere) override { cutAnywhere = anywhere; }
     void InitByPixelAspect(unsigned width, unsigned height, unsigned aspectNum, unsigned aspectDen) override {
-        bool const square = aspectNum == 0 || aspectDen == 0;
-        info = {static_cast<int>(width), static_cast<int>(height), square ? 1 : static_cast<int>(aspectNum),
-                square ? 1 : static_cast<int>(aspectDen)};
+        SetFrameInfo({static_cast<int>(width), static_cast<int>(height), static_cast<int>(aspectNum),
+                      static_cast<int>(aspectDen)});
     }
 
   private:

@@ -121,9 +121,19 @@ template <class E>
     }
 }
 
+/// The same for an object of a class that isn't of the family and takes more than a message.
+template <class E>
+[[noreturn]] void ThrowObjectAt(E const& failure, boost::source_location const& where) {
+    boost::throw_exception(boost::enable_error_info(failure) << TagCallStack(GetCallStack()), where);
+}
+
 }  // namespace Details
 }  // namespace Tarsel
 
 /// Throws `Class` with `message`, the call stack and the location of this line.
 #define TARSEL_THROW(Class, message) \
     ::Tarsel::Details::ThrowAt<Class>((message), ::boost::source_location(__FILE__, __LINE__, __func__))
+
+/// Throws `failure`, an object of a class of somebody else, with the call stack and the location of this line.
+#define TARSEL_THROW_OBJECT(failure) \
+    ::Tarsel::Details::ThrowObjectAt((failure), ::boost::source_location(__FILE__, __LINE__, __func__))

@@ -8,13 +8,11 @@ namespace Tarsel::Proc {
 /// A colour of 8 bits a component, red, green, blue, alpha (0 transparent, 255 opaque).
 class TARSEL_CONTRACTS_EXPORT Color {
   public:
-    enum class Opacity { Transparent, Opaque };
+    enum Opacity { Opaque = 0, Transparent = 1 };
 
     constexpr Color(u8 red, u8 green, u8 blue, u8 alpha) : red(red), green(green), blue(blue), alpha(alpha) {}
 
-    static constexpr Color Black(Opacity opacity) {
-        return {0, 0, 0, static_cast<u8>(opacity == Opacity::Opaque ? 255 : 0)};
-    }
+    static constexpr Color Black(Opacity opacity) { return {0, 0, 0, static_cast<u8>(opacity == Opaque ? 255 : 0)}; }
 
     u8 red;
     u8 green;

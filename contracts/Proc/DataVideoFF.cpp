@@ -133,8 +133,14 @@ iptr<IDataVideo> DataVideoFF::Clone(bool copyPayload) const {
 }
 
 CropInfo DataVideoFF::GetCrop() const {
-    return {static_cast<int>(frame->crop_left), static_cast<int>(frame->crop_top), static_cast<int>(frame->crop_right),
-            static_cast<int>(frame->crop_bottom)};
+    // The codec library counts from each edge. What leaves nothing to be seen, or lies outside, means nothing.
+    auto const width = static_cast<std::size_t>(info.width), height = static_cast<std::size_t>(info.height);
+    std::size_t const left = frame->crop_left, right = frame->crop_right;
+    std::size_t const top = frame->crop_top, bottom = frame->crop_bottom;
+    bool const isInside = left < width && right < width - left && top < height && bottom < height - top;
+    if (!isInside) return CropInfo::WholeOf(info.width, info.height);
+    return {static_cast<u32>(left), static_cast<u32>(width - right), static_cast<u32>(top),
+            static_cast<u32>(height - bottom)};
 }
 
 }  // namespace Tarsel::Proc

@@ -9,6 +9,7 @@
 #include "contracts/Core/IBlob.h"
 #include "contracts/Core/RefCount.h"
 #include "contracts/Core/Time.h"
+#include "contracts/Proc/CropInfo.h"
 #include "contracts/Proc/Plane.h"
 
 struct AVFrame;
@@ -44,16 +45,6 @@ class TARSEL_CONTRACTS_EXPORT IData : public virtual IRefCountable {
     iptr<IData> Clone(bool copyPayload) const { return CloneBase(copyPayload); }
 };
 
-/// Which part of a picture is to be shown, in pixels cut off at each side.
-struct CropInfo {
-    int left = 0;
-    int top = 0;
-    int right = 0;
-    int bottom = 0;
-
-    bool operator==(CropInfo const&) const = default;
-};
-
 class Color;
 
 /// A picture. All three cuts change time and duration alone.
@@ -75,11 +66,20 @@ class TARSEL_CONTRACTS_EXPORT IDataVideo : public virtual IData {
     /// A frame of the same picture that may be written to: this one when nobody shares it, else a copy.
     virtual iptr<IDataVideo> MakeWritable() = 0;
     virtual iptr<IDataVideo> Clone(bool copyPayload) const = 0;
+    /// Which part of the picture is to be shown: the whole of it, unless the stream says otherwise.
     virtual CropInfo GetCrop() const = 0;
     iptr<IData> CloneBase(bool copyPayload) const final;
 
     /// Paints the whole picture. Throws `ProcException` for formats without plain component bits (palettes, hardware).
     void Fill(Color const& color);
+};
+
+/// What a frame outside processor memory offers beside `IDataVideo` when its pixels can be fetched.
+class TARSEL_CONTRACTS_EXPORT IDownloadable {
+  public:
+    virtual ~IDownloadable();
+    /// A new frame in processor memory with the same picture, times and shape. The frame itself stays where it is.
+    virtual iptr<IDataVideo> Download() const = 0;
 };
 
 /// Number of planes of a frame in processor memory, 0 for one in GPU memory.

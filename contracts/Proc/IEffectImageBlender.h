@@ -16,6 +16,10 @@ class TARSEL_CONTRACTS_EXPORT IEffectImageBlender : public virtual IEffect {
     /// works; throws `EffectException` otherwise, and for pixel formats that it doesn't take. A null `picture` changes
     /// nothing; a null `dest` stays null.
     virtual void Process(iptr<IDataVideo>& dest, iptr<IDataVideo> const& picture) = 0;
+    /// A picture in processor memory in the form in which `Process` draws it on frames like `dest`: its alpha stays,
+    /// its colours become theirs. The same object where it has that form; null stays null. Throws `EffectException`
+    /// where nothing can be drawn on such frames.
+    virtual iptr<IDataVideo> Prepare(IDataVideo const& dest, iptr<IDataVideo> const& picture) = 0;
     /// Draws the last of the inputs on the one in front of it; a lone one passes.
     iptr<IData> ProcessData(std::vector<iptr<IData>> const& inputs) override;
 };

@@ -85,6 +85,19 @@ class TARSEL_CONTRACTS_EXPORT IFilterFactory : public virtual IRefCountable {
     iptr<Stream> CreateOverlayStream(iptr<IStreamVideo> const& source, std::string const& implName) const {
         return Dedicated(FilterSlots::OVERLAY_STREAM, implName)(source);
     }
+    /// A drawer of subtitles over `source`; `overlays` makes its engine for texts.
+    template <class Filter = IFilterSubtitleDrawer>
+    iptr<Filter> CreateSubtitleDrawer(iptr<IStreamVideo> const& source, iptr<IOverlayFactory const> const& overlays,
+                                      std::string const& implName) const {
+        return Dedicated(FilterSlots::SUBTITLE_DRAWER, implName)(iptr<IFilterFactory const>(this), source,
+                                                                 GetEffectFactory(), overlays);
+    }
+
+    /// A detector of the bars around pictures.
+    template <class Detector = ICropDetector>
+    iptr<Detector> CreateCropDetector(std::string const& implName) const {
+        return Dedicated(FilterSlots::CROP_DETECTOR, implName)(GetEffectFactory());
+    }
 
   protected:
     /// The function registered for a dedicated filter. Throws when there is none.

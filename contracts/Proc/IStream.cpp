@@ -28,6 +28,8 @@ iptr<Conf::IFormatCodec const> IStreamRaw::GetFormatCodecBase() const {
     return GetFormatCodec();
 }
 
+IDownloadable::~IDownloadable() = default;
+
 iptr<IData> IDataVideo::CloneBase(bool copyPayload) const {
     return Clone(copyPayload);
 }

@@ -8,6 +8,7 @@ namespace Tarsel::Proc {
 namespace {
 
 constexpr char FORMAT_NAME[] = "Format";
+constexpr char PASS_ACCEPTED_KEY[] = "PassAccepted";
 
 }  // namespace
 
@@ -23,6 +24,7 @@ Core::Property Settings2Property(SettingsColorSpaceConverter const& settings) {
         if (!description) TARSEL_THROW(FilterException, "There is no pixel format " + std::to_string(format));
         property.Add(Core::Property(FORMAT_NAME).SetValue(description->GetName()));
     }
+    if (!settings.GetPassAccepted()) property.SetChild(PASS_ACCEPTED_KEY, 0);
     return property;
 }
 
@@ -36,7 +38,8 @@ SettingsColorSpaceConverter Property2SettingsColorSpaceConverter(Core::Property 
         if (!description) TARSEL_THROW(FilterException, "There is no pixel format \"" + child.GetString() + "\"");
         formats.push_back(description->GetFormat());
     }
-    return SettingsColorSpaceConverter(std::move(formats));
+    bool const passAccepted = !property.ChildExists(PASS_ACCEPTED_KEY) || property[PASS_ACCEPTED_KEY].GetBool();
+    return SettingsColorSpaceConverter(std::move(formats), passAccepted);
 }
 
 }  // namespace Tarsel::Proc

@@ -71,6 +71,7 @@ void IDataVideo::Fill(Color const& color) {
     }
     auto const values = Components(*format, color);
     for (int component = 0; component < format->nb_components; ++component) {
+        if (values[static_cast<std::size_t>(component)] == 0) continue;  // it stands there already
         auto const plane = GetPlane(static_cast<unsigned>(format->comp[component].plane));
         bool const chroma = (component == 1 || component == 2) && !(format->flags & AV_PIX_FMT_FLAG_RGB);
         int const width = chroma ? -((-GetWidth()) >> format->log2_chroma_w) : GetWidth();
