@@ -1,5 +1,7 @@
 #include "Proc/Filters/Filters/FilterRegistrator.h"
 
+#include "Proc/Filters/Filters/CRCStreamController.h"
+#include "Proc/Filters/Filters/CropDetector.h"
 #include "Proc/Filters/Filters/FilterApplyEffectsAudio.h"
 #include "Proc/Filters/Filters/FilterApplyEffectsVideo.h"
 #include "Proc/Filters/Filters/FilterAudioFormatter.h"
@@ -28,6 +30,8 @@
 #include "Proc/Filters/Filters/FilterSpeedUpAudio.h"
 #include "Proc/Filters/Filters/FilterSpeedUpVideo.h"
 #include "Proc/Filters/Filters/FilterStreamMetadataUpdater.h"
+#include "Proc/Filters/Filters/FilterSubtitleDrawer.h"
+#include "Proc/Filters/Filters/FilterVideoMixer.h"
 #include "Proc/Filters/Filters/FilterVolumeDetect.h"
 #include "Proc/Filters/Filters/SmartMapAudio.h"
 #include "Proc/Filters/Filters/SmartMapVideo.h"
@@ -48,6 +52,7 @@
 #include "contracts/Proc/SettingsFilterResample.h"
 #include "contracts/Proc/SettingsFilterReverse.h"
 #include "contracts/Proc/SettingsFilterSpeedUp.h"
+#include "contracts/Proc/SettingsFilterVideoMixer.h"
 #include "contracts/Proc/SettingsResizer.h"
 #include "contracts/Proc/SettingsStreamMetadataUpdater.h"
 
@@ -124,9 +129,12 @@ void RegisterDedicated(IFilterFactoryRegistrator& registrator) {
     registrator.RegisterFilterAudioFormatter(ImplNames::TARSEL, FilterAudioFormatter::Create);
     registrator.RegisterFilterCutController(ImplNames::TARSEL, FilterCutController::Create);
     registrator.RegisterFilterRepeatController(ImplNames::TARSEL, FilterRepeatController::Create);
+    registrator.RegisterFilterSubtitleDrawer(ImplNames::TARSEL, FilterSubtitleDrawer::Create);
     registrator.RegisterFilterApplyEffectsVideo(ImplNames::TARSEL, FilterApplyEffectsVideo::Create);
     registrator.RegisterFilterApplyEffectsAudio(ImplNames::TARSEL, FilterApplyEffectsAudio::Create);
+    registrator.RegisterCRCStreamController(ImplNames::TARSEL, CRCStreamController::Create);
     registrator.RegisterFilterCacheController(ImplNames::TARSEL, FilterCacheController::Create);
+    registrator.RegisterCropDetector(ImplNames::TARSEL, CropDetector::Create);
     registrator.RegisterFilterSeekController(ImplNames::TARSEL, FilterSeekController::Create);
     registrator.RegisterFilterJoinVideo(ImplNames::TARSEL, FilterJoinVideo::Create);
     registrator.RegisterFilterJoinAudio(ImplNames::TARSEL, FilterJoinAudio::Create);
@@ -181,6 +189,8 @@ void RegisterWithSettings(IFilterFactoryRegistrator& registrator) {
                                       MakeVideoWithFilters<FilterIntroLoopOutroVideo>);
     registrator.RegisterFilterVideoEx(SettingsFilterBlurTransparentBorder::CLASS_ID, ImplNames::TARSEL,
                                       MakeVideoWithEffects<FilterBlurTransparentBorder>);
+    registrator.RegisterFilterVideoEx(SettingsFilterVideoMixer::CLASS_ID, ImplNames::TARSEL,
+                                      MakeVideoWithEffects<FilterVideoMixer>);
     registrator.RegisterFilterVideoEx(SettingsStreamMetadataUpdater::CLASS_ID, ImplNames::TARSEL,
                                       MakeSetUpVideo<FilterStreamMetadataUpdater<IStreamVideo>>);
 

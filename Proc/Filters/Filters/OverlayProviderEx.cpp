@@ -1,0 +1,7 @@
+#include "Proc/Filters/Filters/OverlayProviderEx.h"
+
+namespace Tarsel::Proc {
+
+OverlayProviderEx::~OverlayProviderEx() = default;
+
+}  // namespace Tarsel::Proc
