@@ -19,6 +19,7 @@ void ColorSpaceEffect::Check(SettingsColorSpaceConverter const& settings) const 
 
 bool ColorSpaceEffect::Accepts(PixFmt format) const {
     auto const& formats = GetOwnSettings().GetFormats();
+    if (!formats.empty() && !GetOwnSettings().GetPassAccepted()) return formats.front() == format;
     return formats.empty() || std::find(formats.begin(), formats.end(), format) != formats.end();
 }
 

@@ -26,4 +26,10 @@ void ImageBlender::Process(iptr<IDataVideo>& dest, iptr<IDataVideo> const& pictu
     CountItem();
 }
 
+iptr<IDataVideo> ImageBlender::Prepare(IDataVideo const& dest, iptr<IDataVideo> const& picture) {
+    RequireProcessorMemory(dest, SettingsEffectImageBlender::CLASS_ID);
+    if (picture) RequireProcessorMemory(*picture, SettingsEffectImageBlender::CLASS_ID);
+    return DrawablePicture(picture).For(dest);
+}
+
 }  // namespace Tarsel::Host

@@ -21,6 +21,7 @@ class TARSEL_HOST_EXPORT ImageBlender final
     /// The format stays as it is.
     void AdaptFormatCodec(iptr<Conf::IFormatCodec>&) override {}
     void Process(iptr<Proc::IDataVideo>& dest, iptr<Proc::IDataVideo> const& picture) override;
+    iptr<Proc::IDataVideo> Prepare(Proc::IDataVideo const& dest, iptr<Proc::IDataVideo> const& picture) override;
 };
 
 }  // namespace Tarsel::Host

@@ -45,10 +45,18 @@ bool IsEven(PictureLayout const& layout) {
                        [&](PictureComponent const& part) { return part.depth == layout.components[0].depth; });
 }
 
-bool Match(PictureLayout const& one, PictureLayout const& other) {
+/// Whether the samples of both are of one kind, subsampling aside.
+bool AreAlike(PictureLayout const& one, PictureLayout const& other) {
     return one.isRgb == other.isRgb && one.GetColourCount() == other.GetColourCount() && IsEven(one) && IsEven(other) &&
-           one.components[0].depth == other.components[0].depth && one.chromaShiftX == other.chromaShiftX &&
-           one.chromaShiftY == other.chromaShiftY;
+           one.components[0].depth == other.components[0].depth;
+}
+
+bool HasFullChroma(PictureLayout const& layout) {
+    return layout.chromaShiftX == 0 && layout.chromaShiftY == 0;
+}
+
+bool Match(PictureLayout const& one, PictureLayout const& other) {
+    return AreAlike(one, other) && one.chromaShiftX == other.chromaShiftX && one.chromaShiftY == other.chromaShiftY;
 }
 
 /// Where the planes of a picture lie: asking the picture for each row would take longer than most rows do.
@@ -241,10 +249,7 @@ class Drawing {
         Area const whole = WholeCells(Row<Sample const>(PictureRow(from, 0), from), row, firstRow, rows);
         for (int column = firstColumn; column < firstColumn + columns; column += 1 << shiftX) {
             if (column == whole.left && !whole.IsEmpty()) {
-                if (destLayout.chromaShiftY)
-                    DrawWholeCells<1>(row, PictureRow(from, (firstRow - y0) >> 1), whole);
-                else
-                    DrawWholeCells<0>(row, PictureRow(from, firstRow - y0), whole);
+                DrawWholeCells(row, from, whole);
                 column = whole.right;
                 if (column >= firstColumn + columns) break;
             }
@@ -253,29 +258,88 @@ class Drawing {
         }
     }
 
-    /// The part of a row of chroma where one sample of the picture lies on each sample of `dest`, all of it inside, and
-    /// where the weights have a sum that is known: bytes in rows without gaps, of halved width.
+    /// The part of a row of chroma where all that a sample of `dest` stands for lies inside of the picture, and where
+    /// the weights have a sum that is known: bytes in rows without gaps, of halved width.
     Area WholeCells(Row<Sample const> const& source, Row<Sample> const& row, int firstRow, int rows) const {
         int const maskX = (1 << destLayout.chromaShiftX) - 1, maskY = (1 << destLayout.chromaShiftY) - 1;
         bool const fits = sizeof(Sample) == 1 && max == 255 && !destLayout.hasAlpha && !isPremultiplied && maskX == 1 &&
-                          maskY <= 1 && source.GetPlain() && row.GetPlain() && ((x0 & maskX) | (y0 & maskY)) == 0 &&
-                          rows == maskY + 1 && firstRow >= area.top && firstRow + rows <= area.bottom;
+                          maskY <= 1 && source.GetPlain() && row.GetPlain() && rows == maskY + 1 &&
+                          firstRow >= area.top && firstRow + rows <= area.bottom;
         if (!fits) return {};
         return {(area.left + maskX) & ~maskX, firstRow, area.right & ~maskX, firstRow + rows};
     }
 
-    /// The formula of a cell with both sides divided by M: the sum of the weights is M * M for each of its pixels.
+    void DrawWholeCells(Row<Sample> const& row, PictureComponent const& from, Area const& whole) {
+        if (HasFullChroma(pictureLayout)) {
+            Sample const* const first = PictureRow(from, whole.top - y0) + (whole.left - x0);
+            if (destLayout.chromaShiftY)
+                DrawFullCells<1>(row, first, PictureRow(from, whole.top + 1 - y0) + (whole.left - x0), whole);
+            else
+                DrawFullCells<0>(row, first, first, whole);
+            return;
+        }
+        int const column = (whole.left - x0) >> 1;
+        if (!destLayout.chromaShiftY) {
+            Sample const* const source = PictureRow(from, whole.top - y0) + column;
+            x0 & 1 ? DrawMixedCells<0>(row, source, source, whole) : DrawAlignedCells<0>(row, source, whole);
+            return;
+        }
+        Sample const* const upper = PictureRow(from, (whole.top - y0) >> 1) + column;
+        Sample const* const lower = PictureRow(from, (whole.top + 1 - y0) >> 1) + column;
+        (x0 | y0) & 1 ? DrawMixedCells<1>(row, upper, lower, whole) : DrawAlignedCells<1>(row, upper, whole);
+    }
+
+    /// The formula of a cell with both sides divided by M: the sum of the weights is M * M for each of its pixels. One
+    /// sample of the picture lies on each of `dest`.
     template <int SHIFT_Y>
-    void DrawWholeCells(Row<Sample> const& row, Sample const* source, Area const& whole) {
+    void DrawAlignedCells(Row<Sample> const& row, Sample const* source, Area const& whole) {
         constexpr u32 SUM = 255 * (2 << SHIFT_Y);
         Sample* const to = row.GetPlain() + whole.left / 2;
-        source += (whole.left - x0) / 2;
         u32 const* const upper = shares.data() + (whole.left - firstColumn);
         u32 const* const lower = upper + (SHIFT_Y ? columns : 0);
         for (int i = 0; i < (whole.right - whole.left) / 2; ++i) {
             u32 share = upper[i * 2] + upper[i * 2 + 1];
             if (SHIFT_Y) share += lower[i * 2] + lower[i * 2 + 1];
             to[i] = static_cast<Sample>((source[i] * share + to[i] * (SUM - share) + SUM / 2) / SUM);
+        }
+    }
+    /// The same at odd places: up to four samples of the picture lie on one of `dest`, one for each of its pixels.
+    template <int SHIFT_Y>
+    void DrawMixedCells(Row<Sample> const& row, Sample const* upperSource, Sample const* lowerSource,
+                        Area const& whole) {
+        constexpr u32 SUM = 255 * (2 << SHIFT_Y);
+        Sample* const to = row.GetPlain() + whole.left / 2;
+        u32 const* const upper = shares.data() + (whole.left - firstColumn);
+        u32 const* const lower = upper + (SHIFT_Y ? columns : 0);
+        int const next = x0 & 1;
+        for (int i = 0; i < (whole.right - whole.left) / 2; ++i) {
+            u32 share = upper[i * 2] + upper[i * 2 + 1];
+            u32 drawn = upperSource[i] * upper[i * 2] + upperSource[i + next] * upper[i * 2 + 1];
+            if (SHIFT_Y) {
+                share += lower[i * 2] + lower[i * 2 + 1];
+                drawn += lowerSource[i] * lower[i * 2] + lowerSource[i + next] * lower[i * 2 + 1];
+            }
+            to[i] = static_cast<Sample>((drawn + to[i] * (SUM - share) + SUM / 2) / SUM);
+        }
+    }
+
+    /// The same for a picture with a sample for each pixel.
+    template <int SHIFT_Y>
+    void DrawFullCells(Row<Sample> const& row, Sample const* upperSource, Sample const* lowerSource,
+                       Area const& whole) {
+        constexpr u32 SUM = 255 * (2 << SHIFT_Y);
+        Sample* const to = row.GetPlain() + whole.left / 2;
+        u32 const* const upper = shares.data() + (whole.left - firstColumn);
+        u32 const* const lower = upper + (SHIFT_Y ? columns : 0);
+        for (int i = 0; i < (whole.right - whole.left) / 2; ++i) {
+            int const left = i * 2, right = left + 1;
+            u32 share = upper[left] + upper[right];
+            u32 drawn = upperSource[left] * upper[left] + upperSource[right] * upper[right];
+            if (SHIFT_Y) {
+                share += lower[left] + lower[right];
+                drawn += lowerSource[left] * lower[left] + lowerSource[right] * lower[right];
+            }
+            to[i] = static_cast<Sample>((drawn + to[i] * (SUM - share) + SUM / 2) / SUM);
         }
     }
 
@@ -337,8 +401,49 @@ int Placed(int position, int size, int room) {
 
 }  // namespace
 
+namespace {
+
+/// The first format of the library that pictures can be brought to and that `fits` likes; none where there is none.
+template <class Fits>
+PixFmt FindFormat(bool withAlpha, Fits fits) {
+    for (AVPixFmtDescriptor const* native = av_pix_fmt_desc_next(nullptr); native;
+         native = av_pix_fmt_desc_next(native)) {
+        AVPixelFormat const id = av_pix_fmt_desc_get_id(native);
+        auto const format = static_cast<PixFmt>(static_cast<int>(id));
+        if (!HasLayout(format) || ((native->flags & AV_PIX_FMT_FLAG_ALPHA) != 0) != withAlpha) continue;
+        if (fits(LayoutOf(format, 1, 1)) && CanScaleTo(id)) return format;
+    }
+    return PIX_FMT_NONE;
+}
+
+bool HasFlag(PixFmt format, uint64_t flag) {
+    AVPixFmtDescriptor const* const native = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(static_cast<int>(format)));
+    return native && (native->flags & flag) != 0;
+}
+
+/// What a picture becomes to be drawn on `dest`. Letters and logos in RGB keep a colour for each pixel: chroma that
+/// stands for several of them would take the colours of those that nobody sees into those beside them.
+PixFmt FormatToDraw(PixFmt dest, PixFmt picture, bool withAlpha) {
+    constexpr uint64_t RGB = AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL;
+    bool const isJpeg = av_get_pix_fmt_name(static_cast<AVPixelFormat>(static_cast<int>(picture))) &&
+                        FormatName(picture).starts_with("yuvj");
+    // Those formats say the range by their name; in another range they are another format.
+    if (CanDraw(dest, picture) && !isJpeg) return picture;
+    PixFmt const drawable = DrawableFormat(dest, withAlpha);
+    if (drawable == PIX_FMT_NONE || !withAlpha || !HasFlag(picture, RGB) || HasFlag(dest, RGB)) return drawable;
+    PictureLayout const below = LayoutOf(dest, 1, 1);
+    if (HasFullChroma(below)) return drawable;
+    PixFmt const full =
+        FindFormat(true, [&](PictureLayout const& layout) { return AreAlike(below, layout) && HasFullChroma(layout); });
+    return full == PIX_FMT_NONE ? drawable : full;
+}
+
+}  // namespace
+
 bool CanDraw(PixFmt dest, PixFmt picture) {
-    return HasLayout(dest) && HasLayout(picture) && Match(LayoutOf(dest, 1, 1), LayoutOf(picture, 1, 1));
+    if (!HasLayout(dest) || !HasLayout(picture)) return false;
+    PictureLayout const below = LayoutOf(dest, 1, 1), drawn = LayoutOf(picture, 1, 1);
+    return Match(below, drawn) || (AreAlike(below, drawn) && HasFullChroma(drawn));
 }
 
 bool IsSeen(IDataVideo const& dest, IDataVideo const& picture, SettingsEffectImageBlender const& placing) {
@@ -358,15 +463,9 @@ void DrawPicture(IDataVideo& dest, IDataVideo const& picture, SettingsEffectImag
 
 PixFmt DrawableFormat(PixFmt dest, bool withAlpha) {
     if (!HasLayout(dest)) return PIX_FMT_NONE;
-    if (LayoutOf(dest, 1, 1).hasAlpha == withAlpha) return dest;
-    for (AVPixFmtDescriptor const* native = av_pix_fmt_desc_next(nullptr); native;
-         native = av_pix_fmt_desc_next(native)) {
-        auto const format = static_cast<PixFmt>(static_cast<int>(av_pix_fmt_desc_get_id(native)));
-        bool const fits = HasLayout(format) && ((native->flags & AV_PIX_FMT_FLAG_ALPHA) != 0) == withAlpha;
-        if (fits && CanDraw(dest, format) && CanScaleTo(static_cast<AVPixelFormat>(static_cast<int>(format))))
-            return format;
-    }
-    return PIX_FMT_NONE;
+    PictureLayout const below = LayoutOf(dest, 1, 1);
+    if (below.hasAlpha == withAlpha) return dest;
+    return FindFormat(withAlpha, [&](PictureLayout const& layout) { return Match(below, layout); });
 }
 
 PixFmt CanvasFormat(PixFmt format) {
@@ -388,7 +487,7 @@ iptr<IDataVideo> DrawablePicture::For(IDataVideo const& dest) {
     auto const* const description = Conf::PixFmtDescription::Find(picture->GetPixelFormat());
     bool const withAlpha = description && (description->HasAlpha() ||
                                            (description->GetFlags() & Conf::PixFmtDescription::FLAG_PALETTE) != 0);
-    PixFmt const drawable = DrawableFormat(dest.GetPixelFormat(), withAlpha);
+    PixFmt const drawable = FormatToDraw(dest.GetPixelFormat(), picture->GetPixelFormat(), withAlpha);
     if (drawable == PIX_FMT_NONE)
         TARSEL_THROW(EffectException, "No picture" + std::string(withAlpha ? " with alpha" : "") +
                                           " can be drawn on pixel format " + FormatName(dest.GetPixelFormat()));
@@ -396,8 +495,6 @@ iptr<IDataVideo> DrawablePicture::For(IDataVideo const& dest) {
     target.width = picture->GetWidth();
     target.height = picture->GetHeight();
     target.format = static_cast<AVPixelFormat>(static_cast<int>(drawable));
-    bool const alreadyDrawable = CanDraw(dest.GetPixelFormat(), picture->GetPixelFormat());
-    if (alreadyDrawable) target.format = static_cast<AVPixelFormat>(static_cast<int>(picture->GetPixelFormat()));
     converted = Conformed(picture, target);
     format = dest.GetPixelFormat();
     colours = wanted;

@@ -7,8 +7,8 @@
 
 namespace Tarsel::Host {
 
-/// Whether the one can be drawn on the other as they are: both RGB, grey or YUV of the same subsampling, of the same
-/// depth.
+/// Whether the one can be drawn on the other as they are: both RGB, grey or YUV, of the same depth, the picture with
+/// the subsampling of the other one or with none.
 bool CanDraw(PixFmt dest, PixFmt picture);
 /// Whether some of the picture would lie on the other one, and be seen.
 bool IsSeen(Proc::IDataVideo const& dest, Proc::IDataVideo const& picture,
@@ -36,7 +36,7 @@ TARSEL_HOST_EXPORT PixFmt DrawableFormat(PixFmt dest, bool withAlpha);
 
 /// What a frame becomes before pictures with alpha are drawn on it: its working format, or the nearest one that has a
 /// partner with alpha. For some, such as 4:1:1 and grey of 10 bits, the library knows none.
-PixFmt CanvasFormat(PixFmt format);
+TARSEL_HOST_EXPORT PixFmt CanvasFormat(PixFmt format);
 
 /// A picture that is to be drawn on others: converts it, with its alpha, to what can be drawn on a frame, and keeps
 /// the conversion for frames of the same format and colours. One thread.

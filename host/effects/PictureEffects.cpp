@@ -5,6 +5,7 @@
 #include "host/effects/ColorEffect.h"
 #include "host/effects/ColorSpaceEffect.h"
 #include "host/effects/CompositeEffect.h"
+#include "host/effects/CropEffect.h"
 #include "host/effects/DeinterlaceEffect.h"
 #include "host/effects/DissolveEffect.h"
 #include "host/effects/FadeEffect.h"
@@ -32,6 +33,7 @@ void RegisterPictureEffects(EffectFactory& factory) {
     Enter<ColorEffect>(factory);
     Enter<ColorSpaceEffect>(factory);
     Enter<CompositeEffect>(factory);
+    Enter<CropEffect>(factory);
     Enter<DeinterlaceEffect>(factory);
     Enter<DissolveEffect>(factory);
     Enter<FadeEffect>(factory);

@@ -47,15 +47,15 @@ Conf::FrameInfo TargetOf(SettingsResizer const& settings) {
 
 PictureFit FitPicture(Conf::FrameInfo const& picture, CropInfo const& crop, SettingsResizer const& settings,
                       int stepAcross, int stepDown) {
-    auto const left = [](int length, int first, int last) { return int64{length} - first - last; };
-    if (crop.left < 0 || crop.right < 0 || crop.top < 0 || crop.bottom < 0 ||
-        left(picture.width, crop.left, crop.right) < 1 || left(picture.height, crop.top, crop.bottom) < 1)
+    CropInfo const whole = CropInfo::WholeOf(picture.width, picture.height);
+    if (crop.IsEmpty() || crop.right > whole.right || crop.bottom > whole.bottom)
         TARSEL_THROW(EffectException, "A picture's crop is larger than the picture");
     Conf::FrameInfo shown = picture;
-    shown.width -= crop.left + crop.right;
-    shown.height -= crop.top + crop.bottom;
+    shown.width = static_cast<int>(crop.GetWidth());
+    shown.height = static_cast<int>(crop.GetHeight());
     Conf::FrameInfo const target = TargetOf(settings);
-    PictureFit fit{{crop.left, crop.top, shown.width, shown.height}, {0, 0, target.width, target.height}};
+    PictureFit fit{{static_cast<int>(crop.left), static_cast<int>(crop.top), shown.width, shown.height},
+                   {0, 0, target.width, target.height}};
     if (settings.GetMode() == SettingsResizer::MODE_LETTERBOX) {
         Size const size = SizeOfShape(shown, target, {target.width, target.height});
         fit.to.width = Aligned(size.width, stepAcross, target.width);

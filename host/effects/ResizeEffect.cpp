@@ -104,7 +104,8 @@ FramePtr Resized(IDataVideo const& picture, SettingsResizer const& settings, Con
     // Parts of the picture begin where its own format lets them, places in the result where that one's does.
     bool const takesPart = settings.GetMode() == SettingsResizer::MODE_CROP;
     Steps const steps(takesPart ? frame->format : format, isInterlaced);
-    PictureFit const fit = FitPicture(shown, CropInfo(), settings, steps.across, steps.down);
+    PictureFit const fit =
+        FitPicture(shown, CropInfo::WholeOf(shown.width, shown.height), settings, steps.across, steps.down);
     if (takesPart) NarrowTo(*frame, fit.from);
     if (frame->width != fit.to.width || frame->height != fit.to.height || frame->format != format)
         frame = ScaleFrame(
@@ -142,7 +143,8 @@ void ResizeEffect::Process(iptr<IDataVideo>& item) {
     RequireProcessorMemory(*item, SettingsResizer::CLASS_ID);
     SettingsResizer const& settings = GetOwnSettings();
     Conf::FrameInfo const target = TargetOf(settings);
-    bool const fits = item->GetFrameInfo() == target && item->GetCrop() == CropInfo() &&
+    bool const fits = item->GetFrameInfo() == target &&
+                      item->GetCrop() == CropInfo::WholeOf(item->GetWidth(), item->GetHeight()) &&
                       OutputFormat(item->GetPixelFormat()) == Native(item->GetPixelFormat());
     if (settings.GetMode() != SettingsResizer::MODE_KEEP && !fits) {
         try {

@@ -3,14 +3,10 @@
 #include <ass/ass.h>
 
 #include <algorithm>
-#include <array>
-#include <cstdarg>
-#include <cstdio>
-#include <cstring>
-#include <memory>
 
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/DataVideoFF.h"
+#include "host/text/AssObjects.h"
 
 namespace Tarsel::Host {
 
@@ -20,25 +16,11 @@ using Proc::EffectException;
 
 constexpr int ROOM = 8192;
 
-struct FreeAss {
-    void operator()(ASS_Library* object) const { ass_library_done(object); }
-    void operator()(ASS_Renderer* object) const { ass_renderer_done(object); }
-    void operator()(ASS_Track* object) const { ass_free_track(object); }
-};
-
-/// What the library complained of first: it goes on with boxes in the place of letters.
-struct Complaint {
-    std::string text;
-};
-
-void Listen(int, char const* format, va_list arguments, void* complaint) {
-    std::array<char, 512> line{};
-    std::vsnprintf(line.data(), line.size(), format, arguments);
+/// Whether the library goes on with a box in the place of a letter.
+bool IsMissingLetter(std::string const& message) {
+    auto const says = [&](char const* text) { return message.find(text) != std::string::npos; };
     // The word joiner is this file's own, and may have no shape.
-    bool const isMissing = std::strstr(line.data(), "failed to find any fallback") &&
-                           !std::strstr(line.data(), "glyph 0x2060") && !std::strstr(line.data(), "glyph 0x0 ");
-    auto& first = static_cast<Complaint*>(complaint)->text;
-    if (isMissing && first.empty()) first = line.data();
+    return says("failed to find any fallback") && !says("glyph 0x2060") && !says("glyph 0x0 ");
 }
 
 /// The text as a line of a script that means nothing but its letters.
@@ -115,21 +97,22 @@ bool IsBlank(std::string const& text) {
 
 iptr<Proc::IDataVideo> MakeTextPicture(std::string const& text, int size, int color) {
     if (IsBlank(text)) return nullptr;
-    std::unique_ptr<ASS_Library, FreeAss> const library(ass_library_init());
-    Complaint complaint;
-    if (library) ass_set_message_cb(library.get(), Listen, &complaint);
-    std::unique_ptr<ASS_Renderer, FreeAss> const renderer(library ? ass_renderer_init(library.get()) : nullptr);
+    std::string complaint;
+    AssListener const listener = [&](int, std::string const& message) {
+        if (complaint.empty() && IsMissingLetter(message)) complaint = message;
+    };
+    AssLibrary const library = OpenAssLibrary(listener);
+    AssRenderer const renderer = library ? OpenAssRenderer(*library) : nullptr;
     if (!renderer) TARSEL_THROW(EffectException, "The engine that draws text can't be opened");
     ass_set_frame_size(renderer.get(), ROOM, ROOM);
-    ass_set_fonts(renderer.get(), nullptr, "sans-serif", ASS_FONTPROVIDER_FONTCONFIG, nullptr, 1);
+    OpenAssFonts(*renderer, "sans-serif");
     std::string script = Script(text, size);
-    std::unique_ptr<ASS_Track, FreeAss> const track(
-        ass_read_memory(library.get(), script.data(), script.size(), nullptr));
+    AssTrack const track(ass_read_memory(library.get(), script.data(), script.size(), nullptr));
     if (!track) TARSEL_THROW(EffectException, "The text can't be read: \"" + text + "\"");
     auto picture = Join(ass_render_frame(renderer.get(), track.get(), 1000, nullptr), color);
-    if (!complaint.text.empty() || !picture)
+    if (!complaint.empty() || !picture)
         TARSEL_THROW(EffectException, "There is no font for the text \"" + text + "\"" +
-                                          (complaint.text.empty() ? "" : " (" + complaint.text + ")") +
+                                          (complaint.empty() ? "" : " (" + complaint + ")") +
                                           "; install one that has its letters");
     return picture;
 }

@@ -3,6 +3,8 @@
 #include <utility>
 
 #include "contracts/Core/Exception.h"
+#include "contracts/Proc/DataVideoFF.h"
+#include "host/effects/PictureParts.h"
 
 namespace Tarsel::Host {
 
@@ -23,12 +25,16 @@ DataVideoOGL::~DataVideoOGL() = default;
 
 iptr<DataVideoOGL> DataVideoOGL::Create(std::shared_ptr<GpuDevice> const& device, Shape const& shape) {
     GpuTexturePtr texture = device->MakeTexture(GpuFormat::RGBA8, shape.info.width, shape.info.height);
-    return iptr<DataVideoOGL>(new DataVideoOGL(std::move(texture), shape));
+    Shape whole = shape;
+    if (whole.crop == Proc::CropInfo()) whole.crop = Proc::CropInfo::WholeOf(shape.info.width, shape.info.height);
+    return iptr<DataVideoOGL>(new DataVideoOGL(std::move(texture), whole));
 }
 
 iptr<DataVideoOGL> DataVideoOGL::CreateLike(std::shared_ptr<GpuDevice> const& device, IDataVideo const& frame,
                                             Conf::FrameInfo const& info) {
-    iptr<DataVideoOGL> result = Create(device, {info, frame.GetInterlace(), frame.GetCrop()});
+    bool const isAsLarge = frame.GetWidth() == info.width && frame.GetHeight() == info.height;
+    iptr<DataVideoOGL> result =
+        Create(device, {info, frame.GetInterlace(), isAsLarge ? frame.GetCrop() : Proc::CropInfo()});
     result->SetTime(frame.GetTime());
     result->SetDuration(frame.GetDuration());
     return result;
@@ -56,6 +62,23 @@ iptr<IDataVideo> DataVideoOGL::Clone(bool copyPayload) const {
     iptr<DataVideoOGL> copy(new DataVideoOGL(std::move(picture), shape));
     copy->window = window;
     return copy;
+}
+
+iptr<IDataVideo> DataVideoOGL::Download() const {
+    FramePtr frame(av_frame_alloc());
+    if (!frame) TARSEL_THROW(EffectException, "Can't allocate a frame");
+    iptr<IDataVideo> const memory = DataVideoFF::Create(PIX_FMT_RGBA, shape.info, nullptr);
+    auto const plane = memory->GetPlane(0);
+    GetDevice().Download(*texture, plane.GetData(), plane.GetStride());
+    // What `Create` doesn't take stands in the codec library's frame.
+    if (av_frame_ref(frame.get(), static_cast<DataVideoFF&>(*memory).GetAVFrame()) < 0)
+        TARSEL_THROW(EffectException, "Can't reference a frame");
+    frame->crop_left = shape.crop.left;
+    frame->crop_top = shape.crop.top;
+    frame->crop_right = static_cast<std::size_t>(GetWidth()) - shape.crop.right;
+    frame->crop_bottom = static_cast<std::size_t>(GetHeight()) - shape.crop.bottom;
+    frame->interlaced_frame = shape.interlace;
+    return DataVideoFF::Wrap(frame.release(), window.time, window.duration);
 }
 
 }  // namespace Tarsel::Host

@@ -11,13 +11,13 @@ namespace Tarsel::Host {
 /// Clones share the texture; whoever draws on a picture makes it writable first, which copies a shared one on the GPU.
 /// A frame has no planes: bring it to processor memory to look at its pixels. May be made, used and dropped on any
 /// thread, one at a time.
-class TARSEL_HOST_EXPORT DataVideoOGL final : public Proc::IDataVideo, public RefCounted {
+class TARSEL_HOST_EXPORT DataVideoOGL final : public Proc::IDataVideo, public Proc::IDownloadable, public RefCounted {
   public:
     /// What a picture has beside its pixels and times.
     struct Shape {
         Conf::FrameInfo info;
         int interlace = 0;
-        Proc::CropInfo crop;
+        Proc::CropInfo crop;  // none: the whole
     };
 
     /// A frame whose pixels are undefined. Throws `EffectException` for a size that the GPU doesn't take and when there
@@ -50,6 +50,8 @@ class TARSEL_HOST_EXPORT DataVideoOGL final : public Proc::IDataVideo, public Re
     iptr<Proc::IDataVideo> MakeWritable() override;
     iptr<Proc::IDataVideo> Clone(bool copyPayload) const override;
     Proc::CropInfo GetCrop() const override { return shape.crop; }
+    /// RGBA without padding, bit by bit. The GPU's work on the picture is waited for.
+    iptr<Proc::IDataVideo> Download() const override;
 
     GpuTexture const& GetTexture() const { return *texture; }
     GpuDevice& GetDevice() const { return texture->GetDevice(); }

@@ -68,6 +68,12 @@ void OglBlender::Process(iptr<IDataVideo>& dest, iptr<IDataVideo> const& picture
     CountItem();
 }
 
+iptr<IDataVideo> OglBlender::Prepare(IDataVideo const&, iptr<IDataVideo> const& picture) {
+    iptr<IDataVideo> uploaded = picture;
+    uploader.Process(uploaded);
+    return uploaded;
+}
+
 void DrawOnGpu(DataVideoOGL& dest, DataVideoOGL const& picture, SettingsEffectImageBlender const& placing) {
     GpuArea const area = AreaOf(dest, picture, placing);
     if (area.width < 1 || area.height < 1) return;

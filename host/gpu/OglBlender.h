@@ -2,6 +2,7 @@
 
 #include "contracts/Proc/IEffectImageBlender.h"
 #include "host/gpu/OglEffect.h"
+#include "host/gpu/TransferEffects.h"
 
 namespace Tarsel::Host {
 
@@ -18,6 +19,11 @@ class TARSEL_HOST_EXPORT OglBlender final
     ~OglBlender() override;
 
     void Process(iptr<Proc::IDataVideo>& dest, iptr<Proc::IDataVideo> const& picture) override;
+    /// Uploads the picture.
+    iptr<Proc::IDataVideo> Prepare(Proc::IDataVideo const& dest, iptr<Proc::IDataVideo> const& picture) override;
+
+  private:
+    UploadEffect uploader;
 };
 
 /// Draws the picture on `dest`, which is writable, with its upper left corner at `x`, `y`.

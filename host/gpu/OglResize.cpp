@@ -34,7 +34,8 @@ void OglResize::AdaptFormatCodec(iptr<Conf::IFormatCodec>& format) {
 void OglResize::Process(iptr<IDataVideo>& item) {
     if (!item) return;
     DataVideoOGL const& picture = Require(*item);
-    bool const fits = picture.GetFrameInfo() == TargetOf(GetOwnSettings()) && picture.GetCrop() == CropInfo();
+    bool const fits = picture.GetFrameInfo() == TargetOf(GetOwnSettings()) &&
+                      picture.GetCrop() == CropInfo::WholeOf(picture.GetWidth(), picture.GetHeight());
     if (GetOwnSettings().GetMode() != SettingsResizer::MODE_KEEP && !fits) item = Resize(picture);
     CountItem();
 }

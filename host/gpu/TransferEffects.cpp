@@ -2,7 +2,6 @@
 
 #include <vector>
 
-#include "contracts/Proc/DataVideoFF.h"
 #include "host/effects/PictureParts.h"
 
 namespace Tarsel::Host {
@@ -65,26 +64,8 @@ DownloadEffect::~DownloadEffect() = default;
 
 void DownloadEffect::Process(iptr<IDataVideo>& item) {
     if (!item) return;
-    if (item->GetFrameAlloc() == IDataVideo::FRAME_ALLOC_GPU) item = Download(Require(*item));
+    if (item->GetFrameAlloc() == IDataVideo::FRAME_ALLOC_GPU) item = Require(*item).Download();
     CountItem();
-}
-
-iptr<IDataVideo> DownloadEffect::Download(DataVideoOGL const& picture) {
-    FramePtr frame(av_frame_alloc());
-    if (!frame) TARSEL_THROW(EffectException, "Can't allocate a frame");
-    iptr<IDataVideo> const memory = DataVideoFF::Create(PIX_FMT_RGBA, picture.GetFrameInfo(), nullptr);
-    auto const plane = memory->GetPlane(0);
-    picture.GetDevice().Download(picture.GetTexture(), plane.GetData(), plane.GetStride());
-    // What `Create` doesn't take stands in the codec library's frame.
-    if (av_frame_ref(frame.get(), static_cast<DataVideoFF&>(*memory).GetAVFrame()) < 0)
-        TARSEL_THROW(EffectException, "Can't reference a frame");
-    CropInfo const crop = picture.GetCrop();
-    frame->crop_left = static_cast<std::size_t>(crop.left);
-    frame->crop_top = static_cast<std::size_t>(crop.top);
-    frame->crop_right = static_cast<std::size_t>(crop.right);
-    frame->crop_bottom = static_cast<std::size_t>(crop.bottom);
-    frame->interlaced_frame = picture.GetInterlace();
-    return DataVideoFF::Wrap(frame.release(), picture.GetTime(), picture.GetDuration());
 }
 
 }  // namespace Tarsel::Host

@@ -41,9 +41,6 @@ class TARSEL_HOST_EXPORT DownloadEffect final
     int GetProcessingFrameType() override { return Proc::IDataVideo::FRAME_ALLOC_ANY; }
     /// Throws `EffectException` for a frame that is on another kind of GPU.
     void Process(iptr<Proc::IDataVideo>& item) override;
-
-  private:
-    static iptr<Proc::IDataVideo> Download(DataVideoOGL const& picture);
 };
 
 }  // namespace Tarsel::Host

@@ -15,6 +15,7 @@
 #include "contracts/Proc/SettingsEffectAudioMix.h"
 #include "contracts/Proc/SettingsEffectColor.h"
 #include "contracts/Proc/SettingsEffectComposite.h"
+#include "contracts/Proc/SettingsEffectCrop.h"
 #include "contracts/Proc/SettingsEffectDeinterlace.h"
 #include "contracts/Proc/SettingsEffectDissolve.h"
 #include "contracts/Proc/SettingsEffectFade.h"
@@ -122,6 +123,16 @@ void AddPictureEffects(std::vector<EffectEntry>& catalog) {
 
 void AddTechnicalEffects(std::vector<EffectEntry>& catalog) {
     constexpr GraphKind VIDEO = GraphKind::Video;
+    auto const edge = [](char const* child, char const* key, char const* what) {
+        return In(child, Integer(key, 0, FARTHEST, "pixels", "0", what));
+    };
+    catalog.push_back(ChangingFormat(Effect<SettingsEffectCrop, Property2SettingsEffectCrop>(
+        "crop", VIDEO,
+        {edge("Left", "left", "The first column that is kept"),
+         edge("Right", "right", "The column behind the last one that is kept; 0: all up to the right edge"),
+         edge("Top", "top", "The first row that is kept"),
+         edge("Bottom", "bottom", "The row below the last one that is kept; 0: all down to the lower edge")},
+        "Keeps a part of the picture")));
     catalog.push_back(ChangingFormat(Effect<SettingsResizer, Property2SettingsResizer>(
         "resize", VIDEO,
         {In("Width", Integer("width", 1, MAX_PICTURE_SIDE, "pixels", "", "Width of the result")),

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
 #include <utility>
 
 #include "contracts/Conf/IFormatCodec.h"
@@ -10,12 +9,10 @@
 #include "contracts/Proc/IFilterFactoryRegistrator.h"
 #include "contracts/Proc/ImplNames.h"
 #include "host/cut/RangeText.h"
+#include "host/graph/ChangedFile.h"
 #include "host/graph/EffectCatalog.h"
-#include "host/graph/FormMaker.h"
 #include "host/graph/GraphErrors.h"
 #include "host/graph/GraphJson.h"
-#include "host/graph/KeptStreams.h"
-#include "host/media/Containers.h"
 
 namespace Tarsel::Host {
 
@@ -95,53 +92,6 @@ EffectValue AsInFiles(std::string const& name, EffectValue value) {
 
 // Graphs.
 
-/// Puts a filter over a source.
-using PutFilter = std::function<NodeId(FormMaker& maker, StreamInfo const& info, NodeId source)>;
-
-struct Changes {
-    /// Each may be missing: streams of its kind stay as they are.
-    PutFilter video;
-    PutFilter audio;
-
-    PutFilter const* Find(StreamKind kind) const {
-        if (kind == StreamKind::Video && video) return &video;
-        return kind == StreamKind::Audio && audio ? &audio : nullptr;
-    }
-};
-
-/// What is the matter with a file none of whose streams of a kind has been taken.
-[[noreturn]] void FailWithout(MediaFile const& file, StreamKind kind, AVOutputFormat const* container) {
-    auto const& streams = file.GetStreams();
-    bool const present = std::any_of(streams.begin(), streams.end(), [&](StreamInfo const& info) {
-        return !info.derived && info.kind == kind && info.HasPackets() && file.GetIndex(info.index).GetCount() != 0;
-    });
-    std::string const name(KindName(kind));
-    FailAtPlace("", file.GetPath() + ": there is no " + name + " in it" +
-                        (present && container ? " that " + std::string(container->name) + " is written with" : ""));
-}
-
-ShortFormGraph MakeGraph(std::string const& input, Changes const& changes, ShortFormOptions const& options) {
-    FormMaker maker(options);
-    iptr<MediaFile> const file = maker.Open(input);
-    KeptStreams streams(maker, *file, options);
-    for (StreamInfo const* const info : streams.GetStreams()) {
-        if (!streams.HasRoom(*info)) continue;
-        PutFilter const* const change = changes.Find(info->kind);
-        std::string const& codec = info->kind == StreamKind::Video ? options.videoCodec : options.audioCodec;
-        if (!change)
-            streams.AddUnchanged(*info);
-        else if (!streams.Encodes(info->kind) && codec.empty())
-            maker.WarnLeftOut(
-                *file, *info,
-                std::string(maker.GetContainer()->name) + " is written with no " + std::string(KindName(info->kind)));
-        else
-            streams.AddEncoded(*info, (*change)(maker, *info, maker.AddSource(input, streams.Select(*info))));
-    }
-    for (StreamKind const kind : {StreamKind::Video, StreamKind::Audio})
-        if (changes.Find(kind) && !streams.HasTaken(kind)) FailWithout(*file, kind, maker.GetContainer());
-    return maker.Finish();
-}
-
 /// The side that follows from the other one, whose share of the shape is `over`, to the nearest even number.
 int FollowingSide(int told, double across, double over) {
     double const side = std::round(told * across / over / 2) * 2;
@@ -198,7 +148,7 @@ Core::Property ParseEffect(std::string const& text) {
 ShortFormGraph MakeResizeGraph(std::string const& input, ResizeRequest const& request,
                                ShortFormOptions const& options) {
     CheckSize(request);
-    Changes changes;
+    StreamChanges changes;
     changes.video = [&](FormMaker& maker, StreamInfo const& info, NodeId source) {
         SettingsResizer settings;
         if (!request.implName.empty()) settings.SetImplName(request.implName);
@@ -206,16 +156,16 @@ ShortFormGraph MakeResizeGraph(std::string const& input, ResizeRequest const& re
         settings.SetAlgorithm(request.algorithm);
         return maker.AddFilter(SettingsResizer::CLASS_ID, ImplNames::TARSEL, Settings2Property(settings), {source});
     };
-    return MakeGraph(input, changes, options);
+    return MakeChangedGraph(input, changes, options);
 }
 
 ShortFormGraph MakeDeinterlaceGraph(std::string const& input, SettingsDeinterlace const& settings,
                                     ShortFormOptions const& options) {
-    Changes changes;
+    StreamChanges changes;
     changes.video = [&](FormMaker& maker, StreamInfo const&, NodeId source) {
         return maker.AddFilter(SettingsDeinterlace::CLASS_ID, ImplNames::TARSEL, Settings2Property(settings), {source});
     };
-    return MakeGraph(input, changes, options);
+    return MakeChangedGraph(input, changes, options);
 }
 
 ShortFormGraph MakeEffectsGraph(std::string const& input, std::vector<Core::Property> const& effects,
@@ -228,10 +178,10 @@ ShortFormGraph MakeEffectsGraph(std::string const& input, std::vector<Core::Prop
         if (entry->takesMany) FailInEffect(entry->name, "it needs several streams: it can't stand in the chain of one");
         ofKind[entry->kind == GraphKind::Audio ? 1 : 0].push_back(effect);
     }
-    return MakeGraph(input,
-                     {ChainOf(IFilterApplyEffectsVideo::CLASS_ID, ofKind[0]),
-                      ChainOf(IFilterApplyEffectsAudio::CLASS_ID, ofKind[1])},
-                     options);
+    return MakeChangedGraph(input,
+                            {ChainOf(IFilterApplyEffectsVideo::CLASS_ID, ofKind[0]),
+                             ChainOf(IFilterApplyEffectsAudio::CLASS_ID, ofKind[1])},
+                            options);
 }
 
 }  // namespace Tarsel::Host

@@ -10,6 +10,7 @@
 #include "contracts/Proc/ImplNames.h"
 #include "contracts/Proc/SettingsDeinterlace.h"
 #include "contracts/Proc/SettingsFilterBlurTransparentBorder.h"
+#include "contracts/Proc/SettingsFilterVideoMixer.h"
 #include "contracts/Proc/SettingsFrameDownloader.h"
 #include "contracts/Proc/SettingsFrameUploader.h"
 #include "contracts/Proc/SettingsResizer.h"
@@ -80,7 +81,8 @@ void FillChain(IFilterApplyEffectsAudio& chain, Core::Property const& settings, 
 
 bool TakesGpuFrames(std::string const& classId) {
     return IsResize(classId) || classId == Slots::APPLY_EFFECTS_VIDEO.name ||
-           classId == SettingsDeinterlace::CLASS_ID || classId == SettingsFilterBlurTransparentBorder::CLASS_ID;
+           classId == SettingsDeinterlace::CLASS_ID || classId == SettingsFilterBlurTransparentBorder::CLASS_ID ||
+           classId == SettingsFilterVideoMixer::CLASS_ID;
 }
 
 bool GivesGpuFrames(std::string const& classId, Core::Property const& settings, bool fromGpu,

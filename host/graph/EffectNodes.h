@@ -20,7 +20,8 @@ TARSEL_HOST_EXPORT void FillChain(Proc::IFilterApplyEffectsVideo& chain, Core::P
 TARSEL_HOST_EXPORT void FillChain(Proc::IFilterApplyEffectsAudio& chain, Core::Property const& settings, int64 duration,
                                   Proc::IEffectFactory const& effects);
 
-/// Whether a class of filters takes pictures from the memory of the GPU as well as from that of the processor.
+/// Whether a class of filters takes pictures from the memory of the GPU as well as from that of the processor, as its
+/// first input; further ones come from the processor's.
 TARSEL_HOST_EXPORT bool TakesGpuFrames(std::string const& classId);
 
 /// Whether a filter of the class with these settings may give pictures in GPU memory; `fromGpu`: whether it may get

@@ -7,6 +7,7 @@
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/FilterRegistrator.h"
 #include "contracts/Proc/ImplNames.h"
+#include "host/text/OverlayStream.h"
 
 namespace Tarsel::Host {
 
@@ -155,6 +156,7 @@ char const* KindName(FilterKind kind) {
 iptr<FilterRegistry const> MakeFilterRegistry() {
     auto registry = MakeShared<FilterRegistry>();
     FilterRegistrator(*registry);
+    registry->RegisterOverlayStream(ImplNames::TARSEL, &OverlayStream::Create);
     return registry;
 }
 

@@ -93,7 +93,7 @@ class TARSEL_HOST_EXPORT FilterRegistry : public Proc::IFilterFactoryRegistrator
 /// The word for a kind in listings: "dedicated", "audio", "video", "subtitle", "raw".
 TARSEL_HOST_EXPORT char const* KindName(Proc::FilterKind kind);
 
-/// A registry with everything that the filters library offers.
+/// A registry with everything that the filters library offers, and the streams of the host that filters are built on.
 TARSEL_HOST_EXPORT iptr<FilterRegistry const> MakeFilterRegistry();
 
 }  // namespace Tarsel::Host

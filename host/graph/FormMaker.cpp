@@ -7,6 +7,7 @@
 
 #include "host/graph/GraphChecks.h"
 #include "host/media/Containers.h"
+#include "host/subtitles/SubtitleSource.h"
 
 namespace Tarsel::Host {
 
@@ -33,10 +34,24 @@ iptr<MediaFile> FormMaker::Open(std::string const& path) {
     return file;
 }
 
+iptr<MediaFile> FormMaker::OpenSubtitles(std::string const& path, std::string const& charset) {
+    iptr<MediaFile> file = OpenSubtitleFile(path, charset);
+    return file ? file : Open(path);
+}
+
 NodeId FormMaker::AddSource(std::string const& path, StreamSelector const& selector, bool packets) {
     auto& sources = result.document.sources;
     sources.push_back({nextId, path, selector, packets, "/sources/" + std::to_string(sources.size())});
     return nextId++;
+}
+
+NodeId FormMaker::AddSubtitleSource(std::string const& path, StreamSelector const& selector, std::string const& charset,
+                                    int64 delay) {
+    NodeId const id = AddSource(path, selector);
+    GraphSource& source = result.document.sources.back();
+    source.charset = charset;
+    source.delay = delay;
+    return id;
 }
 
 NodeId FormMaker::AddFilter(char const* classId, char const* implName, Core::Property settings,

@@ -21,7 +21,12 @@ class FormMaker {
     AVOutputFormat const* GetContainer() const { return container; }
     /// A file that is named twice is opened once. Throws as `MediaFile::Open` does.
     iptr<MediaFile> Open(std::string const& path);
+    /// The same for the sake of its subtitles, as graphs do for a source of that charset.
+    iptr<MediaFile> OpenSubtitles(std::string const& path, std::string const& charset);
     NodeId AddSource(std::string const& path, StreamSelector const& selector, bool packets = false);
+    /// A source of decoded subtitles.
+    NodeId AddSubtitleSource(std::string const& path, StreamSelector const& selector, std::string const& charset,
+                             int64 delay);
     NodeId AddFilter(char const* classId, char const* implName, Core::Property settings, std::vector<NodeId> inputs);
     void AddOutput(GraphOutput::Stream stream);
     /// Adds an output of sound, encoded as the options say.

@@ -9,6 +9,7 @@
 
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/FilterCacheData.h"
+#include "contracts/Proc/ICropDetector.h"
 #include "contracts/Proc/IFilterApplyEffects.h"
 #include "contracts/Proc/IFilterAudioFormatter.h"
 #include "contracts/Proc/IFilterAudioHistogram.h"
@@ -24,9 +25,12 @@
 #include "contracts/Proc/RenamedProperty.h"
 #include "contracts/Proc/SampleInfoProperty.h"
 #include "contracts/Proc/SettingsFilterRepeat.h"
+#include "contracts/Proc/SettingsFilterVideoMixer.h"
 #include "contracts/Proc/SettingsFrameDownloader.h"
+#include "contracts/Proc/SettingsResizer.h"
 #include "contracts/Proc/TIFilterJoin.h"
 #include "contracts/Proc/TIFilterRepeat.h"
+#include "host/crop/CropDetectStream.h"
 #include "host/cut/CutCodecs.h"
 #include "host/graph/CachedStream.h"
 #include "host/graph/EffectNodes.h"
@@ -38,9 +42,12 @@
 #include "host/media/ContinuousAudio.h"
 #include "host/media/DecoderCore.h"
 #include "host/media/NativeParameters.h"
-#include "host/media/SubtitleDecoder.h"
 #include "host/media/VideoDecoder.h"
+#include "host/overlay/VideoMixerNode.h"
 #include "host/sound/VolumeDetectStream.h"
+#include "host/subtitles/SubtitleSource.h"
+#include "host/text/OverlayFactory.h"
+#include "host/titles/TitleNode.h"
 
 namespace Tarsel::Host {
 
@@ -146,13 +153,14 @@ std::vector<iptr<IFilterCacheController>> BuiltGraph::GetCacheControllers() cons
 
 class GraphBuilder {
   public:
-    GraphBuilder(BuiltGraph& graph, int64 stallLimit, std::vector<iptr<MediaFile>> const& opened)
+    GraphBuilder(BuiltGraph& graph, GraphBuildOptions const& options)
         : graph(graph),
           document(graph.GetDocument()),
-          stallLimit(stallLimit),
+          options(options),
           factory(MakeFilterFactory()),
-          effects(MakeEffectFactory()) {
-        graph.sources.Offer(opened);
+          effects(MakeEffectFactory()),
+          overlays(MakeOverlayFactory([warnings = graph.warnings](std::string const& text) { warnings->Add(text); })) {
+        graph.sources.Offer(options.opened);
     }
 
     void Build() {
@@ -181,10 +189,7 @@ class GraphBuilder {
     /// Notes the nodes all of whose readers take pictures from GPU memory.
     void FindReaders() {
         for (GraphFilter const& filter : document.filters)
-            if (TakesGpuFrames(filter.classId)) keptOnGpu.insert(filter.inputs.begin(), filter.inputs.end());
-        for (GraphFilter const& filter : document.filters)
-            if (!TakesGpuFrames(filter.classId))
-                for (NodeId const input : filter.inputs) keptOnGpu.erase(input);
+            if (TakesGpuFrames(filter.classId) && !filter.inputs.empty()) keptOnGpu.insert(filter.inputs.front());
         for (GraphController const& controller : document.controllers)
             for (GraphController::Stream const& stream : controller.streams) keptOnGpu.erase(stream.input);
         for (GraphOutput::Stream const& stream : document.output.streams) keptOnGpu.erase(stream.input);
@@ -203,8 +208,9 @@ class GraphBuilder {
         node.record = MakeShared<NodeRecord>(node.id, node.pointer);
         try {
             GraphStream stream = make();
+            if (options.wrap) stream = WrapIfAny(node, std::move(stream));
             // Seeks of a seek controller don't pass through its wrappers.
-            int64 const limit = node.seeker ? 0 : stallLimit;
+            int64 const limit = node.seeker ? 0 : options.stallLimit;
             node.stream = std::visit(
                 [&](auto& typed) {
                     if (!typed) TARSEL_THROW(FilterException, node.classId + " has no use for this kind of stream");
@@ -218,6 +224,12 @@ class GraphBuilder {
         graph.nodes.push_back(std::move(node));
     }
 
+    /// A controller's null goes on as it is.
+    GraphStream WrapIfAny(BuiltNode const& node, GraphStream stream) const {
+        bool const any = std::visit([](auto const& typed) { return typed != nullptr; }, stream);
+        return any ? options.wrap(node, std::move(stream)) : stream;
+    }
+
     void BuildSource(GraphSource const& source) {
         BuiltNode node;
         node.id = source.id;
@@ -229,21 +241,20 @@ class GraphBuilder {
     }
 
     GraphStream OpenSource(GraphSource const& source, GraphOrigin const& origin) const {
+        DecoderOptions decoding;
+        if (origin.info->kind == StreamKind::Subtitle && !source.packets)
+            return Host::OpenSubtitles(
+                origin.file, {source.file, origin.info->index, source.delay, source.charset, decoding.strictness});
         iptr<IStreamRaw> const packets = origin.file->OpenStream(origin.info->index);
         if (source.packets) return packets;
-        DecoderOptions options;
-        if (document.sources.size() > MAX_THREADED_DECODERS)
-            options.threadCount = 1;
-        else
-            options.threading = DecoderOptions::Threading::Frames;
-        switch (origin.info->kind) {
-            case StreamKind::Video:
-                return iptr<IStreamVideo>(VideoDecoder::Create(packets, "", options));
-            case StreamKind::Audio:
-                return iptr<IStreamAudio>(AudioDecoder::Create(packets, "", options));
-            default:
-                return iptr<IStreamSubtitle>(SubtitleDecoder::Create(packets, "", options));
-        }
+        if (options.decoderThreads > 0)
+            decoding.threadCount = options.decoderThreads;
+        else if (document.sources.size() > MAX_THREADED_DECODERS)
+            decoding.threadCount = 1;
+        if (decoding.threadCount != 1) decoding.threading = DecoderOptions::Threading::Frames;
+        if (origin.info->kind == StreamKind::Audio)
+            return iptr<IStreamAudio>(AudioDecoder::Create(packets, "", decoding));
+        return iptr<IStreamVideo>(VideoDecoder::Create(packets, "", decoding));
     }
 
     void BuildNode(NodePlan const& plan) {
@@ -298,6 +309,7 @@ class GraphBuilder {
             return iptr<IStreamAudio>(factory->CreateAudio(filter.classId, filter.implName, *settings));
         switch (graph.GetNode(filter.inputs.front()).GetKind()) {
             case GraphKind::Video:
+                if (filter.classId == SettingsFilterVideoMixer::CLASS_ID) return MixPictures(filter);
                 return Counted<IStreamVideo>(
                     factory->CreateVideo(filter.classId, filter.implName, OnlyInput<IStreamVideo>(filter), *settings),
                     *settings);
@@ -382,7 +394,21 @@ class GraphBuilder {
             FillChain(*chain, filter.settings, source->GetDuration(), *effects);
             return iptr<IStreamVideo>(chain);
         }
+        if (name == Slots::SUBTITLE_DRAWER.name) return MakeTitles(filter);
+        if (name == Slots::CROP_DETECTOR.name) {
+            auto const detector = factory->CreateCropDetector(filter.implName);
+            detector->Initialize(Renamed(filter.settings, ICropDetector::CLASS_ID));
+            return iptr<IStreamVideo>(CropDetectStream::Create(OnlyInput<IStreamVideo>(filter), detector));
+        }
         return MakeDedicatedSound(filter);
+    }
+
+    iptr<IStreamVideo> MakeTitles(GraphFilter const& filter) const {
+        auto const pictures = Input<IStreamVideo>(filter.inputs.at(0));
+        auto const titles = Input<IStreamSubtitle>(filter.inputs.at(1));
+        for (std::string const& doubt : FindTitleDoubts(filter, *pictures, *titles))
+            graph.warnings->Add("node " + std::to_string(filter.id) + ": " + doubt);
+        return MakeTitleDrawer(filter, *factory, pictures, titles, overlays);
     }
 
     iptr<IStreamAudio> MakeDedicatedSound(GraphFilter const& filter) const {
@@ -422,6 +448,26 @@ class GraphBuilder {
             mixer->AddStream(ContinuousAudio::Create(input, ContinuousAudio::Start::AtSeek), volumes[i]);
         }
         return mixer;
+    }
+
+    /// Whether the pictures of a node have the times of their file.
+    bool KeepsTimes(NodeId id) const {
+        BuiltNode const* node = &graph.GetNode(id);
+        while (node->classId == SettingsResizer::CLASS_ID) node = &graph.GetNode(node->inputs.front());
+        return node->classId == "source";
+    }
+
+    iptr<IStreamVideo> MixPictures(GraphFilter const& filter) const {
+        std::vector<MixerInput> inputs;
+        for (NodeId const id : filter.inputs) {
+            MixerInput input{Input<IStreamVideo>(id)};
+            if (GraphOrigin const& origin = graph.GetNode(id).origin; origin.file) {
+                input.file = origin.file->GetPath();
+                if (KeepsTimes(id)) input.end = origin.file->GetIndex(origin.info->index).GetEndTime();
+            }
+            inputs.push_back(std::move(input));
+        }
+        return MakeVideoMixer(filter, *factory, inputs, onGpu.count(filter.inputs.front()) != 0);
     }
 
     template <class T>
@@ -503,19 +549,19 @@ class GraphBuilder {
 
     BuiltGraph& graph;
     GraphDocument const& document;
-    int64 const stallLimit;
+    GraphBuildOptions const& options;
     iptr<FilterFactory const> const factory;
     iptr<EffectFactory const> const effects;
+    iptr<IOverlayFactory const> const overlays;
     /// Nodes whose pictures may stay in GPU memory, and those whose pictures do.
     std::set<NodeId> keptOnGpu;
     std::set<NodeId> onGpu;
 };
 
-std::unique_ptr<BuiltGraph> BuildGraph(GraphDocument const& document, int64 stallLimit,
-                                       std::vector<iptr<MediaFile>> const& opened) {
+std::unique_ptr<BuiltGraph> BuildGraph(GraphDocument const& document, GraphBuildOptions const& options) {
     CheckGraph(document);
     auto graph = std::make_unique<BuiltGraph>(document);
-    GraphBuilder(*graph, stallLimit, opened).Build();
+    GraphBuilder(*graph, options).Build();
     return graph;
 }
 

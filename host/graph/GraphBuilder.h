@@ -1,6 +1,8 @@
 #pragma once
 
+#include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <variant>
 #include <vector>
@@ -11,6 +13,7 @@
 #include "contracts/Proc/IStream.h"
 #include "host/graph/GraphDocument.h"
 #include "host/graph/GraphSources.h"
+#include "host/graph/GraphWarnings.h"
 #include "host/graph/NodeRecord.h"
 #include "host/graph/SettingsCatalog.h"
 
@@ -41,6 +44,22 @@ struct TARSEL_HOST_EXPORT BuiltNode {
     Proc::IStream& GetStream() const;
 };
 
+/// Gives what is to stand in a node's place: the stream itself, or something of the same kind around it. Of the node
+/// only id, class, pointer, inputs, controller and origin are known by then. What it throws is the node's failure.
+using NodeWrap = std::function<GraphStream(BuiltNode const& node, GraphStream stream)>;
+
+/// How a graph is made.
+struct GraphBuildOptions {
+    /// Items without progress in time after which a node fails.
+    int64 stallLimit = DEFAULT_STALL_LIMIT;
+    /// Files of the document that are open already: reading through each of them a second time can be spared.
+    std::vector<iptr<MediaFile>> opened = {};
+    /// Asked for each node; empty: nodes stay as they are. What it gives is counted and timed as the node.
+    NodeWrap wrap = {};
+    /// Threads of each decoder; 0: as many as suit the graph.
+    int decoderThreads = 0;
+};
+
 /// A graph of live streams. Destroying it frees them.
 class TARSEL_HOST_EXPORT BuiltGraph {
   public:
@@ -57,22 +76,24 @@ class TARSEL_HOST_EXPORT BuiltGraph {
     GraphSources const& GetSources() const { return sources; }
     /// What `SeekTogether` is told beside the streams of the output. By the controllers' ids.
     std::vector<iptr<Proc::IFilterCacheController>> GetCacheControllers() const;
+    /// What its nodes have warned of so far.
+    std::vector<std::string> GetWarnings() const { return warnings->Get(); }
 
   private:
     friend class GraphBuilder;
 
     GraphDocument const document;
     GraphSources sources;
+    iptr<GraphWarnings> const warnings = MakeShared<GraphWarnings>();
     std::map<NodeId, iptr<Proc::IStreamController>> controllers;
     std::vector<BuiltNode> nodes;
     std::map<NodeId, std::size_t> places;
 };
 
-/// Opens the media and makes the streams of a document. Nothing is read but what opening needs, and nothing sought.
-/// What is wrong throws `GraphException` that names the node and its place in the document. `stallLimit`: items without
-/// progress in time after which a node fails. `opened`: files of the document that are open already.
+/// Opens the media and makes the streams of a document. Nothing is read but what opening needs, and nothing sought, but
+/// for what a video mixer draws: it is sought to 0, and its first picture read.
+/// What is wrong throws `GraphException` that names the node and its place in the document.
 TARSEL_HOST_EXPORT std::unique_ptr<BuiltGraph> BuildGraph(GraphDocument const& document,
-                                                          int64 stallLimit = DEFAULT_STALL_LIMIT,
-                                                          std::vector<iptr<MediaFile>> const& opened = {});
+                                                          GraphBuildOptions const& options = {});
 
 }  // namespace Tarsel::Host

@@ -70,6 +70,15 @@ std::string NodeName(NodeId id) {
     return "node " + std::to_string(id);
 }
 
+/// The kinds that an input may be of.
+std::string WorkedOn(CatalogEntry const& entry, std::size_t input) {
+    std::string const behind = entry.furtherKind && input == 0 ? " as its first input" : "";
+    if (entry.IsOfFurtherKind(input)) return std::string(KindName(*entry.furtherKind)) + " behind its first input";
+    std::string list;
+    for (GraphKind const kind : entry.kinds) list += (list.empty() ? "" : " or ") + std::string(KindName(kind));
+    return list + behind;
+}
+
 std::optional<GraphKind> KindOf(StreamKind kind) {
     switch (kind) {
         case StreamKind::Video:
@@ -103,11 +112,13 @@ class Checker {
     void OrderVertices();
     [[noreturn]] void FailInCircle(std::vector<std::size_t> const& waiting) const;
     void FindTypes();
+    void CheckSources() const;
     void CheckInputs(Vertex const& vertex) const;
     void CheckSeeks(Vertex const& vertex, Vertex::Input const& input) const;
     void FindThreads();
     void CheckThreads(Vertex const& vertex) const;
-    void CheckMixers() const;
+    void CheckSettings() const;
+    void CheckInputList(GraphFilter const& filter, InputList const& list) const;
     void CheckReaders() const;
     void CheckOutput() const;
     void CheckOutputStream(std::size_t index, AVOutputFormat const* container) const;
@@ -137,11 +148,12 @@ GraphStreamTypes Checker::Run() {
     OrderVertices();
     FindTypes();
     FindThreads();
+    CheckSources();
     for (Vertex const& vertex : vertices) {
         CheckInputs(vertex);
         CheckThreads(vertex);
     }
-    CheckMixers();
+    CheckSettings();
     CheckReaders();
     CheckOutput();
     return std::move(types);
@@ -273,8 +285,9 @@ void Checker::FindTypes() {
         }
         // The inputs are of one type; any of them may be the one that is known.
         if (vertex.entry->kinds.size() == 1) type.kind = vertex.entry->kinds.front();
-        for (Vertex::Input const& input : vertex.inputs) {
-            GraphStreamType const& given = types[input.id];
+        for (std::size_t i = 0; i < vertex.inputs.size(); ++i) {
+            if (vertex.entry->IsOfFurtherKind(i)) break;
+            GraphStreamType const& given = types[vertex.inputs[i].id];
             if (!type.kind) type.kind = given.kind;
             if (!type.media) type.media = given.media;
         }
@@ -282,23 +295,33 @@ void Checker::FindTypes() {
     }
 }
 
+/// What only subtitles can be told. A stream that is chosen by its index shows its kind when its file is opened.
+void Checker::CheckSources() const {
+    for (GraphSource const& source : document.sources) {
+        auto const& kind = types.at(source.id).kind;
+        if (!kind || *kind == GraphKind::Subtitle) continue;
+        std::string const given = NodeName(source.id) + " gives " + std::string(KindName(*kind));
+        if (!source.charset.empty())
+            FailAtNode(source.id, source.pointer + "/charset", given + ": a charset is one of subtitles");
+        if (source.delay != 0)
+            FailAtNode(source.id, source.pointer + "/delay", given + ": a delay is one of subtitles");
+    }
+}
+
 void Checker::CheckInputs(Vertex const& vertex) const {
     if (!vertex.entry) return;
     GraphStreamType const* known = nullptr;
     NodeId knownId = 0;
-    for (Vertex::Input const& input : vertex.inputs) {
+    for (std::size_t i = 0; i < vertex.inputs.size(); ++i) {
+        Vertex::Input const& input = vertex.inputs[i];
         CheckSeeks(vertex, input);
         GraphStreamType const& type = types.at(input.id);
         if (!type.kind) continue;
-        if (!vertex.entry->WorksOn(*type.kind)) {
-            std::string list;
-            for (GraphKind const kind : vertex.entry->kinds)
-                list += (list.empty() ? "" : " or ") + std::string(KindName(kind));
+        if (!vertex.entry->WorksOn(*type.kind, i))
             FailAtNode(vertex.id, input.pointer,
-                       vertex.entry->classId + " works on " + list + ", and " + NodeName(input.id) + " gives " +
-                           std::string(KindName(*type.kind)));
-        }
-        if (vertex.entry->isController) continue;
+                       vertex.entry->classId + " works on " + WorkedOn(*vertex.entry, i) + ", and " +
+                           NodeName(input.id) + " gives " + std::string(KindName(*type.kind)));
+        if (vertex.entry->isController || vertex.entry->IsOfFurtherKind(i)) continue;
         if (known && known->media && type.media && *known->media != *type.media)
             FailAtNode(vertex.id, input.pointer,
                        NodeName(input.id) + " is " + std::string(KindName(*type.media)) + " and " + NodeName(knownId) +
@@ -368,18 +391,30 @@ void Checker::CheckThreads(Vertex const& vertex) const {
     }
 }
 
-void Checker::CheckMixers() const {
+void Checker::CheckSettings() const {
     for (GraphFilter const& filter : document.filters) {
-        if (filter.classId != Proc::FilterSlots::AUDIO_MIXER.name) continue;
-        auto const& children = filter.settings.Children();
-        auto const volumes = std::count_if(children.begin(), children.end(),
-                                           [](Core::Property const& child) { return child.Name() == MIXER_STREAMS; });
-        if (static_cast<std::size_t>(volumes) > filter.inputs.size())
-            FailAtNode(filter.id,
-                       filter.pointer + "/settings/" + MIXER_STREAMS + "/" + std::to_string(filter.inputs.size()),
-                       "the mixer has only " + std::to_string(filter.inputs.size()) +
-                           (filter.inputs.size() == 1 ? " input" : " inputs"));
+        CatalogEntry const& entry = *FindInCatalog(filter.classId);
+        if (entry.inputList) CheckInputList(filter, *entry.inputList);
+        auto const finding = entry.check ? entry.check(filter.settings) : std::nullopt;
+        if (finding) FailAtNode(filter.id, filter.pointer + "/settings" + finding->place, finding->what);
     }
+}
+
+void Checker::CheckInputList(GraphFilter const& filter, InputList const& list) const {
+    auto const& children = filter.settings.Children();
+    auto const entries = static_cast<std::size_t>(std::count_if(
+        children.begin(), children.end(), [&](Core::Property const& child) { return child.Name() == list.key; }));
+    std::size_t const inputs = filter.inputs.size() - std::min(list.firstInput, filter.inputs.size());
+    std::string const place = filter.pointer + "/settings/" + list.key;
+    std::string const count = (inputs == 0 ? "no" : std::to_string(inputs)) + (inputs == 1 ? " input" : " inputs") +
+                              (list.firstInput == 0 ? "" : " behind the first");
+    if (entries > inputs)
+        FailAtNode(filter.id, place + "/" + std::to_string(inputs),
+                   "the mixer has " + std::string(list.firstInput == 0 ? "only " : "") + count);
+    if (list.isComplete && entries < inputs)
+        FailAtNode(
+            filter.id, filter.pointer + "/settings",
+            Quoted(list.key) + " holds " + (entries == 0 ? "no entry" : std::to_string(entries)) + " for " + count);
 }
 
 void Checker::CheckReaders() const {

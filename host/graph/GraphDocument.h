@@ -35,6 +35,11 @@ struct GraphSource {
     /// Whether packets come out as they lie in the file, instead of pictures, samples and subtitles.
     bool packets = false;
     JsonPointer pointer;
+    /// Of decoded subtitles: the encoding of a file of texts, empty for UTF-8 or what the file tells by its first
+    /// bytes.
+    std::string charset = {};
+    /// Of decoded subtitles: microseconds that they come later than the file says, below 0 earlier.
+    int64 delay = 0;
 
     bool operator==(GraphSource const&) const = default;
 };

@@ -16,6 +16,7 @@
 #include "host/media/MediaWriter.h"
 #include "host/media/SeekTogether.h"
 #include "host/media/StepReader.h"
+#include "host/titles/TitleNode.h"
 
 namespace Tarsel::Host {
 
@@ -168,7 +169,31 @@ void Describe(MediaWriter& writer, BuiltGraph const& graph, GraphRunOptions cons
         if (info.kind == StreamKind::Attachment || info.kind == StreamKind::AttachedPicture) writer.AddAttachment(info);
 }
 
+/// Why a drawer made no image of these subtitles.
+std::string WhyNothing(TitleCounts const& counts, BuiltNode const& titles) {
+    if (counts.subtitlesRead != 0)
+        return "no subtitle of " + std::to_string(counts.subtitlesRead) + " is seen in the time of the pictures";
+    // Those that end in front of 0 aren't even given.
+    GraphOrigin const& origin = titles.origin;
+    bool const holdsAny = origin.info && origin.file->GetIndex(origin.info->index).GetCount() != 0;
+    return holdsAny ? "all subtitles lie outside of the time of the pictures" : "there are no subtitles";
+}
+
+/// Tells what drawers of subtitles did, and warns of those that did nothing.
+void AddTitles(GraphReport& report, BuiltGraph const& graph) {
+    for (BuiltNode const& node : graph.GetNodes()) {
+        if (node.classId != Proc::FilterSlots::SUBTITLE_DRAWER.name) continue;
+        TitleCounts const counts = CountTitles(node.GetStream().GetStatistic());
+        report.titles.push_back({node.id, counts.subtitlesRead, counts.imagesMade});
+        if (counts.imagesMade == 0)
+            report.warnings.push_back("node " + std::to_string(node.id) +
+                                      ": nothing was drawn: " + WhyNothing(counts, graph.GetNode(node.inputs.at(1))));
+    }
+}
+
 void FillReport(GraphReport& report, BuiltGraph const& graph, std::vector<Lane> const& lanes) {
+    for (std::string& warning : graph.GetWarnings()) report.warnings.push_back(std::move(warning));
+    AddTitles(report, graph);
     for (BuiltNode const& node : graph.GetNodes()) {
         GraphReport::Node entry;
         entry.id = node.id;
@@ -197,7 +222,7 @@ void FillReport(GraphReport& report, BuiltGraph const& graph, std::vector<Lane> 
     }
 }
 
-void ReadOnly(GraphReport& report, BuiltGraph const& graph, std::vector<int64> const& seeks,
+void ReadOnly(GraphReport& report, BuiltGraph const& graph, GraphRunOptions const& options,
               ProgressCallback const& progress) {
     std::vector<Lane> lanes;
     for (NodeId const id : graph.GetOutputs()) {
@@ -208,10 +233,14 @@ void ReadOnly(GraphReport& report, BuiltGraph const& graph, std::vector<int64> c
         lane.pointer = node.pointer;
         lanes.push_back(std::move(lane));
     }
-    if (seeks.empty())
+    report.seeks = GoThrough(options.seeks, graph, lanes);
+    if (options.seeks.empty() || options.fromStart) {
+        for (Lane& lane : lanes) {
+            lane.waiting = nullptr;
+            lane.ended = false;
+        }
         SeekToStart(graph, lanes);
-    else
-        report.seeks = GoThrough(seeks, graph, lanes);
+    }
     ReadInStep(lanes, progress, [](Lane const&, iptr<Proc::IData> const&) {});
     FillReport(report, graph, lanes);
 }
@@ -268,13 +297,13 @@ GraphReport RunGraph(GraphDocument const& document, GraphRunOptions const& optio
         bool const dry = options.dryRun || document.output.IsDry();
         if (!dry && !options.seeks.empty()) TARSEL_THROW(std::invalid_argument, "Only a dry run seeks");
         auto const start = Clock::now();
-        auto const graph = BuildGraph(document, options.stallLimit, options.opened);
+        auto const graph = BuildGraph(document, options.building);
         GraphReport report;
         for (auto const& file : graph->GetSources().GetFiles())
             report.warnings.insert(report.warnings.end(), file->GetWarnings().begin(), file->GetWarnings().end());
         WarnOfCaches(report, *graph);
         if (dry)
-            ReadOnly(report, *graph, options.seeks, progress);
+            ReadOnly(report, *graph, options, progress);
         else
             Write(report, *graph, options, progress);
         report.wallSeconds = std::chrono::duration<double>(Clock::now() - start).count();
@@ -283,7 +312,7 @@ GraphReport RunGraph(GraphDocument const& document, GraphRunOptions const& optio
 }
 
 std::string DrawGraph(GraphDocument const& document, GraphRunOptions const& options) {
-    return UnderName(options, [&] { return DrawGraph(*BuildGraph(document, options.stallLimit, options.opened)); });
+    return UnderName(options, [&] { return DrawGraph(*BuildGraph(document, options.building)); });
 }
 
 }  // namespace Tarsel::Host

@@ -7,10 +7,9 @@
 
 #include "contracts/Core/Export.h"
 #include "host/cut/CutRequest.h"
+#include "host/graph/GraphBuilder.h"
 #include "host/graph/GraphDocument.h"
 #include "host/graph/GraphReport.h"
-#include "host/graph/NodeRecord.h"
-#include "host/media/MediaFile.h"
 
 namespace Tarsel::Host {
 
@@ -21,8 +20,8 @@ struct GraphRunOptions {
     bool dryRun = false;
     /// Replace a file that stands at the output's place.
     bool force = false;
-    /// Items without progress in time after which a node fails.
-    int64 stallLimit = DEFAULT_STALL_LIMIT;
+    /// How the graph is made.
+    GraphBuildOptions building;
     /// Take attachments and cover pictures of the first file along. Its metadata always goes along.
     bool attachments = false;
     /// The chapters of the first file, up to that time; not set: none.
@@ -30,8 +29,8 @@ struct GraphRunOptions {
     /// Places to go to in turn, microseconds, before the streams are read from the last one to their ends: at each, one
     /// item of every stream is read. Without any, the streams are read from their start. For a dry run only.
     std::vector<int64> seeks;
-    /// Files of the graph that are open already: reading through each of them a second time can be spared.
-    std::vector<iptr<MediaFile>> opened;
+    /// Go back to the start behind the last of these places: what follows is read as without them.
+    bool fromStart = false;
 };
 
 /// Builds a graph and reads its output's streams in step to their ends, into a file or into nothing. The output appears

@@ -141,7 +141,7 @@ NodeId GraphTextReader::OpenNode(std::size_t index, std::vector<std::string> con
 
 void GraphTextReader::ReadSource(std::size_t index) {
     GraphSource source;
-    source.id = OpenNode(index, {"id", "file", "stream", "packets"});
+    source.id = OpenNode(index, {"id", "file", "stream", "packets", "charset", "delay"});
     source.pointer = tree.PointerOf(index);
     if (tree[index].kind == Kind::Object) {
         if (std::size_t const file = RequireKey(findings, index, "file"); file != NONE) {
@@ -152,6 +152,12 @@ void GraphTextReader::ReadSource(std::size_t index) {
             source.stream = ReadSelector(findings, stream);
         if (std::size_t const packets = tree.Find(index, "packets"); packets != NONE)
             source.packets = ReadBoolean(findings, packets).value_or(false);
+        if (std::size_t const charset = tree.Find(index, "charset"); charset != NONE) {
+            source.charset = ReadText(findings, charset).value_or("");
+            if (source.charset.empty()) findings.Report(charset, "the name of the encoding is empty");
+        }
+        if (std::size_t const delay = tree.Find(index, "delay"); delay != NONE)
+            source.delay = ReadInteger(findings, delay, -MAX_DURATION, MAX_DURATION, "us").value_or(0);
     }
     document.sources.push_back(std::move(source));
 }
@@ -203,13 +209,14 @@ void GraphTextReader::ReadFilter(std::size_t index) {
         if (node.kind != Kind::Array) findings.Report(inputs, "must be a list of ids, not " + Shown(node));
         std::size_t const count = node.children.size();
         if (entry && node.kind == Kind::Array && (count < entry->minInputs || count > entry->maxInputs))
-            findings.Report(inputs, entry->classId + " takes " +
-                                        (entry->maxInputs == 0 ? "no inputs"
-                                         : entry->minInputs == entry->maxInputs
-                                             ? std::to_string(entry->minInputs) + " input"
-                                             : std::to_string(entry->minInputs) + " to " +
-                                                   std::to_string(entry->maxInputs) + " inputs") +
-                                        ", not " + std::to_string(count));
+            findings.Report(
+                inputs,
+                entry->classId + " takes " +
+                    (entry->maxInputs == 0 ? "no inputs"
+                     : entry->minInputs == entry->maxInputs
+                         ? std::to_string(entry->minInputs) + (entry->minInputs == 1 ? " input" : " inputs")
+                         : std::to_string(entry->minInputs) + " to " + std::to_string(entry->maxInputs) + " inputs") +
+                    ", not " + std::to_string(count));
         for (std::size_t const child : node.children) {
             constexpr int64 LARGEST = std::numeric_limits<int64>::max();
             auto const id = ReadInteger(findings, child, -LARGEST, LARGEST);

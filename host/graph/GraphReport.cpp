@@ -81,6 +81,10 @@ std::string GraphReport::ToJson(bool withStatistics) const {
                                      {"duration_us", TimeOrNull(node.durationUs)},
                                      {"inclusive_us", node.inclusiveUs},
                                      {"exclusive_us", node.exclusiveUs}});
+    if (!titles.empty()) document["titles"] = Json::array();
+    for (Titles const& drawn : titles)
+        document["titles"].push_back(
+            {{"node", drawn.node}, {"subtitles_read", drawn.subtitlesRead}, {"images_made", drawn.imagesMade}});
     if (!seeks.empty()) document["seeks"] = Json::array();
     for (Seek const& seek : seeks) {
         Json real = Json::array();
@@ -101,6 +105,9 @@ std::string GraphReport::ToText(bool withStatistics) const {
                 (stream.codec.empty() ? "" : " " + stream.codec) + ": " + std::to_string(stream.items) +
                 (output.empty() ? " items, " : " packets, ") + TimeText(stream.beginUs) + " to " +
                 TimeText(stream.endUs) + "\n";
+    for (Titles const& drawn : titles)
+        text += "node " + std::to_string(drawn.node) + " drew: " + std::to_string(drawn.subtitlesRead) +
+                " subtitles, " + std::to_string(drawn.imagesMade) + " images\n";
     for (Seek const& seek : seeks) {
         text += "sought " + ShortTime(seek.requestedUs);
         for (std::size_t i = 0; i < seek.realUs.size(); ++i)

@@ -41,6 +41,13 @@ struct GraphReport {
         Core::Property statistics;
     };
 
+    /// What a drawer of subtitles did.
+    struct Titles {
+        NodeId node = 0;
+        int64 subtitlesRead = 0;
+        int64 imagesMade = 0;
+    };
+
     /// A place that the run went to, and where the streams of the output stood there.
     struct Seek {
         int64 requestedUs = 0;
@@ -54,6 +61,7 @@ struct GraphReport {
     std::string container;
     std::vector<Node> nodes;
     std::vector<Stream> streams;
+    std::vector<Titles> titles;
     std::vector<Seek> seeks;
     std::vector<std::string> warnings;
     double wallSeconds = 0;

@@ -55,10 +55,10 @@ Json FieldsSchema(std::vector<SettingField> const& fields);
 Json FieldSchema(SettingField const& field) {
     switch (field.type) {
         case SettingType::Integer: {
-            if (field.isColor)
-                return OrText({{"type", "integer"}, {"minimum", field.minimum}, {"maximum", field.maximum}},
-                              COLOR_TEXT);
-            Json schema = IntegerSchema(field.minimum, field.maximum);
+            Json schema =
+                field.isColor
+                    ? OrText({{"type", "integer"}, {"minimum", field.minimum}, {"maximum", field.maximum}}, COLOR_TEXT)
+                    : IntegerSchema(field.minimum, field.maximum);
             if (!field.anyValue.empty()) schema["anyOf"].push_back({{"enum", {ANY_VALUE, std::stoll(field.anyValue)}}});
             return schema;
         }
@@ -79,7 +79,7 @@ Json FieldSchema(SettingField const& field) {
             return OrText({{"enum", std::move(names)}}, VARIABLE);
         }
         case SettingType::Text:
-            return {{"type", "string"}, {"minLength", 1}};
+            return {{"type", "string"}, {"minLength", field.isOptional ? 0 : 1}};
         case SettingType::Effects:
             return {{"type", "array"}, {"items", Reference(EffectsName(field.effectKind))}};
         case SettingType::List:
@@ -184,7 +184,10 @@ Json SourceSchema() {
               {"stream", Described(std::move(stream),
                                    "\"video\", \"audio\" or \"subtitle\", each also with \":N\" for "
                                    "the N-th from 0; or the index of a stream")},
-              {"packets", Described(BooleanSchema(), "Whether packets come out as they lie in the file")}}},
+              {"packets", Described(BooleanSchema(), "Whether packets come out as they lie in the file")},
+              {"charset", Described({{"type", "string"}, {"minLength", 1}}, "Encoding of a file of subtitle texts")},
+              {"delay", Described(IntegerSchema(-MAX_DURATION, MAX_DURATION),
+                                  "How much later than their file says subtitles come, below 0 earlier (us)")}}},
             {"required", {"id", "file", "stream"}},
             {"additionalProperties", false}};
 }
@@ -276,12 +279,14 @@ std::string GraphClassTable() {
                              : entry.maxInputs == 0 ? "Gives "
                                                     : "Works on ") +
                  list(entry.kinds, [](GraphKind kind) { return KindName(kind); });
+        if (entry.furtherKind) table += ", further inputs are " + std::string(KindName(*entry.furtherKind));
         if (entry.gives) table += ", gives " + std::string(KindName(*entry.gives));
         table += "; ";
         if (!entry.isController)
-            table += entry.maxInputs == 0  ? "no input; "
-                     : entry.maxInputs > 1 ? "any number of inputs; "
-                                           : "one input; ";
+            table += entry.maxInputs == 0   ? "no input; "
+                     : entry.maxInputs == 1 ? "one input; "
+                     : entry.maxInputs == 2 ? "two inputs; "
+                                            : "any number of inputs; ";
         table += std::string("implementation") + (entry.implementations.size() > 1 ? "s " : " ") +
                  list(entry.implementations, [](std::string const& name) { return "\"" + name + "\""; }) + ".\n\n";
         if (entry.fields.empty()) continue;

@@ -2,6 +2,7 @@
 
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "contracts/Proc/IStream.h"
@@ -34,9 +35,12 @@ class GraphSources {
 
   private:
     iptr<MediaFile> Open(GraphSource const& source);
+    void Enter(iptr<MediaFile> const& file);
 
     std::map<std::string, iptr<MediaFile>> offered;
     std::map<std::string, iptr<MediaFile>> byPath;
+    /// Files that are opened in another way for their subtitles, by path and charset; null for other ones.
+    std::map<std::pair<std::string, std::string>, iptr<MediaFile>> titles;
     std::vector<iptr<MediaFile>> files;
 };
 

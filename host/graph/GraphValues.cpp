@@ -81,8 +81,15 @@ std::optional<int64> ParseColor(std::string const& text) {
     return whole ? std::optional<int64>(value) : std::nullopt;
 }
 
+/// Whether the value is left as it comes, where the field allows that.
+bool IsAny(JsonNode const& node, SettingField const& field) {
+    std::string const given = node.kind == Kind::Integer ? std::to_string(node.integer) : node.text;
+    return !field.anyValue.empty() && (given == ANY_VALUE || given == field.anyValue);
+}
+
 std::optional<std::string> ReadColor(GraphFindings& findings, std::size_t index, SettingField const& field) {
     JsonNode const& node = findings.GetTree()[index];
+    if (IsAny(node, field)) return field.anyValue;
     std::optional<int64> value;
     if (node.kind == Kind::Integer) value = node.integer;
     if (node.kind == Kind::Text) value = ParseColor(node.text);
@@ -100,9 +107,7 @@ std::optional<std::string> ReadGivenText(GraphFindings& findings, std::size_t in
 }
 
 std::optional<std::string> ReadIntegerOrAny(GraphFindings& findings, std::size_t index, SettingField const& field) {
-    JsonNode const& node = findings.GetTree()[index];
-    std::string const given = node.kind == Kind::Integer ? std::to_string(node.integer) : node.text;
-    if (!field.anyValue.empty() && (given == ANY_VALUE || given == field.anyValue)) return field.anyValue;
+    if (IsAny(findings.GetTree()[index], field)) return field.anyValue;
     if (auto const value = ReadInteger(findings, index, field.minimum, field.maximum, field.unit))
         return std::to_string(*value);
     return {};
@@ -124,7 +129,7 @@ std::optional<std::string> ReadScalar(GraphFindings& findings, std::size_t index
         case SettingType::Choice:
             return ReadChoice(findings, index, field);
         case SettingType::Text:
-            return ReadGivenText(findings, index);
+            return field.isOptional ? ReadText(findings, index) : ReadGivenText(findings, index);
         case SettingType::List:
         case SettingType::Effects:
             break;

@@ -88,7 +88,7 @@ std::size_t WriteFields(std::vector<SettingField> const& fields, Core::Property 
         } else if (field.isOwnValue) {
             if (property.HasScalar()) object[field.key] = FieldToJson(field, property);
         } else if (Core::Property const* const value = FindField(field, property)) {
-            object[field.key] = FieldToJson(field, *value);
+            if (!field.isOptional || !value->GetString().empty()) object[field.key] = FieldToJson(field, *value);
             ++written;
         }
     }
@@ -156,6 +156,8 @@ Json SourceToJson(GraphSource const& source) {
     else
         object["stream"] = source.stream.ordinal;
     if (source.packets) object["packets"] = true;
+    if (!source.charset.empty()) object["charset"] = Escaped(source.charset);
+    if (source.delay != 0) object["delay"] = source.delay;
     return object;
 }
 

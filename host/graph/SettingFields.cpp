@@ -59,6 +59,12 @@ SettingField Text(char const* key, char const* description) {
     return Field(key, SettingType::Text, "", description);
 }
 
+SettingField OptionalText(char const* key, char const* description) {
+    SettingField field = Text(key, description);
+    field.isOptional = true;
+    return field;
+}
+
 SettingField Color(char const* key, char const* defaultValue, char const* description) {
     SettingField field = Integer(key, 0, 0xFFFFFF, "", defaultValue, description);
     field.isColor = true;
@@ -105,6 +111,7 @@ std::string FieldBounds(SettingField const& field) {
 std::string FieldDefault(SettingField const& field) {
     if (field.IsList()) return "[]";
     if (field.IsRequired()) return {};
+    if (field.type == SettingType::Text) return nlohmann::json(field.defaultValue).dump();
     if (field.type == SettingType::Boolean) return field.defaultValue == "1" ? "true" : "false";
     if (field.type == SettingType::Ratio) return '"' + field.defaultValue + '"';
     if (!field.anyValue.empty() && field.defaultValue == field.anyValue) return '"' + std::string(ANY_VALUE) + '"';

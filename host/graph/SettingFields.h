@@ -29,6 +29,8 @@ SettingField FrameRate(char const* description);
 SettingField OneOf(char const* key, Choices choices, char const* defaultValue, char const* description);
 /// One that must be given.
 SettingField Text(char const* key, char const* description);
+/// One that may be left out: an empty text stands for it then.
+SettingField OptionalText(char const* key, char const* description);
 /// Red, green and blue as one number.
 SettingField Color(char const* key, char const* defaultValue, char const* description);
 /// A ratio above 0, 1/1 by default.

@@ -8,11 +8,13 @@
 #include "contracts/Conf/IPreset.h"
 #include "contracts/Core/Exception.h"
 #include "contracts/Core/Time.h"
+#include "contracts/Proc/ICropDetector.h"
 #include "contracts/Proc/IFilterAudioFormatter.h"
 #include "contracts/Proc/IFilterAudioHistogram.h"
 #include "contracts/Proc/IFilterCacheController.h"
 #include "contracts/Proc/IFilterFactoryRegistrator.h"
 #include "contracts/Proc/IFilterRepeatController.h"
+#include "contracts/Proc/IFilterVideoMixer.h"
 #include "contracts/Proc/ImplNames.h"
 #include "contracts/Proc/SettingsAudioGenerator.h"
 #include "contracts/Proc/SettingsAudioHistogram.h"
@@ -30,10 +32,13 @@
 #include "contracts/Proc/SettingsFilterResample.h"
 #include "contracts/Proc/SettingsFilterReverse.h"
 #include "contracts/Proc/SettingsFilterSpeedUp.h"
+#include "contracts/Proc/SettingsFilterVideoMixer.h"
 #include "contracts/Proc/SettingsLosslessDetect.h"
 #include "contracts/Proc/SettingsResizer.h"
 #include "contracts/Proc/SettingsStreamMetadataUpdater.h"
+#include "contracts/Proc/SettingsSubtitleDrawer.h"
 #include "host/graph/SettingFields.h"
+#include "host/titles/TitleFields.h"
 
 namespace Tarsel::Host {
 
@@ -273,12 +278,73 @@ void AddSoundFilters(std::vector<CatalogEntry>& catalog) {
                                 "Sums streams of sound, each with a volume of its own; gaps in them are filled with "
                                 "silence"));
     catalog.back().maxInputs = MAX_GRAPH_INPUTS;
+    catalog.back().inputList = InputList{MIXER_STREAMS};
     catalog.push_back(Dedicated(FilterSlots::AUDIO_HISTOGRAM.name, {Audio}, HistogramFields(),
                                 "Draws the spectrum of sound as pictures of bars"));
     catalog.back().gives = Video;
     catalog.push_back(Dedicated(FilterSlots::VOLUME_DETECT.name, {Audio}, {},
                                 "Hands sound through; at its first seek it reads the first ten minutes and tells in "
                                 "its statistics how loud they are"));
+}
+
+SettingField Overlays() {
+    SettingField field;
+    field.key = MIXER_OVERLAYS;
+    field.type = SettingType::List;
+    field.description = "One entry for each input behind the first, in their order";
+    field.fields = {
+        In(IBlend::BLENDING_POSITION_X, Integer("X", -MAX_OVERLAY_POSITION, MAX_OVERLAY_POSITION, "pixels", "0",
+                                                "Left edge on the main picture; odd ones become the number below")),
+        In(IBlend::BLENDING_POSITION_Y,
+           Integer("Y", -MAX_OVERLAY_POSITION, MAX_OVERLAY_POSITION, "pixels", "0", "Upper edge, in the same way")),
+        In(IFilterVideoMixer::START_TIME,
+           Integer("StartTime", -MAX_DURATION, MAX_DURATION, MICROSECOND, "0",
+                   "Where the stream's time 0 lies on the main stream, or where a still picture begins")),
+        In(IFilterVideoMixer::TRANSPARENCY_TYPE,
+           OneOf("Transparency",
+                 {{IFilterVideoMixer::TRANSPARENCY_TYPE_OVERLAY, IFilterVideoMixer::TRANSPARENCY_TYPE_OVERLAY},
+                  {IFilterVideoMixer::TRANSPARENCY_TYPE_FIXED_ALPHA, IFilterVideoMixer::TRANSPARENCY_TYPE_FIXED_ALPHA},
+                  {IFilterVideoMixer::TRANSPARENCY_TYPE_BLINK, IFilterVideoMixer::TRANSPARENCY_TYPE_BLINK}},
+                 IFilterVideoMixer::TRANSPARENCY_TYPE_OVERLAY,
+                 "As it is; by Alpha; or in turns by Alpha and not at all")),
+        In(IBlend::BLENDING_ALPHA, Integer("Alpha", 0, 255, "", "255", "How strongly it is drawn; 255: as it is")),
+        In(IFilterVideoMixer::BLINK_SHOW_DURATION,
+           Integer("ShowDuration", 0, MAX_DURATION, MICROSECOND, "0", "How long what blinks is seen")),
+        In(IFilterVideoMixer::BLINK_HIDE_DURATION,
+           Integer("HideDuration", 0, MAX_DURATION, MICROSECOND, "0", "How long it isn't; 0: as long as it is seen")),
+        In(IFilterVideoMixer::LOOP_STREAM, Boolean("Loop", "0", "Whether the stream starts over at its end")),
+        In(IFilterVideoMixer::USE_FIRST_FRAME_AS_WATERMARK,
+           Boolean("FirstFrame", "0", "Whether its first picture is drawn as a still one, to the end"))};
+    return field;
+}
+
+std::optional<SettingsFinding> CheckOverlays(Core::Property const& settings) {
+    std::size_t number = 0;
+    for (Core::Property const& entry : settings.Children()) {
+        if (entry.Name() != MIXER_OVERLAYS) continue;
+        std::string const place = std::string("/") + MIXER_OVERLAYS + "/" + std::to_string(number++);
+        bool const blinks =
+            entry[IFilterVideoMixer::TRANSPARENCY_TYPE].GetString() == IFilterVideoMixer::TRANSPARENCY_TYPE_BLINK;
+        if (blinks && entry[IFilterVideoMixer::BLINK_SHOW_DURATION].GetInt64() == 0)
+            return SettingsFinding{place + "/ShowDuration", "what blinks must be seen for a time above 0"};
+    }
+    return {};
+}
+
+void AddPictureFilters(std::vector<CatalogEntry>& catalog) {
+    using enum GraphKind;
+    static std::string const overlap = std::to_string(SettingsFilterVideoMixer::DEFAULT_MIN_OVERLAP);
+    catalog.push_back(WithSettings(
+        SettingsFilterVideoMixer::CLASS_ID, {Video},
+        {Integer("MinOverlap", 0, MAX_DURATION, MICROSECOND, overlap.c_str(),
+                 "How long a drawn picture and a main one must be seen together for the one to be drawn on the other"),
+         Overlays()},
+        Make<Property2SettingsFilterVideoMixer>,
+        "Draws streams of pictures, or still ones, over the first; still ones lie on top, and of each of the two kinds "
+        "the later input"));
+    catalog.back().maxInputs = MAX_GRAPH_INPUTS;
+    catalog.back().inputList = InputList{MIXER_OVERLAYS, 1, true};
+    catalog.back().check = CheckOverlays;
 }
 
 /// The list of a chain. The filter takes the effects themselves: it has no other settings.
@@ -308,6 +374,31 @@ std::vector<SettingField> ResizerFields() {
                   "How pixels in between are computed")};
 }
 
+/// Beyond it no line of a picture changes.
+constexpr int64 LARGEST_CROP_LIMIT = 65535;
+constexpr int64 LARGEST_CROP_COUNT = 100000;
+
+void AddCropDetector(std::vector<CatalogEntry>& catalog) {
+    using D = ICropDetector;
+    static std::string const defaults[] = {
+        std::to_string(D::DEFAULT_MAX_INTERVAL), std::to_string(D::DEFAULT_SKIP_INTERVAL),
+        std::to_string(D::DEFAULT_SUCCESS_FRAME_COUNT), std::to_string(D::DEFAULT_CALC_LIMIT),
+        std::to_string(D::DEFAULT_CROP_PRECISION)};
+    catalog.push_back(Dedicated(
+        FilterSlots::CROP_DETECTOR.name, {GraphKind::Video},
+        {Integer(D::MAX_INTERVAL, 1, MAX_DURATION, MICROSECOND, defaults[0].c_str(),
+                 "After which time the whole frame is the answer"),
+         Integer(D::SKIP_INTERVAL, 1, MAX_DURATION, MICROSECOND, defaults[1].c_str(),
+                 "How far pictures that are looked at are apart"),
+         Integer(D::SUCCESS_FRAME_COUNT, 1, LARGEST_CROP_COUNT, "", defaults[2].c_str(), "How many of them must agree"),
+         Integer(D::CALC_LIMIT, 1, LARGEST_CROP_LIMIT, "", defaults[3].c_str(),
+                 "From which change on a line belongs to the picture, in sample values"),
+         Integer(D::CROP_PRECISION, 0, MAX_PICTURE_SIDE, "pixels", defaults[4].c_str(),
+                 "Within which distance regions agree")},
+        "Hands pictures through; at its first seek it reads the stream until it is clear where the bars around the "
+        "picture are, and tells that in its statistics"));
+}
+
 void AddEffectFilters(std::vector<CatalogEntry>& catalog) {
     using enum GraphKind;
     catalog.push_back(WithSettings(SettingsResizer::CLASS_ID, {Video}, ResizerFields(), Make<Property2SettingsResizer>,
@@ -333,6 +424,17 @@ void AddEffectFilters(std::vector<CatalogEntry>& catalog) {
         Dedicated(FilterSlots::APPLY_EFFECTS_VIDEO.name, {Video}, {Chain(Video)}, "Runs effects over pictures"));
     catalog.push_back(
         Dedicated(FilterSlots::APPLY_EFFECTS_AUDIO.name, {Audio}, {Chain(Audio)}, "Runs effects over sound"));
+}
+
+void AddTitleFilters(std::vector<CatalogEntry>& catalog) {
+    using enum GraphKind;
+    catalog.push_back(Dedicated(FilterSlots::SUBTITLE_DRAWER.name, {Video}, TitleFields(),
+                                "Draws a stream of subtitles, texts or bitmaps, on pictures"));
+    CatalogEntry& drawer = catalog.back();
+    drawer.settingsId = SettingsSubtitleDrawer::CLASS_ID;
+    drawer.make = Make<Property2SettingsSubtitleDrawer>;
+    drawer.furtherKind = Subtitle;
+    drawer.minInputs = drawer.maxInputs = 2;
 }
 
 void AddPacketFilters(std::vector<CatalogEntry>& catalog) {
@@ -406,7 +508,8 @@ std::string_view KindName(GraphKind kind) {
     TARSEL_THROW(std::invalid_argument, "No such kind of stream: " + std::to_string(static_cast<int>(kind)));
 }
 
-bool CatalogEntry::WorksOn(GraphKind kind) const {
+bool CatalogEntry::WorksOn(GraphKind kind, std::size_t input) const {
+    if (IsOfFurtherKind(input)) return kind == *furtherKind;
     return std::find(kinds.begin(), kinds.end(), kind) != kinds.end();
 }
 
@@ -417,6 +520,9 @@ std::vector<CatalogEntry> const& GetSettingsCatalog() {
         AddSoundSources(entries);
         AddSoundFilters(entries);
         AddEffectFilters(entries);
+        AddTitleFilters(entries);
+        AddPictureFilters(entries);
+        AddCropDetector(entries);
         AddPacketFilters(entries);
         AddControllers(entries);
         return entries;
@@ -441,7 +547,7 @@ Core::Property MakeDefaultProperty(CatalogEntry const& entry) {
     Core::Property property(entry.settingsId);
     if (entry.isFreeTree) return property.Add(Core::Property("Metadata"));
     for (SettingField const& field : entry.fields) {
-        if (field.defaultValue.empty()) continue;
+        if (field.defaultValue.empty() && !field.isOptional) continue;
         if (field.isOwnValue)
             property.SetValue(field.defaultValue);
         else

@@ -30,7 +30,7 @@ enum class SettingType {
     Ratio,
     /// One of a list of names.
     Choice,
-    /// Any text but an empty one.
+    /// Any text; an empty one where it may be left out.
     Text,
     /// A list of objects, each with fields of its own.
     List,
@@ -71,6 +71,8 @@ struct SettingField {
     bool isColor = false;
     /// Whether a text names a file.
     bool isFile = false;
+    /// Whether a text may be left out, which is an empty one.
+    bool isOptional = false;
     std::vector<Choice> choices;
     /// What each entry of a list holds.
     std::vector<SettingField> fields;
@@ -80,8 +82,24 @@ struct SettingField {
     std::string description;
 
     bool IsList() const { return type == SettingType::List || type == SettingType::Effects; }
-    bool IsRequired() const { return defaultValue.empty() && !IsList(); }
+    bool IsRequired() const { return defaultValue.empty() && !isOptional && !IsList(); }
     std::string const& GetChildName() const { return child.empty() ? key : child; }
+};
+
+/// A list in a class's settings that has an entry for each input, or for each behind the first ones.
+struct InputList {
+    std::string key;
+    /// The input that the first entry is for.
+    std::size_t firstInput = 0;
+    /// Whether each of these inputs must have an entry. Others may have theirs left out at the end.
+    bool isComplete = false;
+};
+
+/// What is wrong with settings whose fields are right one by one.
+struct SettingsFinding {
+    /// Where it stands in the settings: "/Overlays/0/Alpha".
+    std::string place;
+    std::string what;
 };
 
 /// A class that a graph may name.
@@ -101,18 +119,26 @@ struct CatalogEntry {
     /// the kind that it was.
     std::vector<GraphKind> kinds;
     std::optional<GraphKind> gives;
+    /// The kind of all inputs behind the first where it is another one than that of the first, which `kinds` tells:
+    /// what comes out is then of the first one's kind.
+    std::optional<GraphKind> furtherKind;
     /// Inputs of a filter, streams of a controller.
     std::size_t minInputs = 1;
     std::size_t maxInputs = 1;
     std::vector<SettingField> fields;
+    std::optional<InputList> inputList;
     /// Whether the settings are a tree of the writer's own keys instead of fields.
     bool isFreeTree = false;
     /// One line.
     std::string description;
     /// Makes the settings object of the property; null for a class that takes the property itself, or nothing.
     std::unique_ptr<Proc::Settings> (*make)(Core::Property const& property) = nullptr;
+    /// Finds what the fields together have against each other; null where any values go together.
+    std::optional<SettingsFinding> (*check)(Core::Property const& property) = nullptr;
 
-    TARSEL_HOST_EXPORT bool WorksOn(GraphKind kind) const;
+    /// Whether the input of that number may be of the kind.
+    TARSEL_HOST_EXPORT bool WorksOn(GraphKind kind, std::size_t input = 0) const;
+    bool IsOfFurtherKind(std::size_t input) const { return furtherKind && input > 0; }
 };
 
 /// The class of the read-ahead stage, which has a door of its own and no row in the registry.
@@ -127,6 +153,12 @@ inline constexpr char MIXER_STREAMS[] = "Streams";
 inline constexpr char MIXER_VOLUME[] = "Volume";
 inline constexpr int DEFAULT_MIXER_VOLUME = 100;
 inline constexpr int64 MAX_MIXER_VOLUME = 1000000;
+
+/// The list of the video mixer's settings, one entry for each input behind the first. An entry holds the options of
+/// `IFilterVideoMixer` and `IBlend` under their own names; a hidden time of 0 is that of being shown.
+inline constexpr char MIXER_OVERLAYS[] = "Overlays";
+/// No farther off a drawn picture may lie, in pixels.
+inline constexpr int64 MAX_OVERLAY_POSITION = 1000000;
 
 /// The list of the effects of a chain.
 inline constexpr char EFFECT_CHAIN[] = "Effects";

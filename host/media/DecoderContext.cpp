@@ -7,6 +7,10 @@
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/ImplNames.h"
 
+extern "C" {
+#include <libavutil/avstring.h>
+}
+
 namespace Tarsel::Host {
 
 namespace {
@@ -18,18 +22,35 @@ bool IsDefaultName(std::string const& name) {
            name == Proc::ImplNames::DEFAULT;
 }
 
-AVCodec const* FindDecoder(AVCodecID id, std::string const& codecId, std::string const& implName) {
+/// Whether the container tells of alpha beside the pictures. Its key is in lower case, and after a copy by other
+/// programs often in upper case.
+bool HasAlphaBeside(Core::Property const& metadata) {
+    return std::any_of(metadata.Children().begin(), metadata.Children().end(), [](Core::Property const& tag) {
+        return av_strcasecmp(tag.Name().c_str(), "alpha_mode") == 0 && tag.GetString() == "1";
+    });
+}
+
+/// The decoder that gives alpha, too, for pictures that have some beside them in their packets: the library's first
+/// choice leaves it out. Null for others, and where the library was built without it.
+AVCodec const* FindAlphaDecoder(AVCodecID id, Conf::IFormatCodec const& format) {
+    if (id != AV_CODEC_ID_VP8 && id != AV_CODEC_ID_VP9) return nullptr;
+    if (!HasAlphaBeside(format.GetMetadata())) return nullptr;
+    return avcodec_find_decoder_by_name(id == AV_CODEC_ID_VP8 ? "libvpx" : "libvpx-vp9");
+}
+
+AVCodec const* FindDecoder(AVCodecID id, Conf::IFormatCodec const& format, std::string const& implName) {
     AVCodec const* codec = nullptr;
     if (IsDefaultName(implName)) {
-        codec = avcodec_find_decoder(id);
+        codec = FindAlphaDecoder(id, format);
+        if (!codec) codec = avcodec_find_decoder(id);
     } else {
         codec = avcodec_find_decoder_by_name(implName.c_str());
         if (codec && codec->id != id) codec = nullptr;
     }
     if (!codec)
-        TARSEL_THROW(
-            Proc::CodecFactoryException,
-            "There is no decoder" + (IsDefaultName(implName) ? "" : " '" + implName + "'") + " for " + codecId);
+        TARSEL_THROW(Proc::CodecFactoryException, "There is no decoder" +
+                                                      (IsDefaultName(implName) ? "" : " '" + implName + "'") + " for " +
+                                                      format.GetCodecID());
     return codec;
 }
 
@@ -78,7 +99,7 @@ DecoderContext::DecoderContext(Conf::IFormatCodec const& format, AVMediaType typ
                                DecoderOptions const& options)
     : options(options),
       parameters(MakeParameters(format, type)),
-      codec(FindDecoder(parameters->codec_id, format.GetCodecID(), implName)) {}
+      codec(FindDecoder(parameters->codec_id, format, implName)) {}
 
 CodecContextPtr DecoderContext::Make(int threadCount) {
     std::string const name = codec->name;

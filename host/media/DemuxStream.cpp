@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <limits>
 #include <string_view>
 #include <utility>
 
@@ -39,6 +40,7 @@ DemuxStream::DemuxStream(iptr<MediaFile> source, StreamInfo const& info)
       stream(info.index),
       mediaType(info.mediaType),
       isVideo(info.kind == StreamKind::Video),
+      isPictured(IsPicturedSubtitle(info.native->parameters->codec_id)),
       format(info.format),
       duration(file->GetDuration()),
       index(file->GetIndex(info.index)) {}
@@ -90,7 +92,11 @@ std::size_t DemuxStream::FindTarget(int64 target) const {
         std::size_t const key = index.FindKeyAt(target);
         return key == StreamIndex::NONE ? 0 : key;
     }
-    std::size_t const found = index.FindPacketAt(target);
+    if (isPictured) {
+        std::size_t const entry = index.FindEntryAt(target);
+        return entry == StreamIndex::NONE ? 0 : entry;
+    }
+    std::size_t const found = mediaType == MEDIA_TYPE_SUBTITLE ? index.FindEventAt(target) : index.FindPacketAt(target);
     if (found != StreamIndex::NONE || index.GetCount() == 0) return found == StreamIndex::NONE ? 0 : found;
     // Behind the last packet: subtitles may have ended long ago, sound ends with its last packet.
     return mediaType == MEDIA_TYPE_AUDIO ? index.GetCount() - 1 : index.GetCount();
@@ -123,23 +129,31 @@ iptr<Proc::IDataPacket> DemuxStream::ReadNext() {
     return item;
 }
 
+int64 DemuxStream::DurationOf(IndexRecord const& record) const {
+    // A title may stand longer than the index can tell.
+    if (record.duration != std::numeric_limits<u32>::max()) return record.duration;
+    int64 const stated = ToMicroseconds(packet->duration, reader->streams[stream]->time_base);
+    return HasValue(stated) ? std::max<int64>(stated, record.duration) : record.duration;
+}
+
 iptr<Proc::IDataPacket> DemuxStream::TakePacket(std::size_t number) {
     IndexRecord const& record = index.GetRecords()[number];
     AVPacket& raw = *packet;
+    int64 const length = DurationOf(record);
     raw.pts = record.time;
     raw.dts = record.decodingTime;
-    raw.duration = record.duration;
+    raw.duration = length;
     raw.time_base = MICROSECONDS;
     raw.flags = record.IsKey() ? raw.flags | AV_PKT_FLAG_KEY : raw.flags & ~AV_PKT_FLAG_KEY;
     iptr<Proc::IDataPacket> item =
-        Proc::DataPacketFF::Create(packet.release(), mediaType, record.time, record.decodingTime, record.duration);
+        Proc::DataPacketFF::Create(packet.release(), mediaType, record.time, record.decodingTime, length);
     item->SetSourcePosition(record.time);
     item->SetFormatCodec(format);
     return item;
 }
 
 void DemuxStream::OpenReader() {
-    reader = OpenInput(file->GetPath(), !wholeProbe);
+    reader = OpenInput(file->GetPath(), !wholeProbe, file->bytes);
     if (static_cast<unsigned>(stream) >= reader->nb_streams) Fail(next, "the file has changed: the stream is gone");
     for (unsigned i = 0; i < reader->nb_streams; ++i)
         if (static_cast<int>(i) != stream) reader->streams[i]->discard = AVDISCARD_ALL;
@@ -232,8 +246,10 @@ std::size_t DemuxStream::Identify(std::size_t near) const {
 bool DemuxStream::SeekReader(std::size_t from) {
     IndexRecord const& record = index.GetRecords()[from];
     AVInputFormat const& input = *reader->iformat;
-    if (SeeksByPosition(input) && record.position >= 0)
-        return avformat_seek_file(reader.get(), -1, INT64_MIN, record.position, record.position, AVSEEK_FLAG_BYTE) >= 0;
+    // Readers of titles refuse a place in bytes: they have all of the file in memory, by time.
+    if (SeeksByPosition(input) && record.position >= 0 &&
+        avformat_seek_file(reader.get(), -1, INT64_MIN, record.position, record.position, AVSEEK_FLAG_BYTE) >= 0)
+        return true;
     bool const byTime = std::string_view(input.name).starts_with("matroska");
     AVStream const& target = *reader->streams[stream];
     int64 const zero = ToMicroseconds(file->zeroTick, file->zeroBase);

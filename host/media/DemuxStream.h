@@ -16,10 +16,11 @@ namespace Tarsel::Host {
 ///
 /// Goes in: a file with its index. Comes out: fresh packets whose times, durations and key flags are the index's; their
 /// source position is their presentation time. Seek: video lands on the last key packet shown at or before the
-/// position, other kinds on the packet that contains it; a position at or below 0 means the stream's first packet, also
-/// where that lies below 0. Nothing is read until `Read`. End: null. `ReleaseInternalData` closes the reader; the next
-/// read goes on where the stream stood. One consumer; `SetEndOfStream`, `GetDuration`, `GetFormatCodec` and
-/// `GetStatistic` from any thread at any time.
+/// position, pictured subtitles on the last packet at or before it that builds on none in front, other kinds on the
+/// packet that contains it; a position at or below 0 means the stream's first packet, also where that lies below 0.
+/// Nothing is read until `Read`. End: null. `ReleaseInternalData` closes the reader; the next read goes on where the
+/// stream stood. One consumer; `SetEndOfStream`, `GetDuration`, `GetFormatCodec` and `GetStatistic` from any thread at
+/// any time.
 class DemuxStream : public Proc::IStreamRaw, public RefCounted {
   public:
     DemuxStream(iptr<MediaFile> file, StreamInfo const& info);
@@ -55,6 +56,7 @@ class DemuxStream : public Proc::IStreamRaw, public RefCounted {
     bool ReadRaw();
     std::size_t Identify(std::size_t near) const;
     bool Matches(IndexRecord const& record) const;
+    int64 DurationOf(IndexRecord const& record) const;
     iptr<Proc::IDataPacket> TakePacket(std::size_t number);
     void OpenReader();
     [[noreturn]] void Fail(std::size_t number, std::string const& what) const;
@@ -64,6 +66,7 @@ class DemuxStream : public Proc::IStreamRaw, public RefCounted {
     int const stream;
     MediaType const mediaType;
     bool const isVideo;
+    bool const isPictured;  // subtitles
     iptr<Conf::IFormatCodec const> const format;
     int64 const duration;
     StreamIndex const& index;

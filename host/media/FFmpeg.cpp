@@ -2,6 +2,8 @@
 
 #include <array>
 
+#include "host/media/MemoryInput.h"
+
 extern "C" {
 #include <libavutil/error.h>
 #include <libavutil/mathematics.h>
@@ -24,6 +26,12 @@ static_assert(int(Conf::SAMPLE_FORMAT_S32P) == AV_SAMPLE_FMT_S32P &&
 static_assert(int(Conf::SAMPLE_FORMAT_DBLP) == AV_SAMPLE_FMT_DBLP && int(Conf::SAMPLE_FORMAT_S64) == AV_SAMPLE_FMT_S64);
 static_assert(int(Conf::SAMPLE_FORMAT_S64P) == AV_SAMPLE_FMT_S64P);
 static_assert(SUBTITLE_BITMAP == 1 && SUBTITLE_TEXT == 2 && SUBTITLE_ASS == 3);
+
+void FreeInput::operator()(AVFormatContext* context) const {
+    AVIOContext* const own = context && (context->flags & AVFMT_FLAG_CUSTOM_IO) ? context->pb : nullptr;
+    avformat_close_input(&context);
+    FreeMemoryInput(own);
+}
 
 std::string ErrorText(int code) {
     std::array<char, AV_ERROR_MAX_STRING_SIZE> text{};

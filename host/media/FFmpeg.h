@@ -4,6 +4,7 @@
 #include <string>
 
 #include "contracts/Conf/MediaTypes.h"
+#include "contracts/Core/Export.h"
 #include "contracts/Core/Time.h"
 
 extern "C" {
@@ -14,8 +15,9 @@ extern "C" {
 
 namespace Tarsel::Host {
 
+/// Also gives back a reader's own source of bytes (see `ReadFromMemory`).
 struct FreeInput {
-    void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
+    TARSEL_HOST_EXPORT void operator()(AVFormatContext* context) const;
 };
 struct FreeCodecContext {
     void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }

@@ -168,7 +168,7 @@ iptr<Proc::IDataVideo> FittedVideo::Fit(Proc::IDataVideo const& picture) {
     if (whole) return Proc::DataVideoFF::Wrap(scaled.release(), picture.GetTime(), picture.GetDuration());
     iptr<Proc::IDataVideo> canvas = Proc::DataVideoFF::Create(format, frame, nullptr);
     bool const seenThrough = isTold && (description->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
-    canvas->Fill(Proc::Color::Black(seenThrough ? Proc::Color::Opacity::Transparent : Proc::Color::Opacity::Opaque));
+    canvas->Fill(Proc::Color::Black(seenThrough ? Proc::Color::Transparent : Proc::Color::Opaque));
     Paste(*scaled, *canvas, place, *description);
     canvas->SetTime(picture.GetTime());
     canvas->SetDuration(picture.GetDuration());

@@ -121,6 +121,8 @@ void IndexBuilder::Add(AVPacket const& packet) {
         record.randomAccess = ClassifyKey(track.codec, packet.data, record.size, track.framing);
         record.flags |= record.randomAccess == RandomAccess::None ? IndexRecord::KEY_REFUSED : IndexRecord::KEY;
     }
+    if (IsPicturedSubtitle(track.codec) && !IsSubtitleEntry(track.codec, packet.data, record.size))
+        record.flags |= IndexRecord::CONTINUED;
     track.index.records.push_back(record);
     NoteOrder(track, packet);
     track.ticks.push_back(Saturate(packet.duration));
@@ -218,6 +220,11 @@ void IndexBuilder::FindZero() {
         zeroBase = track.timeBase;
         return;
     }
+    // Subtitles alone are made for a film that lies elsewhere: their clock is the film's.
+    bool const subtitlesAlone = std::none_of(tracks.begin(), tracks.end(), [](Track const& track) {
+        return track.kind != StreamKind::Subtitle && !track.index.records.empty();
+    });
+    if (subtitlesAlone) return;
     bool found = false;
     for (Track const& track : tracks) {
         for (IndexRecord const& record : track.index.records) {
@@ -276,6 +283,7 @@ void IndexBuilder::Convert(Track& track) {
     }
     if (track.kind == StreamKind::Video) StretchToNextPicture(records);
     track.index.Finish();
+    track.index.endTime = std::max(track.index.endTime, track.longestEnd);
     track.ticks.clear();
     track.ticks.shrink_to_fit();
 }
@@ -291,6 +299,8 @@ void IndexBuilder::SetDurations(Track& track) {
         int64 length = ToMicroseconds(ticks, track.timeBase);
         if (length == 0 && last && i != 0 && track.kind == StreamKind::Audio) length = records[i - 1].duration;
         if (length == 0 && track.kind == StreamKind::Video) length = 1;
+        if (track.kind == StreamKind::Subtitle && !IsPicturedSubtitle(track.codec))
+            track.longestEnd = std::max(track.longestEnd, AddTime(ToFileTime(records[i].time, track.timeBase), length));
         records[i].duration = Saturate(length);
     }
 }

@@ -48,6 +48,7 @@ class IndexBuilder {
         std::unique_ptr<PictureOrder> order;     // as long as presentation times seem to be missing
         std::unique_ptr<SliceOrder> sliceOrder;  // likewise
         std::size_t missingTimes = 0;            // packets without a presentation time
+        int64 longestEnd = NO_VALUE;             // of titles, which may last longer than a record can tell
     };
 
     void Prepare();

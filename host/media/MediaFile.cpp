@@ -39,6 +39,10 @@ Core::Property ToProperty(AVDictionary const* dictionary) {
     return property;
 }
 
+constexpr std::string_view VOBSUB = "vobsub";
+/// Bytes of a file that tell what it is.
+constexpr std::size_t HEAD = 4096;
+
 /// Whether the head of the file is plain text: printable bytes and white space only.
 bool IsText(std::string_view head) {
     return std::all_of(head.begin(), head.end(), [](char c) {
@@ -49,9 +53,9 @@ bool IsText(std::string_view head) {
 
 /// Whether a container is one of text files that hold subtitles.
 bool IsSubtitleText(std::string_view name) {
-    static constexpr std::array<std::string_view, 12> NAMES{"srt",       "ass",        "webvtt",   "microdvd",
-                                                            "subviewer", "sami",       "mpl2",     "jacosub",
-                                                            "lrc",       "subviewer1", "realtext", "stl"};
+    static constexpr std::array<std::string_view, 17> NAMES{
+        "srt",        "ass",      "webvtt", "microdvd", "subviewer", "sami", "mpl2",    "jacosub", "lrc",
+        "subviewer1", "realtext", "stl",    "aqtitle",  "mpsub",     "pjs",  "vplayer", "scc"};
     return std::find(NAMES.begin(), NAMES.end(), name) != NAMES.end();
 }
 
@@ -67,24 +71,29 @@ std::string CheckFile(std::string const& path) {
     if (status.st_size == 0) FailOn(path, "the file is empty");
     std::ifstream file(path, std::ios::binary);
     if (!file) FailOn(path, std::string("can't be read: ") + std::strerror(errno));
-    std::string head(4096, '\0');
+    std::string head(HEAD, '\0');
     file.read(head.data(), static_cast<std::streamsize>(head.size()));
     head.resize(static_cast<std::size_t>(file.gcount()));
     if (head.empty()) FailOn(path, "can't be read");
     return head;
 }
 
-/// Refuses, by its head, a text, and a list of other files, which libavformat would follow: nothing but the file itself
-/// is ever opened.
-void CheckHead(std::string const& path, std::string const& head) {
+std::string_view GuessFormat(std::string const& path, std::string const& head) {
     std::string padded = head + std::string(AVPROBE_PADDING_SIZE, '\0');
     AVProbeData data{};
     data.filename = path.c_str();
     data.buf = reinterpret_cast<u8*>(padded.data());
     data.buf_size = static_cast<int>(head.size());
     AVInputFormat const* const guess = av_probe_input_format(&data, 1);
-    std::string_view const name = guess ? guess->name : "";
-    if (IsText(head) && !IsSubtitleText(name)) FailOn(path, "is a text file, not a media file");
+    return guess ? guess->name : "";
+}
+
+/// Refuses, by its head, a text, and a list of other files, which libavformat would follow: nothing but the file itself
+/// is ever opened.
+void CheckHead(std::string const& path, std::string const& head) {
+    std::string_view const name = GuessFormat(path, head);
+    // The text of VobSub leads to its pictures, in the file beside it.
+    if (IsText(head) && !IsSubtitleText(name) && name != VOBSUB) FailOn(path, "is a text file, not a media file");
     for (std::string_view const list : {"hls", "concat", "dash", "imf", "webm_dash_manifest", "sdp", "rtsp"})
         if (name == list) FailOn(path, "is a list of other files, not a media file");
 }
@@ -228,16 +237,30 @@ std::string StreamName(StreamInfo const& info) {
     return "stream #" + std::to_string(info.index) + " (" + std::string(KindName(info.kind)) + ", " + info.codec + ")";
 }
 
-InputPtr OpenInput(std::string const& path, bool quick) {
-    CheckHead(path, CheckFile(path));
-    AVFormatContext* raw = avformat_alloc_context();
-    if (!raw) FailOn(path, "out of memory");
+std::string ProbeSubtitleText(std::string const& path, std::string const& head) {
+    std::string_view const name = GuessFormat(path, head);
+    return IsSubtitleText(name) ? std::string(name) : "";
+}
+
+InputPtr OpenInput(std::string const& path, bool quick, SharedBytes const& bytes) {
+    std::string const head = CheckFile(path);
+    CheckHead(path, bytes ? bytes->substr(0, HEAD) : head);
+    InputPtr fresh(avformat_alloc_context());
+    if (!fresh) FailOn(path, "out of memory");
+    if (bytes) ReadFromMemory(*fresh, bytes);
+    AVIOContext* const own = fresh->pb;
+    AVFormatContext* raw = fresh.release();
     AVDictionary* options = nullptr;
     // A media file may name others; nothing but the file itself is opened here.
     av_dict_set(&options, "protocol_whitelist", "file", 0);
+    // Nor is "%d" in the name of a picture a number that counts through its neighbours.
+    av_dict_set(&options, "pattern_type", "none", 0);
     int const code = avformat_open_input(&raw, ("file:" + path).c_str(), nullptr, &options);
     av_dict_free(&options);
     if (code < 0) {
+        FreeMemoryInput(own);
+        if (code == AVERROR(ENOENT) && GuessFormat(path, head) == VOBSUB)
+            FailOn(path, "the file of its pictures, of the same name with .sub, is missing");
         FailOn(path, code == AVERROR_INVALIDDATA ? "is not a media file, or is damaged at its beginning"
                                                  : "can't be opened: " + ErrorText(code));
     }
@@ -250,12 +273,17 @@ InputPtr OpenInput(std::string const& path, bool quick) {
 }
 
 iptr<MediaFile> MediaFile::Open(std::string const& path) {
-    iptr<MediaFile> file(new MediaFile(path));
+    return Open(path, nullptr);
+}
+
+iptr<MediaFile> MediaFile::Open(std::string const& path, SharedBytes bytes, std::vector<std::string> warnings) {
+    iptr<MediaFile> file(new MediaFile(path, std::move(bytes)));
+    file->warnings = std::move(warnings);
     file->Probe();
     return file;
 }
 
-MediaFile::MediaFile(std::string const& path) : path(path) {}
+MediaFile::MediaFile(std::string const& path, SharedBytes bytes) : path(path), bytes(std::move(bytes)) {}
 MediaFile::~MediaFile() = default;
 
 void MediaFile::Fail(std::string const& what) const {
@@ -263,7 +291,7 @@ void MediaFile::Fail(std::string const& what) const {
 }
 
 void MediaFile::Probe() {
-    context = OpenInput(path, false);
+    context = OpenInput(path, false, bytes);
     container = ContainerName(*context);
     metadata = ToProperty(context->metadata);
     ListStreams();
@@ -324,14 +352,14 @@ void MediaFile::EnsureIndexed() const {
 }
 
 void MediaFile::BuildIndex() {
-    if (!context) context = OpenInput(path, false);
+    if (!context) context = OpenInput(path, false, bytes);
     // A pass that fails leaves a reader in the middle of the file.
     InputPtr const reader = std::move(context);
     KeepPlacesShort(*reader);
     IndexBuilder builder(*this, *reader);
     builder.Run();
     indices = builder.TakeIndices();
-    warnings = builder.TakeWarnings();
+    for (std::string& warning : builder.TakeWarnings()) warnings.push_back(std::move(warning));
     zeroTick = builder.GetZeroTick();
     zeroBase = builder.GetZeroBase();
     duration = builder.GetDuration();
@@ -367,6 +395,11 @@ int64 MediaFile::ToFileTime(int64 time, AVRational timeBase) const {
 int64 MediaFile::GetDuration() const {
     EnsureIndexed();
     return duration;
+}
+
+int64 MediaFile::GetZero() const {
+    EnsureIndexed();
+    return ToMicroseconds(zeroTick, zeroBase);
 }
 
 std::vector<Chapter> const& MediaFile::GetChapters() const {

@@ -14,6 +14,7 @@
 #include "contracts/Core/RefCount.h"
 #include "contracts/Proc/IStream.h"
 #include "host/media/FFmpeg.h"
+#include "host/media/MemoryInput.h"
 #include "host/media/NativeParameters.h"
 #include "host/media/StreamIndex.h"
 
@@ -80,15 +81,21 @@ struct Chapter {
 /// A media file, opened for reading: what is in it, where its packets lie, and its streams.
 ///
 /// Time 0 is the presentation time of the first picture of the first video stream (attached pictures don't count; a
-/// picture ahead of an edit list isn't presented); without video, of the earliest packet. The index of all streams is
-/// made in one pass over the file when a question needs it first: duration, chapters, time 0, `GetIndex`, `OpenStream`.
-/// Any thread may ask. Failures are `Core::IOException` "PATH: what is wrong".
+/// picture ahead of an edit list isn't presented); without video, of the earliest packet. A file of subtitles alone has
+/// the 0 of its own clock, whenever its first title comes. The index of all streams is made in one pass over the file
+/// when a question needs it first: duration, chapters, time 0, `GetIndex`, `OpenStream`. Any thread may ask. Failures
+/// are `Core::IOException` "PATH: what is wrong".
 class TARSEL_HOST_EXPORT MediaFile : public RefCounted {
   public:
     static iptr<MediaFile> Open(std::string const& path);
+    /// The same of a file whose bytes are in memory, brought to another form: `path` is told in messages. `warnings`
+    /// are what was found wrong at that.
+    static iptr<MediaFile> Open(std::string const& path, SharedBytes bytes, std::vector<std::string> warnings = {});
     ~MediaFile() override;
 
     std::string const& GetPath() const { return path; }
+    /// Whether its bytes aren't those of the file of that name.
+    bool IsInMemory() const { return bytes != nullptr; }
     /// The container's short name ("mp4", "matroska", "mpegts"): the first of libavformat's names, "mov,mp4,..." being
     /// told apart by the brand.
     std::string const& GetContainer() const { return container; }
@@ -97,6 +104,8 @@ class TARSEL_HOST_EXPORT MediaFile : public RefCounted {
 
     /// Microseconds from time 0 to the container's end, never below the end of the last packet of any stream.
     int64 GetDuration() const;
+    /// What the file's own clock says at time 0, microseconds.
+    int64 GetZero() const;
     std::vector<Chapter> const& GetChapters() const;
     StreamIndex const& GetIndex(int stream) const;
     /// What was found wrong on the way and did not prevent reading ("PATH: ..." texts): a cut-off tail, packets marked
@@ -110,7 +119,7 @@ class TARSEL_HOST_EXPORT MediaFile : public RefCounted {
     friend class DemuxStream;
     friend class IndexBuilder;
 
-    explicit MediaFile(std::string const& path);
+    MediaFile(std::string const& path, SharedBytes bytes);
     void Probe();
     void ListStreams();
     StreamInfo DescribeStream(int index) const;
@@ -122,6 +131,7 @@ class TARSEL_HOST_EXPORT MediaFile : public RefCounted {
     [[noreturn]] void Fail(std::string const& what) const;
 
     std::string const path;
+    SharedBytes const bytes;  // null: the file's own
     std::string container;
     std::vector<StreamInfo> streams;
     Core::Property metadata;
@@ -140,7 +150,11 @@ class TARSEL_HOST_EXPORT MediaFile : public RefCounted {
 };
 
 /// Opens a file for reading with libavformat and looks into its streams. Throws like `MediaFile::Open`. With `quick`
-/// the look into the streams is left out where the container's header says enough to read packets.
-InputPtr OpenInput(std::string const& path, bool quick);
+/// the look into the streams is left out where the container's header says enough to read packets. `bytes` stand for
+/// the file's own unless null.
+InputPtr OpenInput(std::string const& path, bool quick, SharedBytes const& bytes);
+
+/// libavformat's name for the subtitles in a text file that begins like this; empty where it knows none.
+std::string ProbeSubtitleText(std::string const& path, std::string const& head);
 
 }  // namespace Tarsel::Host

@@ -39,4 +39,9 @@ class TARSEL_HOST_EXPORT NativeParameters : public RefCounted {
     std::vector<std::pair<AVPacketSideDataType, std::string>> sideData;
 };
 
+/// Whether the container asks players to turn the pictures.
+TARSEL_HOST_EXPORT bool IsRotated(NativeParameters const& native);
+/// Whether the picture itself does, as photographs often do.
+TARSEL_HOST_EXPORT bool IsRotated(AVFrame const& picture);
+
 }  // namespace Tarsel::Host

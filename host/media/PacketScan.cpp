@@ -3,6 +3,10 @@
 #include <algorithm>
 #include <cstring>
 
+extern "C" {
+#include <libavcodec/codec_desc.h>
+}
+
 namespace Tarsel::Host {
 
 namespace {
@@ -196,6 +200,31 @@ RandomAccess ClassifyKey(AVCodecID codec, u8 const* data, std::size_t size, NalF
         default:
             return RandomAccess::Idr;
     }
+}
+
+bool IsPicturedSubtitle(AVCodecID codec) {
+    AVCodecDescriptor const* const descriptor = avcodec_descriptor_get(codec);
+    return descriptor && descriptor->type == AVMEDIA_TYPE_SUBTITLE &&
+           (descriptor->props & AV_CODEC_PROP_BITMAP_SUB) != 0;
+}
+
+bool IsSubtitleEntry(AVCodecID codec, u8 const* data, std::size_t size) {
+    if (codec == AV_CODEC_ID_HDMV_PGS_SUBTITLE) {
+        // A segment: type, size in two bytes; of the presentation: width, height, rate, number, state.
+        constexpr std::size_t STATE = 3 + 7;
+        return size > STATE && data[0] == 0x16 && (data[STATE] & 0xC0) != 0;
+    }
+    if (codec != AV_CODEC_ID_DVB_SUBTITLE) return true;
+    // Segments: sync byte, type, page in two bytes, size in two bytes.
+    constexpr std::size_t HEADER = 6;
+    std::size_t at = size >= 2 && data[0] == 0x20 && data[1] == 0 ? 2 : 0;
+    while (size - at > HEADER + 1 && data[at] == 0x0F) {
+        if (data[at + 1] == 0x10) return (data[at + HEADER + 1] >> 2 & 3) != 0;  // page_state
+        std::size_t const length = static_cast<std::size_t>(data[at + 4]) << 8 | data[at + 5];
+        if (length > size - at - HEADER) return false;
+        at += HEADER + length;
+    }
+    return false;
 }
 
 u32 HashPacket(u8 const* data, std::size_t size) {

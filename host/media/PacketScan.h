@@ -58,6 +58,12 @@ u8 const* FindStartCode(u8 const* data, u8 const* end);
 /// coded slice.
 RandomAccess ClassifyKey(AVCodecID codec, u8 const* data, std::size_t size, NalFraming framing);
 
+/// Whether the codec's packets are pictures of subtitles.
+bool IsPicturedSubtitle(AVCodecID codec);
+/// Whether a packet of pictured subtitles begins something that needs no packet in front of it: a display set of PGS
+/// that starts an epoch or can be tuned in to, a page of DVB (ETSI EN 300 743, 7.2.2) that does, any of another codec.
+bool IsSubtitleEntry(AVCodecID codec, u8 const* data, std::size_t size);
+
 /// Mixes size, first and last bytes.
 u32 HashPacket(u8 const* data, std::size_t size);
 

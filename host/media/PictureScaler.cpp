@@ -150,10 +150,11 @@ AVPixelFormat PlainFormat(int format) {
     }
 }
 
-int FlagsOf(ScaleAlgorithm algorithm, int fromFormat, int toFormat) {
+int FlagsOf(ScaleAlgorithm algorithm, AVFrame const& from, int toFormat) {
     int flags = SWS_ACCURATE_RND | SWS_BITEXACT;
     if (IsRgb(toFormat) && Describe(toFormat).comp[0].depth >= 8) flags |= SWS_FULL_CHR_H_INT;
-    if (IsRgb(toFormat) && IsRgb(fromFormat)) flags |= SWS_FULL_CHR_H_INP;
+    // Else it takes colours from pairs of pixels, of which the last one of an odd row lacks its second.
+    if (IsRgb(from.format) && (IsRgb(toFormat) || from.width % 2 != 0)) flags |= SWS_FULL_CHR_H_INP;
     switch (algorithm) {
         case ScaleAlgorithm::Bilinear:
             return flags | SWS_BILINEAR;
@@ -213,7 +214,7 @@ void ScaleInto(AVFrame const& from, PictureTarget const& target, AVFrame& to, in
                         to.height,
                         PlainFormat(from.format),
                         PlainFormat(target.format),
-                        FlagsOf(target.algorithm, from.format, to.format),
+                        FlagsOf(target.algorithm, from, to.format),
                         fromMatrix,
                         sameKind ? toMatrix : (IsRgb(to.format) ? SWS_CS_DEFAULT : toMatrix),
                         IsFull(from.color_range, from.format),
@@ -314,6 +315,12 @@ FramePtr AllocateFrame(int width, int height, AVPixelFormat format) {
 FramePtr ScaleFrame(AVFrame const& from, PictureTarget const& target) {
     if (!CanScaleTo(target.format) || !sws_isSupportedInput(static_cast<AVPixelFormat>(from.format)))
         Refuse(from, target);
+    // The library turns colours of a palette into YUV by one matrix, whichever is asked for.
+    if ((Describe(from.format).flags & AV_PIX_FMT_FLAG_PAL) && !IsRgb(target.format)) {
+        FramePtr const colours =
+            ScaleFrame(from, {.width = from.width, .height = from.height, .format = AV_PIX_FMT_RGBA});
+        return ScaleFrame(*colours, target);
+    }
     FramePtr to = AllocateFrame(target.width, target.height, target.format);
     av_frame_copy_props(to.get(), &from);
     SettleColours(from, target, *to);

@@ -1,6 +1,7 @@
 #include "host/media/StreamIndex.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace Tarsel::Host {
 
@@ -24,6 +25,25 @@ std::size_t StreamIndex::FindPacketAt(int64 time) const {
     for (std::size_t i = 0; i < records.size(); ++i)
         if (ends(records[i]) > time || (records[i].duration == 0 && records[i].time >= time)) return i;
     return NONE;
+}
+
+std::size_t StreamIndex::FindEventAt(int64 time) const {
+    if (!HasValue(time)) return records.empty() ? NONE : 0;
+    for (std::size_t i = 0; i < records.size(); ++i) {
+        IndexRecord const& record = records[i];
+        bool const untilNext = record.duration == 0 && i + 1 != records.size() && records[i + 1].time > record.time;
+        bool const open = record.duration == 0 || record.duration == std::numeric_limits<u32>::max();
+        int64 const end = untilNext ? records[i + 1].time : AddTime(record.time, record.duration);
+        if ((open && !untilNext) || end > time) return i;
+    }
+    return NONE;
+}
+
+std::size_t StreamIndex::FindEntryAt(int64 time) const {
+    std::size_t found = NONE;
+    for (std::size_t i = 0; HasValue(time) && i < records.size(); ++i)
+        if (records[i].time <= time && (records[i].flags & IndexRecord::CONTINUED) == 0) found = i;
+    return found;
 }
 
 int64 StreamIndex::GetMeanGroupLength() const {

@@ -28,13 +28,14 @@ struct IndexRecord {
         DTS_FILLED = 8,    // the container has no decoding time here
         NOT_SHOWN = 16,    // ahead of the container's edit list: decoded, not shown
         KEY_REFUSED = 32,  // marked as key, but nothing can start here
+        CONTINUED = 64,    // a picture of subtitles that builds on what stands in front of it
     };
 
     int64 time = NO_VALUE;
     int64 decodingTime = NO_VALUE;
     /// Byte position in the file as the container tells it, -1 when it doesn't.
     int64 position = -1;
-    /// Microseconds; 0 only outside video.
+    /// Microseconds; 0 only outside video. The largest value stands for itself and all above it.
     u32 duration = 0;
     /// Payload bytes.
     u32 size = 0;
@@ -69,6 +70,11 @@ class TARSEL_HOST_EXPORT StreamIndex {
     std::size_t FindKeyAt(int64 time) const;
     /// Number of the first packet that ends after `time`; NONE when there is none. For streams without reordering.
     std::size_t FindPacketAt(int64 time) const;
+    /// The same for subtitles, where a packet that tells no duration lasts until the next one, the last one for ever.
+    std::size_t FindEventAt(int64 time) const;
+    /// Number of the last packet of pictured subtitles at or before `time` that builds on none in front of it; NONE
+    /// when there is none.
+    std::size_t FindEntryAt(int64 time) const;
 
     /// First presentation time; no value for a stream without packets.
     int64 GetStartTime() const { return times.empty() ? NO_VALUE : times.front(); }

@@ -10,6 +10,7 @@
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/DataSubtitleFF.h"
 #include "contracts/Proc/Time.h"
+#include "host/media/PacketScan.h"
 #include "host/media/SubtitleLines.h"
 
 namespace Tarsel::Host {
@@ -20,6 +21,8 @@ constexpr int FRAME_TYPE_DECODER = 0;
 constexpr int64 MILLISECOND = 1000;
 /// Of a last event that says nothing of its end, in a stream that says nothing either.
 constexpr int64 FALLBACK_DURATION = 5 * SECOND;
+/// The library's end of what has none.
+constexpr int64 NO_END = std::numeric_limits<u32>::max();
 /// Colours of a palette.
 constexpr int MAX_COLOURS = 256;
 
@@ -34,9 +37,22 @@ iptr<Conf::IFormatCodecSubtitle> FormatOf(iptr<Proc::IStreamRaw> const& source) 
     return own;
 }
 
-bool IsPictureCodec(AVCodec const& codec) {
-    AVCodecDescriptor const* const descriptor = avcodec_descriptor_get(codec.id);
-    return descriptor && (descriptor->props & AV_CODEC_PROP_BITMAP_SUB) != 0;
+/// What a damaged picture leaves; a rectangle of no size would count among those that enclose the picture.
+void DropEmptyRectangles(AVSubtitle& subtitle) {
+    unsigned kept = 0;
+    for (unsigned i = 0; i < subtitle.num_rects; ++i) {
+        AVSubtitleRect* const rectangle = subtitle.rects[i];
+        bool const whole = rectangle->w > 0 && rectangle->h > 0 && rectangle->data[0] && rectangle->data[1];
+        if (rectangle->type != SUBTITLE_BITMAP || whole) {
+            subtitle.rects[kept++] = rectangle;
+            continue;
+        }
+        for (uint8_t*& data : rectangle->data) av_freep(&data);
+        av_freep(&rectangle->text);
+        av_freep(&rectangle->ass);
+        av_freep(&subtitle.rects[i]);
+    }
+    subtitle.num_rects = kept;
 }
 
 /// The library's palettes are native words of A, R, G, B.
@@ -65,6 +81,14 @@ void CompleteLines(AVSubtitle& subtitle, int64 begin, int64 end) {
     }
 }
 
+/// The library leaves the time out, or tells the packet's.
+void CompleteTimes(AVSubtitle& subtitle, int64 begin, int64 duration) {
+    int64 const length = AddTime(duration, MILLISECOND / 2) / MILLISECOND;
+    subtitle.pts = begin;
+    subtitle.start_display_time = 0;
+    subtitle.end_display_time = static_cast<u32>(std::clamp<int64>(length, 0, NO_END - 1));
+}
+
 /// Empties a subtitle that nobody took over.
 struct SubtitleGuard {
     AVSubtitle value{};
@@ -84,7 +108,7 @@ SubtitleDecoder::SubtitleDecoder(iptr<Proc::IStreamRaw> const& packetStream,
     : CodecStream(packetStream),
       strictness(options.strictness),
       decoder(*subtitleFormat, AVMEDIA_TYPE_SUBTITLE, implName, options),
-      endedByNext(IsPictureCodec(decoder.GetCodec())) {
+      endedByNext(IsPicturedSubtitle(decoder.GetCodec().id)) {
     CodecContextPtr const context = decoder.Probe();
     if (context->subtitle_header)
         subtitleFormat->SetSubtitleHeader(std::string(reinterpret_cast<char const*>(context->subtitle_header),
@@ -102,6 +126,15 @@ void SubtitleDecoder::NoteDamage(std::string const& what) {
     LOG(WARNING) << what;
 }
 
+void SubtitleDecoder::CheckComplaints(int64 time, uint64 errors, uint64 warnings) const {
+    if (strictness == DecoderOptions::Strictness::Lenient) return;
+    LibavLogWatch const& watch = decoder.GetWatch();
+    bool const warned = strictness == DecoderOptions::Strictness::Warnings && watch.GetWarningCount() > warnings;
+    if (watch.GetErrorCount() > errors || warned)
+        TARSEL_THROW(Proc::ProcException,
+                     "Decoder failed, " + GetImplName() + " at " + Proc::T2S(time) + ": " + watch.GetLastText());
+}
+
 bool SubtitleDecoder::Decode(iptr<Proc::IDataSubtitle>& event, int64& begin) {
     for (;;) {
         iptr<Proc::IDataPacket> const item = source->Read();
@@ -115,20 +148,27 @@ bool SubtitleDecoder::Decode(iptr<Proc::IDataSubtitle>& event, int64& begin) {
         packet->duration = HasValue(item->GetDuration()) ? item->GetDuration() : 0;
         SubtitleGuard subtitle;
         int complete = 0;
-        int const code = avcodec_decode_subtitle2(&decoder.Open(), &subtitle.value, &complete, packet.get());
+        AVCodecContext& codec = decoder.Open();
+        uint64 const errors = decoder.GetWatch().GetErrorCount();
+        uint64 const warnings = decoder.GetWatch().GetWarningCount();
+        int const code = avcodec_decode_subtitle2(&codec, &subtitle.value, &complete, packet.get());
         if (code < 0) {
             NoteDamage("Damaged packet is skipped, " + GetImplName() + " at " + Proc::T2S(item->GetTime()) + ": " +
                        ErrorText(code));
             continue;
         }
+        CheckComplaints(item->GetTime(), errors, warnings);
+        DropEmptyRectangles(subtitle.value);
         // A text stream's packet without text only fills a hole in the container.
         if (!complete || (subtitle.value.num_rects == 0 && !endedByNext)) continue;
-        begin = AddTime(item->GetTime(), subtitle.value.start_display_time * MILLISECOND);
+        // What comes in several packets has its time in the first.
+        int64 const told = HasValue(subtitle.value.pts) ? subtitle.value.pts : item->GetTime();
+        begin = AddTime(told, subtitle.value.start_display_time * MILLISECOND);
         event = nullptr;
         if (subtitle.value.num_rects == 0) return true;
         for (unsigned i = 0; i < subtitle.value.num_rects; ++i) ReorderPalette(*subtitle.value.rects[i]);
         u32 const end = subtitle.value.end_display_time;
-        bool const hasEnd = end > subtitle.value.start_display_time && end != std::numeric_limits<u32>::max();
+        bool const hasEnd = end > subtitle.value.start_display_time && end != NO_END;
         int64 duration = NO_VALUE;
         if (hasEnd)
             duration = int64{end - subtitle.value.start_display_time} * MILLISECOND;
@@ -145,33 +185,72 @@ iptr<Proc::IDataSubtitle> SubtitleDecoder::Finish(iptr<Proc::IDataSubtitle> even
     int64 const begin = event->GetTime();
     int64 const untilNext = SubTime(nextBegin, begin);
     int64 duration = event->GetDuration();
-    if (HasValue(untilNext) && untilNext > 0 && (!HasValue(duration) || (endedByNext && untilNext < duration)))
+    bool const isNextKnown = HasValue(untilNext);
+    if (isNextKnown && untilNext > 0 && (!HasValue(duration) || (endedByNext && untilNext < duration)))
         duration = untilNext;
-    if (!HasValue(duration)) duration = SubTime(GetDuration(), begin);
+    if (!HasValue(duration) && !isNextKnown) duration = SubTime(GetDuration(), begin);
     if (!HasValue(duration) || duration <= 0) duration = FALLBACK_DURATION;
+    // Replaced before anybody could see it.
+    if (endedByNext && isNextKnown && untilNext == 0) duration = 0;
     event->SetDuration(duration);
+    CompleteTimes(*event->GetAVSubtitle(), begin, duration);
     CompleteLines(*event->GetAVSubtitle(), begin, AddTime(begin, duration));
     return event;
 }
 
 bool SubtitleDecoder::IsWanted(iptr<Proc::IDataSubtitle> const& event) const {
+    if (event->GetDuration() == 0) return false;
     return !HasValue(target) || AddTime(event->GetTime(), event->GetDuration()) > target;
+}
+
+iptr<Proc::IDataSubtitle> SubtitleDecoder::TakeHeld() {
+    if (held.empty()) return nullptr;
+    iptr<Proc::IDataSubtitle> event = std::move(held.front());
+    held.pop_front();
+    return event;
+}
+
+bool SubtitleDecoder::ReadPicture(iptr<Proc::IDataSubtitle>& event) {
+    iptr<Proc::IDataSubtitle> next;
+    int64 nextBegin = NO_VALUE;
+    bool const more = Decode(next, nextBegin);
+    event = TakeHeld();
+    if (event) event = Finish(event, nextBegin);
+    if (more && next) held.push_back(next);
+    return more;
+}
+
+bool SubtitleDecoder::ReadText(iptr<Proc::IDataSubtitle>& event) {
+    event = nullptr;
+    // A text that says its end needs nobody behind it; another one waits for what begins at another time.
+    bool const isEnded =
+        !held.empty() && (HasValue(held.front()->GetDuration()) || held.front()->GetTime() != held.back()->GetTime());
+    if (!isEnded) {
+        iptr<Proc::IDataSubtitle> next;
+        int64 nextBegin = NO_VALUE;
+        if (Decode(next, nextBegin)) {
+            held.push_back(next);
+            return true;
+        }
+        if (held.empty()) return false;
+    }
+    event = TakeHeld();
+    int64 const begin = event->GetTime();
+    int64 const end = held.empty() || held.back()->GetTime() == begin ? NO_VALUE : held.back()->GetTime();
+    bool const isAlone = held.empty() || held.front()->GetTime() != begin;
+    if (!HasValue(event->GetDuration()) && !isAlone) {
+        int64 const length = SubTime(end, begin);
+        event->SetDuration(HasValue(length) && length > 0 ? std::min(length, FALLBACK_DURATION) : FALLBACK_DURATION);
+    }
+    event = Finish(event, end);
+    return true;
 }
 
 iptr<Proc::IDataSubtitle> SubtitleDecoder::ReadNext() {
     for (;;) {
-        // A text that says its end needs nobody behind it.
-        if (held && !endedByNext && HasValue(held->GetDuration())) {
-            iptr<Proc::IDataSubtitle> const event = Finish(std::exchange(held, nullptr), NO_VALUE);
-            if (IsWanted(event)) return event;
-            continue;
-        }
-        iptr<Proc::IDataSubtitle> next;
-        int64 nextBegin = NO_VALUE;
-        bool const more = Decode(next, nextBegin);
-        iptr<Proc::IDataSubtitle> const event = std::exchange(held, more ? next : nullptr);
-        if (iptr<Proc::IDataSubtitle> const done = event ? Finish(event, nextBegin) : nullptr; done && IsWanted(done))
-            return done;
+        iptr<Proc::IDataSubtitle> event;
+        bool const more = endedByNext ? ReadPicture(event) : ReadText(event);
+        if (event && IsWanted(event)) return event;
         if (!more) return nullptr;
     }
 }
@@ -182,7 +261,7 @@ void SubtitleDecoder::CloseCodec() {
 
 void SubtitleDecoder::Restart(int64 position) {
     if (AVCodecContext* const context = decoder.Get()) avcodec_flush_buffers(context);
-    held = nullptr;
+    held.clear();
     target = position;
 }
 

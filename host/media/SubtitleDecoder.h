@@ -1,5 +1,6 @@
 #pragma once
 
+#include <deque>
 #include <string>
 
 #include "host/media/CodecStream.h"
@@ -9,9 +10,11 @@ namespace Tarsel::Host {
 
 /// Decodes one subtitle stream, on libavcodec. Packets go in; events with a time and a duration come out. Pictures
 /// (PGS, DVD, DVB) are ended by the event that follows, so each is held back until that one is known; texts come at
-/// once where they have a duration. ASS events are full "Dialogue:" lines, palettes stand in the order R, G, B, A.
-/// Seek: forwarded; events that end at or before the position are dropped. End: the last event lasts as long as it
-/// says, else to the end of the stream.
+/// once where they have a duration; without one they last until the next that begins at another time. ASS events are
+/// full "Dialogue:" lines, palettes stand in the order R, G, B, A, and rectangles of no size are taken out. An event's
+/// `AVSubtitle` says the event's time in `pts`, 0 in `start_display_time`, and the event's duration in
+/// `end_display_time`. Seek: forwarded; events that end at or before the position are dropped. End: the last event
+/// lasts as long as it says, else to the end of the stream.
 class TARSEL_HOST_EXPORT SubtitleDecoder : public CodecStream<Proc::IStreamRaw, Proc::IStreamSubtitle>,
                                            public virtual Proc::IDecoder {
   public:
@@ -40,7 +43,14 @@ class TARSEL_HOST_EXPORT SubtitleDecoder : public CodecStream<Proc::IStreamRaw, 
     /// What the next packet holds; an event without rectangles ends the one in front. Null at the end.
     bool Decode(iptr<Proc::IDataSubtitle>& event, int64& begin);
     void NoteDamage(std::string const& what);
+    /// A strict decoder throws when the codec has complained since `errors` and `warnings` were counted.
+    void CheckComplaints(int64 time, uint64 errors, uint64 warnings) const;
     iptr<Proc::IDataSubtitle> Finish(iptr<Proc::IDataSubtitle> event, int64 nextBegin) const;
+    /// The event that is held longest, null where none is.
+    iptr<Proc::IDataSubtitle> TakeHeld();
+    /// One step: an event where one is complete. False at the end.
+    bool ReadPicture(iptr<Proc::IDataSubtitle>& event);
+    bool ReadText(iptr<Proc::IDataSubtitle>& event);
     bool IsWanted(iptr<Proc::IDataSubtitle> const& event) const;
 
     DecoderOptions::Strictness const strictness;
@@ -49,7 +59,8 @@ class TARSEL_HOST_EXPORT SubtitleDecoder : public CodecStream<Proc::IStreamRaw, 
     bool const endedByNext;  // pictures
 
     // State of the consumer's thread.
-    iptr<Proc::IDataSubtitle> held;
+    /// A picture; texts that begin together, at most one of another time behind them.
+    std::deque<iptr<Proc::IDataSubtitle>> held;
     int64 target = NO_VALUE;
 
     std::atomic<int64> packets{0};

@@ -4,6 +4,8 @@
 #include <array>
 #include <cstdio>
 
+#include "contracts/Core/Time.h"
+
 namespace Tarsel::Host {
 
 namespace {
@@ -14,23 +16,40 @@ bool IsDialogue(std::string const& line) {
     return line.rfind(DIALOGUE, 0) == 0;
 }
 
-std::string ScriptTime(int64 time) {
-    long long const hundredths = (std::max<int64>(time, 0) + 5000) / 10000;
-    std::array<char, 48> text{};
-    std::snprintf(text.data(), text.size(), "%lld:%02lld:%02lld.%02lld", hundredths / 360000, hundredths / 6000 % 60,
-                  hundredths / 100 % 60, hundredths % 100);
+/// `fraction` parts of a second, told in `digits` digits.
+std::string ScriptTime(long long parts, long long fraction, int digits) {
+    long long const seconds = parts / fraction;
+    std::array<char, 64> text{};
+    std::snprintf(text.data(), text.size(), "%lld:%02lld:%02lld.%0*lld", seconds / 3600, seconds / 60 % 60,
+                  seconds % 60, digits, parts % fraction);
     return text.data();
+}
+
+std::string InHundredths(int64 time) {
+    return ScriptTime(AddTime(std::max<int64>(time, 0), 5000) / 10000, 100, 2);
+}
+
+std::string InMicroseconds(int64 time) {
+    return ScriptTime(std::max<int64>(time, 0), 1000000, 6);
+}
+
+std::string MakeLine(std::string const& event, std::string const& begin, std::string const& end) {
+    if (IsDialogue(event)) return event;
+    std::size_t const first = event.find(',');
+    std::size_t const second = first == std::string::npos ? first : event.find(',', first + 1);
+    if (second == std::string::npos) return event;
+    return std::string(DIALOGUE) + " " + event.substr(first + 1, second - first - 1) + "," + begin + "," + end +
+           event.substr(second);
 }
 
 }  // namespace
 
 std::string MakeDialogueLine(std::string const& event, int64 begin, int64 end) {
-    if (IsDialogue(event)) return event;
-    std::size_t const first = event.find(',');
-    std::size_t const second = first == std::string::npos ? first : event.find(',', first + 1);
-    if (second == std::string::npos) return event;
-    return std::string(DIALOGUE) + " " + event.substr(first + 1, second - first - 1) + "," + ScriptTime(begin) + "," +
-           ScriptTime(end) + event.substr(second);
+    return MakeLine(event, InHundredths(begin), InHundredths(end));
+}
+
+std::string MakeExactDialogueLine(std::string const& event, int64 begin, int64 end) {
+    return MakeLine(event, InMicroseconds(begin), InMicroseconds(end));
 }
 
 std::string MakeEventText(std::string const& line, int readOrder) {

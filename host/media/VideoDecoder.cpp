@@ -3,6 +3,7 @@
 #include <glog/logging.h>
 
 #include <algorithm>
+#include <limits>
 
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/DataVideoFF.h"
@@ -96,6 +97,9 @@ int64 VideoDecoder::TimeOf(AVFrame const& frame) const {
 iptr<Proc::IDataVideo> VideoDecoder::Give(int64 end) {
     int64 const time = heldTime;
     AVFrame* const frame = held.release();
+    // Stills tell dots per inch, 72 by 72 for square. Aspects are compared number by number, so in lowest terms.
+    AVRational& aspect = frame->sample_aspect_ratio;
+    av_reduce(&aspect.num, &aspect.den, aspect.num, aspect.den, std::numeric_limits<int>::max());
     return Proc::DataVideoFF::Wrap(frame, time, SubTime(end, time));
 }
 

@@ -50,7 +50,7 @@ SpectrumPictureReport WriteSpectrumPicture(SpectrumPictureRequest const& request
     // Refused ahead of the work.
     std::optional<TextFile> output;
     if (!request.dryRun) output.emplace(request.output, request.force, std::vector<std::string>{request.input});
-    auto const graph = BuildGraph(form.document, DEFAULT_STALL_LIMIT, form.files);
+    auto const graph = BuildGraph(form.document, {.opened = form.files});
     iptr<Proc::IDataVideo> const picture = ReadPicture(*graph, request);
     if (!picture) TARSEL_THROW(Core::IOException, request.input + ": there is no sound at " + ShortTime(request.at));
     if (output) output->Write(PngEncoder().Encode(*picture));

@@ -196,7 +196,7 @@ iptr<IStreamVideo> ClipStreams::MakeVideo(KindPlan const& plan, TimelineMedia co
         map->AddStream(MakePiece(grid, piece, media), grid.TimeOf(piece.span.first), piece.order + 1);
     if (!plan.gaps.empty()) {
         iptr<IDataVideo> const black = DataVideoFF::Create(format.pixelFormat, format.frame, nullptr);
-        black->Fill(Color::Black(Color::Opacity::Opaque));
+        black->Fill(Color::Black(Color::Opaque));
         for (PlannedSpan const& gap : plan.gaps) {
             iptr<IStreamVideo> const still =
                 StillVideo::Create(DescribeVideo(grid, format.pixelFormat), black, LengthOf(grid, gap));

@@ -1,9 +1,7 @@
 #include "host/timeline/TimelineBuilder.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <cstring>
 #include <numeric>
 #include <utility>
 
@@ -19,10 +17,6 @@
 #include "host/media/FittedVideo.h"
 #include "host/media/NativeParameters.h"
 #include "host/timeline/OpacityVideo.h"
-
-extern "C" {
-#include <libavutil/display.h>
-}
 
 namespace Tarsel::Host {
 
@@ -42,18 +36,6 @@ bool HasTrack(Timeline const& timeline, TrackKind kind) {
 
 std::string WarningText(TimelineWarning const& warning) {
     return warning.pointer.empty() ? warning.text : warning.pointer + ": " + warning.text;
-}
-
-bool IsRotated(NativeParameters const& native) {
-    constexpr std::size_t MATRIX_BYTES = 9 * sizeof(int32_t);
-    for (auto const& [type, bytes] : native.sideData) {
-        if (type != AV_PKT_DATA_DISPLAYMATRIX || bytes.size() < MATRIX_BYTES) continue;
-        std::array<int32_t, 9> matrix{};
-        std::memcpy(matrix.data(), bytes.data(), MATRIX_BYTES);
-        // What is no angle at all is none to turn by.
-        if (std::abs(av_display_rotation_get(matrix.data())) > 0.5) return true;
-    }
-    return false;
 }
 
 }  // namespace
