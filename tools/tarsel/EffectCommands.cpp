@@ -1,7 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <functional>
-#include <limits>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -10,7 +9,6 @@
 #include "host/graph/EffectCatalog.h"
 #include "host/graph/EffectForms.h"
 #include "host/graph/GraphErrors.h"
-#include "host/graph/GraphWriter.h"
 #include "host/graph/SettingFields.h"
 #include "tools/tarsel/GraphRunning.h"
 #include "tools/tarsel/Program.h"
@@ -192,16 +190,7 @@ int Run(EffectCommand const& command, EffectOptions const& options) {
         return EXIT_DONE;
     }
     Host::ShortFormGraph const graph = command.make(options);
-    if (options.printGraph) {
-        PrintWarnings(graph.warnings);
-        PrintOutput(Host::WriteGraph(graph.document));
-        return EXIT_DONE;
-    }
-    Host::GraphRunOptions running;
-    running.opened = graph.files;
-    running.attachments = true;
-    running.chaptersUntil = std::numeric_limits<int64>::max();
-    return RunAndReport(graph.document, running, options.flags, command.label, graph.warnings);
+    return RunChangedFile(graph, options.printGraph, options.flags, command.label);
 }
 
 /// Enters a sub-command with the options that all of them share. With `lists` input and output are checked later.
@@ -209,16 +198,8 @@ CLI::App& Add(CLI::App& program, Action& chosen, char const* name, char const* d
               std::shared_ptr<EffectOptions> const& options, EffectCommand command, void (*check)(EffectOptions&),
               bool lists = false) {
     CLI::App& entry = *program.add_subcommand(name, description);
-    Host::ShortFormOptions& form = options->form;
     entry.add_option("input", options->input, "The media file")->required(!lists);
-    entry.add_option("-o,--output", form.output, "Where the result goes; its ending names the container")
-        ->required(!lists);
-    entry.add_option("--video-codec", form.videoCodec, "Codec of pictures that are encoded (h264, hevc, vp9...)");
-    entry.add_option("--audio-codec", form.audioCodec, "Codec of sound that is encoded (aac, opus, flac...)");
-    entry.add_option("--quality", form.quality,
-                     "Constant quality of the pictures on the codec's own scale, lower is better (h264: 18)");
-    entry.add_flag("--print-graph", options->printGraph, "Print the graph file that the command stands for");
-    AddGraphFlags(entry, options->flags);
+    AddChangedFileOptions(entry, options->form, options->printGraph, options->flags, !lists);
     entry.final_callback([options, &chosen, command = std::move(command), check] {
         check(*options);
         if (!options->list) CheckEncoding(options->form);

@@ -1,8 +1,10 @@
 #include "tools/tarsel/GraphRunning.h"
 
 #include <CLI/CLI.hpp>
+#include <limits>
 #include <utility>
 
+#include "host/graph/GraphWriter.h"
 #include "tools/tarsel/Program.h"
 #include "tools/tarsel/Terminal.h"
 
@@ -29,6 +31,32 @@ int RunAndReport(Host::GraphDocument const& document, Host::GraphRunOptions opti
     PrintWarnings(report.warnings);
     PrintOutput(flags.json ? report.ToJson(flags.stats) + "\n" : report.ToText(flags.stats));
     return flags.strict && !report.warnings.empty() ? EXIT_WARNINGS : EXIT_DONE;
+}
+
+void AddChangedFileOptions(CLI::App& command, Host::ShortFormOptions& form, bool& printGraph, GraphFlags& flags,
+                           bool needsOutput) {
+    command.add_option("-o,--output", form.output, "Where the result goes; its ending names the container")
+        ->required(needsOutput);
+    command.add_option("--video-codec", form.videoCodec, "Codec of pictures that are encoded (h264, hevc, vp9...)");
+    command.add_option("--audio-codec", form.audioCodec, "Codec of sound that is encoded (aac, opus, flac...)");
+    command.add_option("--quality", form.quality,
+                       "Constant quality of the pictures on the codec's own scale, lower is better (h264: 18)");
+    command.add_flag("--print-graph", printGraph, "Print the graph file that the command stands for");
+    AddGraphFlags(command, flags);
+}
+
+int RunChangedFile(Host::ShortFormGraph const& graph, bool printGraph, GraphFlags const& flags,
+                   std::string const& label) {
+    if (printGraph) {
+        PrintWarnings(graph.warnings);
+        PrintOutput(Host::WriteGraph(graph.document));
+        return EXIT_DONE;
+    }
+    Host::GraphRunOptions running;
+    running.building.opened = graph.files;
+    running.attachments = true;
+    running.chaptersUntil = std::numeric_limits<int64>::max();
+    return RunAndReport(graph.document, running, flags, label, graph.warnings);
 }
 
 }  // namespace Tarsel::Tool

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "host/graph/GraphJob.h"
+#include "host/graph/ShortForms.h"
 
 namespace CLI {
 class App;
@@ -26,5 +27,14 @@ void AddGraphFlags(CLI::App& command, GraphFlags& flags);
 /// stand in front of those of the run.
 int RunAndReport(Host::GraphDocument const& document, Host::GraphRunOptions options, GraphFlags const& flags,
                  std::string const& label, std::vector<std::string> const& warnings);
+
+/// Enters what commands share that change some streams of a file and keep the others: where the result goes, how
+/// streams are encoded, `--print-graph`, and the flags.
+void AddChangedFileOptions(CLI::App& command, Host::ShortFormOptions& form, bool& printGraph, GraphFlags& flags,
+                           bool needsOutput = true);
+
+/// Runs the graph of such a command as above, or prints it; chapters and attachments go along.
+int RunChangedFile(Host::ShortFormGraph const& graph, bool printGraph, GraphFlags const& flags,
+                   std::string const& label);
 
 }  // namespace Tarsel::Tool

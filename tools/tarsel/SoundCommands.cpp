@@ -116,7 +116,7 @@ int Run(SoundCommand const& command, SoundOptions const& options) {
         return EXIT_DONE;
     }
     Host::GraphRunOptions running;
-    running.opened = graph.files;
+    running.building.opened = graph.files;
     running.attachments = command.keepsFile;
     if (command.keepsFile) running.chaptersUntil = std::numeric_limits<int64>::max();
     return RunAndReport(graph.document, running, options.flags, command.label, graph.warnings);

@@ -140,7 +140,7 @@ int WriteVideo(SpectrumArguments const& arguments) {
         return EXIT_DONE;
     }
     Host::GraphRunOptions running;
-    running.opened = graph.files;
+    running.building.opened = graph.files;
     running.chaptersUntil = std::numeric_limits<int64>::max();
     return RunAndReport(graph.document, running, arguments.flags, "drawing", graph.warnings);
 }

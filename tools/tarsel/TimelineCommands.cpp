@@ -73,7 +73,7 @@ int Run(TimelineCommand const& command, TimelineOptions const& options) {
     }
     Host::GraphRunOptions running;
     running.attachments = true;
-    running.opened = graph.files;
+    running.building.opened = graph.files;
     running.chaptersUntil = command.chapters(options);
     return RunAndReport(graph.document, running, options.flags, command.label, graph.warnings);
 }

@@ -1,7 +1,9 @@
 #include "tools/tarsel/Usage.h"
 
 #include <CLI/CLI.hpp>
+#include <filesystem>
 #include <stdexcept>
+#include <system_error>
 
 #include "contracts/Core/Exception.h"
 #include "host/graph/GraphOutput.h"
@@ -25,6 +27,16 @@ void RefuseUsage(std::string const& what) {
 
 std::string CheckGiven(std::string const& value) {
     return value.empty() ? "a value is needed" : "";
+}
+
+bool AreOneTarget(std::string const& first, std::string const& second) {
+    std::error_code failure;
+    if (std::filesystem::equivalent(first, second, failure)) return true;
+    auto const resolved = [&](std::string const& path) {
+        return std::filesystem::weakly_canonical(std::filesystem::absolute(path, failure), failure);
+    };
+    auto const place = resolved(first);
+    return !place.empty() && place == resolved(second);
 }
 
 Ratio ReadRate(std::string const& text) {

@@ -23,6 +23,9 @@ bool ReadNumber(std::string const& text, Number& value) {
 /// For `CLI::Validator`: an option given without a value (a script's variable that isn't set) is not one left out.
 std::string CheckGiven(std::string const& value);
 
+/// Whether two names lead to one file, which needn't be there yet.
+bool AreOneTarget(std::string const& first, std::string const& second);
+
 /// A frame rate from its text. Throws as `RefuseUsage` for one that isn't N or N/D or makes no sense.
 Ratio ReadRate(std::string const& text);
 

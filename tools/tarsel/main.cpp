@@ -58,17 +58,22 @@ int Main(int count, char** arguments) {
     program.require_subcommand(1);
     program.footer("Example:\n  tarsel cut holiday.mp4 -o short.mp4 --remove 1:10-1:35");
     Action chosen;
+    AddCompareCommand(program, chosen);
+    AddCropCommand(program, chosen);
     AddCutCommand(program, chosen);
     AddDemoCommand(program, chosen);
     AddEffectCommands(program, chosen);
+    AddOverlayCommand(program, chosen);
     AddFiltersCommand(program, chosen);
     AddProbeCommand(program, chosen);
+    AddRecordCommand(program, chosen);
     AddRemuxCommand(program, chosen);
     AddRenderCommand(program, chosen);
     AddRunCommand(program, chosen);
     AddScrubCommand(program, chosen);
     AddSoundCommands(program, chosen);
     AddSpectrumCommand(program, chosen);
+    AddSubtitleCommand(program, chosen);
     AddTimelineCommands(program, chosen);
     if (count > 1 && arguments[1][0] != '-' && !HasCommand(program, arguments[1])) {
         std::fprintf(stderr, "tarsel: there is no command \"%s\"; see tarsel --help\n", arguments[1]);
