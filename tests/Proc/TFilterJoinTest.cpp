@@ -1,7 +1,6 @@
 #include "Proc/Filters/Filters/TFilterJoin.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <limits>
 #include <random>

@@ -1,8 +1,14 @@
 // Uses an installed Tarsel as any other program would, and exits 0 only when all of it works.
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <boost/property_tree/json_parser.hpp>
+#include <boost/property_tree/ptree.hpp>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
+#include <fstream>
 #include <stdexcept>
 #include <string>
 #include <typeinfo>
@@ -13,7 +19,9 @@
 #include "contracts/Proc/BlobFF.h"
 #include "contracts/Proc/DataPacketFF.h"
 #include "contracts/Proc/FilterBitStream.h"
+#include "contracts/Proc/GraphCRCData.h"
 #include "contracts/Proc/HeaderDescription.h"
+#include "contracts/Proc/ICRCStreamController.h"
 #include "contracts/Proc/IFilterCutController.h"
 #include "contracts/Proc/IPTSRestorer.h"
 #include "contracts/Proc/ImplNames.h"
@@ -230,6 +238,59 @@ bool RestoresTimes() {
     return !restorer->GetPacket().packet;
 }
 
+// --- Records ---------------------------------------------------------------------------------------------------------
+
+// The class of what a record's file is refused with.
+std::string RefusalOf(std::string const& file, std::string const& text) {
+    std::ofstream(file) << text;
+    GraphCRCData data;
+    try {
+        data.LoadFromFile(ioPath(file));
+    } catch (boost::property_tree::json_parser_error const&) {
+        return "form";
+    } catch (boost::property_tree::ptree_bad_path const&) {
+        return "path";
+    } catch (boost::property_tree::ptree_bad_data const&) {
+        return "data";
+    }
+    return "nothing";
+}
+
+// Packets of a stream of this program are recorded, and the record goes to a file and comes back.
+bool KeepsRecords(Tarsel::Host::FilterRegistry const& registry, std::string const& file) {
+    auto const make = registry.Find(FilterSlots::CRC_STREAM_CONTROLLER, ImplNames::DEFAULT);
+    if (!make) return false;
+    iptr<ICRCStreamController> const controller = make();
+    iptr<IStreamRaw> const clip = MakeShared<Clip>(Bytes(), std::vector{Bytes{'a', 'b', 'c'}, Bytes{'a'}});
+    iptr<IStreamRaw> const filter = controller->AddStream(clip);
+    filter->Initialize(Core::Property(ICRCStreamController::SOURCE_NODE_ID).SetValue(7));
+    while (filter->Read()) {
+    }
+    GraphCRCData made;
+    made.AddPacketCRCInfo(7, 0, "900150983cd24fb0d6963f7d28e17f72");
+    made.AddPacketCRCInfo(7, 40000, "0cc175b9c0f1b6a831c399e269772661");
+    if (controller->GetGraphCRCData() != made) return false;
+    FilterCRCInfo node(7);
+    node.AddPacketCRCInfo(0, "900150983cd24fb0d6963f7d28e17f72");
+    if (node.GetPacketCRCInfoList()[0] != PacketCRCInfo(0, 0, "900150983cd24fb0d6963f7d28e17f72")) return false;
+
+    made.SetSourceMediaFileName(ioPath("K\xC3\xA4se.mkv"));
+    made.SaveToFile(ioPath(file));
+    GraphCRCData loaded;
+    loaded.LoadFromFile(ioPath(file));
+    if (loaded != made) return false;
+    loaded.Clear();
+    return loaded == GraphCRCData() && RefusalOf(file, "{") == "form" && RefusalOf(file, "{}") == "path" &&
+           RefusalOf(file, R"({"GraphCRCInfo": {"PacketCount": "x"}})") == "data";
+}
+
+bool KeepsRecords(Tarsel::Host::FilterRegistry const& registry) {
+    auto const file = std::filesystem::temp_directory_path() / ("tarsel-consumer-" + std::to_string(getpid()));
+    bool const kept = KeepsRecords(registry, file.string());
+    std::filesystem::remove(file);
+    return kept;
+}
+
 }  // namespace
 
 int main() {
@@ -259,6 +320,10 @@ int main() {
     }
     if (!RestoresTimes()) {
         std::fprintf(stderr, "times are not restored\n");
+        return 1;
+    }
+    if (!KeepsRecords(*registry)) {
+        std::fprintf(stderr, "a record of a run is not made, not kept, or its broken file not refused by its class\n");
         return 1;
     }
     std::printf("consumer: works, %zu filters are registered\n", registry->GetRows().size());

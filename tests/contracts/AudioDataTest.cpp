@@ -343,10 +343,10 @@ TEST(AudioData, DigestIsOverTheSamplesAlone) {
     auto const wrapped = DataAudioFF::CreateFromFrame(frame, 5);
     av_frame_free(&frame);
     auto const made = Counting(441, 48000);
-    EXPECT_EQ(CalculateAudioDataMD5(*wrapped), CalculateAudioDataMD5(*made));
+    EXPECT_EQ(CalculateAudioDataMD5(wrapped), CalculateAudioDataMD5(made));
     SamplesOf<int16_t>(*made, 1)[440] ^= 1;
-    EXPECT_NE(CalculateAudioDataMD5(*wrapped), CalculateAudioDataMD5(*made));
-    EXPECT_EQ(CalculateAudioDataMD5(*MakeAudio(0, 0)), "d41d8cd98f00b204e9800998ecf8427e");
+    EXPECT_NE(CalculateAudioDataMD5(wrapped), CalculateAudioDataMD5(made));
+    EXPECT_EQ(CalculateAudioDataMD5(MakeAudio(0, 0)), "d41d8cd98f00b204e9800998ecf8427e");
 }
 
 }  // namespace

@@ -212,6 +212,16 @@ TEST(FormatCodec, BadAspectIsSquareAndBadRateIsRefused) {
     EXPECT_EQ(format->GetFrameInfo(), (FrameInfo{10, 20, 1, 1}));
     format->InitByPixelAspect(10, 20, 7, 0);
     EXPECT_EQ(format->GetFrameInfo(), (FrameInfo{10, 20, 1, 1}));
+    format->InitByPixelAspect(10, 20, 0x80000000U, 7);
+    EXPECT_EQ(format->GetFrameInfo(), (FrameInfo{10, 20, 1, 1}));
+    for (auto const& bad : {FrameInfo{10, 20, 0, 7}, FrameInfo{10, 20, 7, 0}, FrameInfo{10, 20, 0, 0},
+                            FrameInfo{10, 20, -4, 3}, FrameInfo{10, 20, 4, -3}}) {
+        format->SetFrameInfo({1, 1, 4, 3});
+        format->SetFrameInfo(bad);
+        EXPECT_EQ(format->GetFrameInfo(), (FrameInfo{10, 20, 1, 1}));
+    }
+    format->SetFrameInfo({10, 20, 4, 2});
+    EXPECT_EQ(format->GetFrameInfo(), (FrameInfo{10, 20, 4, 2})) << "not reduced";
     EXPECT_THROW(format->SetFrameRate(25U, 0U), Core::CoreException);
 }
 

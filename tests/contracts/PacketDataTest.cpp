@@ -78,8 +78,8 @@ TEST(PacketData, LivePacketsAreCounted) {
 }
 
 TEST(PacketData, DigestIsThatOfThePayload) {
-    EXPECT_EQ(CalculatePacketDataMD5(*MakePacket(0, 0, 1, true, {'a', 'b', 'c'})), "900150983cd24fb0d6963f7d28e17f72");
-    EXPECT_EQ(CalculatePacketDataMD5(*MakePacket(7, 7, 7, false, {'a', 'b', 'c'})), "900150983cd24fb0d6963f7d28e17f72");
+    EXPECT_EQ(CalculatePacketDataMD5(MakePacket(0, 0, 1, true, {'a', 'b', 'c'})), "900150983cd24fb0d6963f7d28e17f72");
+    EXPECT_EQ(CalculatePacketDataMD5(MakePacket(7, 7, 7, false, {'a', 'b', 'c'})), "900150983cd24fb0d6963f7d28e17f72");
 }
 
 TEST(SubtitleData, CutsShortenTheEvent) {
@@ -115,11 +115,11 @@ TEST(SubtitleData, TheCallersEventIsLeftEmpty) {
 }
 
 TEST(SubtitleData, DigestLooksAtTimesAndTexts) {
-    std::string const digest = CalculateSubtitleDataMD5(*MakeSubtitle(1, 2, "a"));
-    EXPECT_EQ(digest, CalculateSubtitleDataMD5(*MakeSubtitle(1, 2, "a")));
-    EXPECT_NE(digest, CalculateSubtitleDataMD5(*MakeSubtitle(1, 3, "a")));
-    EXPECT_NE(digest, CalculateSubtitleDataMD5(*MakeSubtitle(0, 2, "a")));
-    EXPECT_NE(digest, CalculateSubtitleDataMD5(*MakeSubtitle(1, 2, "b")));
+    std::string const digest = CalculateSubtitleDataMD5(MakeSubtitle(1, 2, "a"));
+    EXPECT_EQ(digest, CalculateSubtitleDataMD5(MakeSubtitle(1, 2, "a")));
+    EXPECT_NE(digest, CalculateSubtitleDataMD5(MakeSubtitle(1, 3, "a")));
+    EXPECT_NE(digest, CalculateSubtitleDataMD5(MakeSubtitle(0, 2, "a")));
+    EXPECT_NE(digest, CalculateSubtitleDataMD5(MakeSubtitle(1, 2, "b")));
 }
 
 TEST(SubtitleData, DigestOfABitmapIgnoresTheLinePadding) {
@@ -138,7 +138,7 @@ TEST(SubtitleData, DigestOfABitmapIgnoresTheLinePadding) {
         for (int y = 0; y < 2; ++y)
             for (int x = 0; x < 3; ++x) rect->data[0][y * stride + x] = static_cast<u8>(x & 1);
         rect->data[1] = static_cast<u8*>(av_mallocz(8));
-        return CalculateSubtitleDataMD5(*DataSubtitleFF::Create(&native, 0, 1));
+        return CalculateSubtitleDataMD5(DataSubtitleFF::Create(&native, 0, 1));
     };
     EXPECT_EQ(make(3, 0), make(8, 0xEE));
 }

@@ -6,6 +6,7 @@
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/SettingsEffectColor.h"
 #include "contracts/Proc/SettingsEffectComposite.h"
+#include "contracts/Proc/SettingsEffectCrop.h"
 #include "contracts/Proc/SettingsEffectDissolve.h"
 #include "contracts/Proc/SettingsEffectFade.h"
 #include "contracts/Proc/SettingsEffectStamp.h"
@@ -114,6 +115,38 @@ TEST(SettingsEffectStamp, RefuseNumbersOutOfTheirRanges) {
     EXPECT_EQ(refusal("Alpha", 256), "Alpha of SettingsEffectStamp is out of range: 256");
     EXPECT_EQ(refusal("Alpha", -1), "Alpha of SettingsEffectStamp is out of range: -1");
     EXPECT_EQ(refusal("X", int64{LARGEST} + 1), "X of SettingsEffectStamp is out of range: 2147483648");
+}
+
+TEST(SettingsEffectCrop, KeepTheWholePictureUnlessTold) {
+    EXPECT_EQ(SettingsEffectCrop().GetRegion(), CropInfo());
+    EXPECT_EQ(SettingsEffectCrop().GetClassId(), "SettingsEffectCrop");
+}
+
+TEST(SettingsEffectCrop, SurviveTheWayThroughAProperty) {
+    ExpectRoundTrip<SettingsEffectCrop>(
+        {SettingsEffectCrop({1, 2, 3, 4}), SettingsEffectCrop({1, 0, 3, 0}), SettingsEffectCrop({0, 0, 0, LARGEST})},
+        Property2SettingsEffectCrop);
+    for (char const* key : {"Left", "Right", "Top", "Bottom"})
+        ExpectKey<SettingsEffectCrop>(key, 7, Property2SettingsEffectCrop);
+}
+
+TEST(SettingsEffectCrop, RefuseNumbersOutOfTheirRanges) {
+    for (char const* key : {"Left", "Right", "Top", "Bottom"}) {
+        auto const refusal = [&](int64 value) {
+            return Refusal<SettingsEffectCrop>(key, value, Property2SettingsEffectCrop);
+        };
+        EXPECT_EQ(refusal(-1), std::string(key) + " of SettingsEffectCrop is out of range: -1");
+        EXPECT_EQ(refusal(int64{LARGEST} + 1), std::string(key) + " of SettingsEffectCrop is out of range: 2147483648");
+    }
+}
+
+TEST(SettingsEffectCrop, RefuseToKeepNothing) {
+    Core::Property property = Settings2Property(SettingsEffectCrop({8, 8, 0, 0}));
+    EXPECT_EQ(MessageOf<FilterException>([&] { Property2SettingsEffectCrop(property); }),
+              "There is nothing in the part to keep (left: 8, right: 8, top: 0, bottom: 0)");
+    property = Settings2Property(SettingsEffectCrop({0, 0, 9, 8}));
+    EXPECT_EQ(MessageOf<FilterException>([&] { Property2SettingsEffectCrop(property); }),
+              "There is nothing in the part to keep (left: 0, right: 0, top: 9, bottom: 8)");
 }
 
 TEST(SettingsEffectText, WriteNothingInWhiteUnlessTold) {

@@ -79,7 +79,7 @@ TEST(VideoData, PaletteFormatHasRoomForItsPalette) {
 
 TEST(VideoData, CutsChangeTimeAndDurationAlone) {
     auto const frame = MakeVideo(1000, 400, 7);
-    std::string const picture = CalculateVideoDataMD5(*frame);
+    std::string const picture = CalculateVideoDataMD5(frame);
     frame->CutBegin(100);
     EXPECT_THAT(frame, IsVideo(1100, 300));
     frame->Cut(50, 150);
@@ -90,7 +90,7 @@ TEST(VideoData, CutsChangeTimeAndDurationAlone) {
     frame->Cut(30, 30);
     frame->CutEnd(150);
     EXPECT_THAT(frame, IsVideo(1100, 0));
-    EXPECT_EQ(CalculateVideoDataMD5(*frame), picture);
+    EXPECT_EQ(CalculateVideoDataMD5(frame), picture);
 }
 
 TEST(VideoData, ImpossibleCutsThrowAndChangeNothing) {
@@ -169,8 +169,27 @@ TEST(VideoData, WrappedFrameKeepsCropInterlaceAndRepairsTheAspect) {
     EXPECT_THAT(frame, IsVideo(7, 8));
     EXPECT_EQ(frame->GetFrameInfo(), (Conf::FrameInfo{16, 8, 1, 1}));
     EXPECT_NE(frame->GetInterlace(), 0);
-    EXPECT_EQ(frame->GetCrop(), (CropInfo{1, 2, 3, 4}));
-    EXPECT_EQ(frame->Clone(true)->GetCrop(), (CropInfo{1, 2, 3, 4}));
+    EXPECT_EQ(frame->GetCrop(), (CropInfo{1, 13, 2, 4}));
+    EXPECT_EQ(frame->Clone(true)->GetCrop(), (CropInfo{1, 13, 2, 4}));
+}
+
+TEST(VideoData, PixelAspectWithAZeroIsSquareHoweverTheFrameIsMade) {
+    for (auto const& [num, den] : std::vector<std::pair<int, int>>{{0, 1}, {1, 0}, {0, 0}, {-4, 3}, {4, -3}}) {
+        SCOPED_TRACE(num * 10 + den);
+        EXPECT_EQ(DataVideoFF::Create(PIX_FMT_RGBA, {4, 2, num, den}, nullptr)->GetFrameInfo(),
+                  (Conf::FrameInfo{4, 2, 1, 1}));
+        AVFrame* const native = av_frame_alloc();
+        native->format = AV_PIX_FMT_RGBA;
+        native->width = 4;
+        native->height = 2;
+        native->sample_aspect_ratio = {num, den};
+        ASSERT_GE(av_frame_get_buffer(native, 0), 0);
+        auto const frame = DataVideoFF::Wrap(native, 0, 1);
+        for (auto const& made : {frame, frame->Clone(false), frame->Clone(true), frame->MakeWritable()})
+            EXPECT_EQ(made->GetFrameInfo(), (Conf::FrameInfo{4, 2, 1, 1}));
+    }
+    EXPECT_EQ(DataVideoFF::Create(PIX_FMT_RGBA, {4, 2, 4, 2}, nullptr)->GetFrameInfo(), (Conf::FrameInfo{4, 2, 4, 2}))
+        << "not reduced";
 }
 
 TEST(VideoData, DigestIgnoresPaddingOfRows) {
@@ -184,10 +203,10 @@ TEST(VideoData, DigestIgnoresPaddingOfRows) {
     auto const packed = MakeVideo(0, 1, 0, PIX_FMT_YUV420P, 18, 6);
     for (auto const& frame : {padded, packed}) frame->Fill(Color(200, 30, 40, 255));
     EXPECT_GT(padded->GetPlaneConst(0).GetStride(), 18);
-    EXPECT_EQ(CalculateVideoDataMD5(*padded), CalculateVideoDataMD5(*packed));
-    EXPECT_EQ(CalculateVideoDataMD5(*packed).size(), 32U);
+    EXPECT_EQ(CalculateVideoDataMD5(padded), CalculateVideoDataMD5(packed));
+    EXPECT_EQ(CalculateVideoDataMD5(packed).size(), 32U);
     *packed->GetPlane(2).GetOffsetPtr(8, 2) ^= 1;
-    EXPECT_NE(CalculateVideoDataMD5(*padded), CalculateVideoDataMD5(*packed));
+    EXPECT_NE(CalculateVideoDataMD5(padded), CalculateVideoDataMD5(packed));
 }
 
 TEST(VideoData, FillPaintsEachFormatInItsOwnOrder) {
@@ -209,12 +228,12 @@ TEST(VideoData, FillPaintsEachFormatInItsOwnOrder) {
 
 TEST(VideoData, FillWithBlackIsLimitedRangeLumaAndMiddleChroma) {
     auto const frame = MakeVideo(0, 1, 77, PIX_FMT_YUVA420P, 5, 3);
-    frame->Fill(Color::Black(Color::Opacity::Transparent));
+    frame->Fill(Color::Black(Color::Transparent));
     EXPECT_EQ(*frame->GetPlaneConst(0).GetOffsetPtr(4, 2), 16);
     EXPECT_EQ(*frame->GetPlaneConst(1).GetOffsetPtr(2, 1), 128);
     EXPECT_EQ(*frame->GetPlaneConst(2).GetOffsetPtr(2, 1), 128);
     EXPECT_EQ(*frame->GetPlaneConst(3).GetOffsetPtr(4, 2), 0);
-    frame->Fill(Color::Black(Color::Opacity::Opaque));
+    frame->Fill(Color::Black(Color::Opaque));
     EXPECT_EQ(*frame->GetPlaneConst(3).GetOffsetPtr(4, 2), 255);
     auto const packed = MakeVideo(0, 1, 77, PIX_FMT_NV12, 5, 3);
     packed->Fill(Color(255, 255, 255, 255));
@@ -224,7 +243,7 @@ TEST(VideoData, FillWithBlackIsLimitedRangeLumaAndMiddleChroma) {
 
 TEST(VideoData, FillRefusesFormatsWithoutPlainComponents) {
     auto const frame = DataVideoFF::Create(static_cast<PixFmt>(AV_PIX_FMT_PAL8), {4, 4, 1, 1}, nullptr);
-    EXPECT_EQ(MessageOf<ProcException>([&] { frame->Fill(Color::Black(Color::Opacity::Opaque)); }),
+    EXPECT_EQ(MessageOf<ProcException>([&] { frame->Fill(Color::Black(Color::Opaque)); }),
               "Can't fill a frame of pixel format pal8");
 }
 

@@ -25,15 +25,6 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::StartsWith;
 
-constexpr char TRIM[] = R"({
-  "version": 1,
-  "sources": [{"id": 1, "file": "${IN}", "stream": "video"}, {"id": 2, "file": "${IN}", "stream": "audio"}],
-  "filters": [
-    {"id": 3, "class": "SettingsFilterDurationTrimmer", "inputs": [1], "settings": {"Duration": "${LENGTH}"}},
-    {"id": 4, "class": "SettingsFilterDurationTrimmer", "inputs": [2], "settings": {"Duration": "${LENGTH}"}}],
-  "output": {"file": "${OUT}", "streams": [{"input": 3}, {"input": 4}]}
-})";
-
 std::string const& Clip() {
     static ScratchFolder const folder;
     static std::string const path = [] {
@@ -50,7 +41,7 @@ void WriteText(std::string const& path, std::string const& text) {
 /// Runs the graph above for one and a half seconds of the clip.
 ProgramResult RunTrim(ScratchFolder const& folder, std::vector<std::string> const& options,
                       std::string const& input = Clip()) {
-    WriteText(folder / "trim.json", TRIM);
+    WriteText(folder / "trim.json", TRIM_GRAPH);
     std::vector<std::string> arguments{"run",   folder / "trim.json", "--set", "IN=" + input,
                                        "--set", "LENGTH=1500000",     "--set", "OUT=" + folder / "out.mp4"};
     arguments.insert(arguments.end(), options.begin(), options.end());
@@ -192,7 +183,7 @@ TEST(RunErrors, NameFileNodeAndPlaceAndLeaveNothing) {
                           {"\"inputs\": [1]", "\"inputs\": [9]", "node 3: /filters/0/inputs/0"},
                           {"SettingsFilterDurationTrimmer", "SettingsFilterNothing", "node 3: /filters/0/class"},
                           {"\"version\"", "\"verzion\"", "verzion"}}) {
-        std::string text = TRIM;
+        std::string text = TRIM_GRAPH;
         text.replace(text.find(find), find.size(), put);
         WriteText(folder / "bad.json", text);
         auto const result = RunTarsel({"run", folder / "bad.json", "--set", "IN=" + Clip(), "--set", "LENGTH=1500000",
@@ -230,7 +221,7 @@ TEST(RunErrors, ATruncatedFileGivesWhatIsThereOrAClearFailure) {
 
 TEST(RunErrors, AnInterruptedRunLeavesNothing) {
     ScratchFolder const folder;
-    std::string text = TRIM;
+    std::string text = TRIM_GRAPH;
     WriteText(folder / "long.json", text);
     bool sent = false;
     auto const result = RunProgram({TarselPath(), "run", folder / "long.json", "--set", "IN=" + Clip(), "--set",

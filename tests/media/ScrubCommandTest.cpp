@@ -360,7 +360,7 @@ Shown Run(iptr<Host::MediaFile> const& file, Host::ScrubScript const& script, bo
     options.cached = cached;
     options.listener.picture = [&](iptr<Proc::IDataVideo> const& picture) {
         Shown::Operation& operation = shown.operations.back();
-        operation.pictures.push_back(std::to_string(picture->GetTime()) + " " + Proc::CalculateVideoDataMD5(*picture));
+        operation.pictures.push_back(std::to_string(picture->GetTime()) + " " + Proc::CalculateVideoDataMD5(picture));
         operation.picturesEnd = AddTime(picture->GetTime(), picture->GetDuration());
     };
     options.listener.sound = [&](iptr<Proc::IDataAudio> const& block) { AddSound(shown.operations.back(), *block); };

@@ -20,6 +20,16 @@ inline Host::SampleClipOptions SmallClip(int seconds) {
     return options;
 }
 
+/// A graph file: the first `${LENGTH}` microseconds of picture and sound of `${IN}`, into `${OUT}`.
+inline constexpr char TRIM_GRAPH[] = R"({
+  "version": 1,
+  "sources": [{"id": 1, "file": "${IN}", "stream": "video"}, {"id": 2, "file": "${IN}", "stream": "audio"}],
+  "filters": [
+    {"id": 3, "class": "SettingsFilterDurationTrimmer", "inputs": [1], "settings": {"Duration": "${LENGTH}"}},
+    {"id": 4, "class": "SettingsFilterDurationTrimmer", "inputs": [2], "settings": {"Duration": "${LENGTH}"}}],
+  "output": {"file": "${OUT}", "streams": [{"input": 3}, {"input": 4}]}
+})";
+
 /// A document that grows node by node. Pointers are those of the file that would be written for it.
 class GraphMaker {
   public:

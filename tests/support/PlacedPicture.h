@@ -48,7 +48,7 @@ class PlacedPicture final : public Proc::IDataVideo, public RefCounted {
         ++(copyPayload ? counts->copies : counts->clones);
         return iptr<Proc::IDataVideo>(new PlacedPicture(*this));
     }
-    Proc::CropInfo GetCrop() const override { return {}; }
+    Proc::CropInfo GetCrop() const override { return Proc::CropInfo::WholeOf(info.width, info.height); }
 
   private:
     PlacedPicture(int frameAlloc, PixFmt format, int interlace)

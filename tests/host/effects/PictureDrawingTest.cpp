@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 
 #include "host/effects/ImageBlender.h"
@@ -28,7 +29,8 @@ class Formula {
           placing(placing),
           max((1 << format.comp[0].depth) - 1),
           destHasAlpha((format.flags & AV_PIX_FMT_FLAG_ALPHA) != 0),
-          pictureHasAlpha((Describe(picture).flags & AV_PIX_FMT_FLAG_ALPHA) != 0),
+          drawnFormat(Describe(picture)),
+          pictureHasAlpha((drawnFormat.flags & AV_PIX_FMT_FLAG_ALPHA) != 0),
           width(picture.GetWidth()),
           height(picture.GetHeight()) {}
 
@@ -86,7 +88,8 @@ class Formula {
                 n += weights.n;
                 m += weights.m;
                 if (!IsInside(x, y)) continue;
-                int64 const p = over[index].At((x - placing.GetX()) >> shiftX, (y - placing.GetY()) >> shiftY);
+                int64 const p = over[index].At((x - placing.GetX()) >> (isChroma ? drawnFormat.log2_chroma_w : 0),
+                                               (y - placing.GetY()) >> (isChroma ? drawnFormat.log2_chroma_h : 0));
                 straight += p * weights.n;
                 added += (p - black) * placing.GetAlpha() * max * max / 255;
             }
@@ -104,6 +107,7 @@ class Formula {
     SettingsEffectImageBlender const placing;
     int64 const max;
     bool const destHasAlpha;
+    AVPixFmtDescriptor const& drawnFormat;
     bool const pictureHasAlpha;
     int const width;
     int const height;
@@ -151,8 +155,11 @@ INSTANTIATE_TEST_SUITE_P(
                       Pairing{"yuv422p", "yuva422p"}, Pairing{"yuva422p", "yuva422p"}, Pairing{"yuv444p", "yuva444p"},
                       Pairing{"yuva444p", "yuva444p"}, Pairing{"nv12", "yuva420p"}, Pairing{"yuyv422", "yuva422p"},
                       Pairing{"yuv411p", "yuv411p"}, Pairing{"gray", "ya8"}, Pairing{"yuv420p10le", "yuva420p10le"},
-                      Pairing{"yuv420p10le", "yuv420p10le"}, Pairing{"p010le", "yuva420p10le"},
-                      Pairing{"rgba64le", "rgba64le"}, Pairing{"yuva444p16le", "yuva444p16le"}),
+                      Pairing{"yuv420p", "yuva444p"}, Pairing{"yuva420p", "yuva444p"}, Pairing{"nv12", "yuva444p"},
+                      Pairing{"yuv422p", "yuva444p"}, Pairing{"yuv411p", "yuv444p"},
+                      Pairing{"yuv420p10le", "yuva444p10le"}, Pairing{"yuv420p10le", "yuv420p10le"},
+                      Pairing{"p010le", "yuva420p10le"}, Pairing{"rgba64le", "rgba64le"},
+                      Pairing{"yuva444p16le", "yuva444p16le"}),
     [](auto const& row) { return std::string(row.param.dest) + "_" + row.param.picture; });
 
 TEST(ImageBlender, SaysWhatHalfOfAPictureIs) {
@@ -276,7 +283,7 @@ TEST(DrawablePicture, BecomesWhatTheFrameTakesAndKeepsItsAlpha) {
     DrawablePicture logo(DrawPlain(PIX_FMT_RGBA, 6, 4, {255, 0, 0, 77}));
     auto const dest = MakeVideo(0, 1, 0, PIX_FMT_YUV420P);
     auto const drawn = logo.For(*dest);
-    EXPECT_EQ(drawn->GetPixelFormat(), PIX_FMT_YUVA420P);
+    EXPECT_EQ(FormatName(drawn->GetPixelFormat()), "yuva444p") << "a colour for each pixel, for the sake of edges";
     EXPECT_EQ(drawn->GetWidth(), 6);
     EXPECT_EQ(drawn->GetHeight(), 4);
     // Red of BT.601 in limited range.
@@ -297,6 +304,51 @@ TEST(DrawablePicture, FollowsTheMatrixAndTheRangeOfTheFrame) {
     EXPECT_NEAR(ReadPart(*logo.For(*dest), 0).At(2, 2), 81, 1);
     EXPECT_NEAR(ReadPart(*logo.For(*hd), 0).At(2, 2), 63, 1);
     EXPECT_NEAR(ReadPart(*logo.For(*full), 0).At(2, 2), 76, 1);
+}
+
+TEST(DrawablePicture, WhatIsTransparentDoesNotPaleTheColoursBesideIt) {
+    // A column of red beside transparent black.
+    auto const picture = Draw(PIX_FMT_RGBA, 4, 4, [](int part, int x, int) {
+        bool const isSeen = x == 1;
+        return part == 3 || part == 0 ? (isSeen ? 255 : 0) : 0;
+    });
+    for (int const x : {0, 1}) {
+        auto const dest = DrawPlain(PIX_FMT_YUV420P, 8, 4, {126, 128, 128});
+        auto const drawn = DrawablePicture(picture).DrawnOn(dest, x, 0, 255);
+        // Half of what the chroma sample stands for is red: (240 + 128) / 2.
+        Part const chroma = ReadPart(*drawn, 2);
+        EXPECT_NEAR(chroma.At(x, 0), 184, 1) << "at " << x;
+        EXPECT_EQ(chroma.At(1 - x, 0), 128) << "at " << x;
+    }
+}
+
+TEST(DrawablePicture, FullRangeOfAFormatBecomesTheRangeOfTheFrame) {
+    for (auto const& [jpeg, plain] :
+         {std::pair{"yuvj420p", "yuv420p"}, {"yuvj422p", "yuv422p"}, {"yuvj444p", "yuv444p"}}) {
+        auto const dest = DrawPlain(FormatOf(plain), 8, 4, {126, 128, 128});
+        DrawablePicture white(DrawPlain(FormatOf(jpeg), 4, 4, {255, 128, 128}));
+        DrawablePicture black(DrawPlain(FormatOf(jpeg), 4, 4, {0, 128, 128}));
+        EXPECT_NEAR(ReadPart(*white.DrawnOn(dest->Clone(true), 0, 0, 255), 0).At(1, 1), 235, 1) << jpeg;
+        EXPECT_NEAR(ReadPart(*black.DrawnOn(dest->Clone(true), 0, 0, 255), 0).At(1, 1), 16, 1) << jpeg;
+        auto const full = DrawPlain(FormatOf(jpeg), 8, 4, {126, 128, 128});
+        EXPECT_EQ(ReadPart(*white.DrawnOn(full, 0, 0, 255), 0).At(1, 1), 255) << jpeg;
+    }
+}
+
+TEST(DrawablePicture, ColoursOfAPaletteFollowTheMatrixOfTheFrame) {
+    auto* const native = av_frame_alloc();
+    native->format = AV_PIX_FMT_PAL8;
+    native->width = native->height = 4;
+    ASSERT_EQ(av_frame_get_buffer(native, 0), 0);
+    std::memset(native->data[0], 0, static_cast<std::size_t>(native->linesize[0]) * 4);
+    u32 const red = 0xFFFF0000;
+    std::memcpy(native->data[1], &red, sizeof red);
+    auto const palette = DataVideoFF::Wrap(native, 0, 1);
+    auto const dest = MakeVideo(0, 1, 0, PIX_FMT_YUV420P);
+    auto const hd = Marked(*dest, [](AVFrame& frame) { frame.colorspace = AVCOL_SPC_BT709; });
+    DrawablePicture logo(palette);
+    EXPECT_NEAR(ReadPart(*logo.For(*dest), 0).At(1, 1), 81, 1);
+    EXPECT_NEAR(ReadPart(*logo.For(*hd), 0).At(1, 1), 63, 1);
 }
 
 TEST(DrawablePicture, StaysAsItIsWhereItFits) {

@@ -11,6 +11,7 @@
 #include "contracts/Proc/SettingsColorSpaceConverter.h"
 #include "contracts/Proc/SettingsEffectColor.h"
 #include "contracts/Proc/SettingsEffectComposite.h"
+#include "contracts/Proc/SettingsEffectCrop.h"
 #include "contracts/Proc/SettingsEffectDeinterlace.h"
 #include "contracts/Proc/SettingsEffectDissolve.h"
 #include "contracts/Proc/SettingsEffectFade.h"
@@ -121,7 +122,7 @@ INSTANTIATE_TEST_SUITE_P(ByName, AllPictureEffects,
                                            SettingsEffectImageBlender::CLASS_ID, SettingsEffectColor::CLASS_ID,
                                            SettingsEffectFade::CLASS_ID, SettingsEffectStamp::CLASS_ID,
                                            SettingsEffectText::CLASS_ID, SettingsEffectComposite::CLASS_ID,
-                                           SettingsEffectDissolve::CLASS_ID),
+                                           SettingsEffectDissolve::CLASS_ID, SettingsEffectCrop::CLASS_ID),
                          [](auto const& row) { return std::string(row.param); });
 
 /// The effects that work on samples change formats that they can't work on, and say so.

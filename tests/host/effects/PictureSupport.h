@@ -155,7 +155,7 @@ class FrameFarAway final : public Proc::IDataVideo, public RefCounted {
     Proc::Details::PlaneTemplate<1> GetPlaneConst(unsigned) const override { Refuse(); }
     iptr<Proc::IDataVideo> MakeWritable() override { Refuse(); }
     iptr<Proc::IDataVideo> Clone(bool) const override { Refuse(); }
-    Proc::CropInfo GetCrop() const override { return {}; }
+    Proc::CropInfo GetCrop() const override { return Proc::CropInfo::WholeOf(info.width, info.height); }
 
   private:
     [[noreturn]] static void Refuse() { TARSEL_THROW(Proc::ProcException, "a frame far away was touched"); }

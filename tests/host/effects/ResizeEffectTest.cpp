@@ -157,7 +157,7 @@ TEST(ResizeEffect, ShowsThePartThatIsToBeShown) {
     auto const cropped = Marked(*stripes, [](AVFrame& frame) { frame.crop_left = frame.crop_right = 20; });
     auto const result = Resized(cropped, Modes::MODE_STRETCH, {32, 32, 1, 1});
     for (int const sample : ReadPart(*result, 0).samples) ASSERT_EQ(sample, 200);
-    EXPECT_EQ(result->GetCrop(), CropInfo());
+    EXPECT_EQ(result->GetCrop(), CropInfo::WholeOf(32, 32));
     auto const asLarge = Resized(cropped, Modes::MODE_STRETCH, {80, 40, 1, 1});
     EXPECT_THAT(ReadPart(*asLarge, 0).samples, ::testing::Each(200)) << "the size alone doesn't make it fit";
 }
@@ -240,7 +240,7 @@ TEST(ResizeEffect, LeavesTheSourceAlone) {
     Resized(noise, Modes::MODE_LETTERBOX, {40, 80, 1, 1});
     Resized(noise, Modes::MODE_CROP, {40, 80, 1, 1});
     EXPECT_EQ(ReadParts(*noise), before);
-    EXPECT_EQ(noise->GetCrop(), CropInfo());
+    EXPECT_EQ(noise->GetCrop(), CropInfo::WholeOf(64, 64));
 }
 
 TEST(ResizeEffect, RefusesSizesThatNoPictureHas) {

@@ -39,7 +39,7 @@ TEST_F(GpuFrame, HasNoPlanes) {
 }
 
 TEST_F(GpuFrame, CantBeFilledFromProcessorMemory) {
-    EXPECT_EQ(MessageOf<ProcException>([&] { frame->Fill(Color::Black(Color::Opacity::Opaque)); }),
+    EXPECT_EQ(MessageOf<ProcException>([&] { frame->Fill(Color::Black(Color::Opaque)); }),
               "Can't fill a frame of pixel format rgba");
 }
 

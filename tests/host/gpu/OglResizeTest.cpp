@@ -112,7 +112,7 @@ TEST_F(OglResizing, ShowsThePartThatTheCropLeaves) {
 }
 
 TEST_F(OglResizing, ACropThatLeavesNothingIsRefused) {
-    auto const frame = DataVideoOGL::Create(device, {{10, 8, 1, 1}, 0, {5, 0, 5, 0}});
+    auto const frame = DataVideoOGL::Create(device, {{10, 8, 1, 1}, 0, {5, 5, 0, 8}});
     EXPECT_EQ(MessageOf<EffectException>([&] { MakeSide(To(4, 4), ImplNames::OGL)->ProcessData({frame}); }),
               "A picture's crop is larger than the picture");
 }

@@ -6,6 +6,7 @@
 
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/Color.h"
+#include "contracts/Proc/DataMD5.h"
 #include "contracts/Proc/ImplNames.h"
 #include "contracts/Proc/SettingsColorSpaceConverter.h"
 #include "host/graph/Factories.h"
@@ -37,7 +38,7 @@ TEST_F(Transfer, RgbaComesBackBitByBit) {
 
 TEST_F(Transfer, TheFrameInGpuMemoryKeepsAllButThePixelFormat) {
     auto picture = DataVideoFF::Create(PIX_FMT_YUV420P, {34, 18, 4, 3}, nullptr);
-    picture->Fill(Color::Black(Color::Opacity::Opaque));
+    picture->Fill(Color::Black(Color::Opaque));
     AVFrame& frame = InnerFrame(*picture);
     frame.interlaced_frame = 1;
     frame.crop_left = 1;
@@ -52,7 +53,7 @@ TEST_F(Transfer, TheFrameInGpuMemoryKeepsAllButThePixelFormat) {
         EXPECT_EQ(found.GetHeight(), 18);
         EXPECT_EQ(found.GetPixelFormat(), PIX_FMT_RGBA);
         EXPECT_NE(found.GetInterlace(), 0);
-        EXPECT_EQ(found.GetCrop(), (CropInfo{1, 2, 3, 4}));
+        EXPECT_EQ(found.GetCrop(), (CropInfo{1, 31, 2, 14}));
         EXPECT_EQ(found.GetTime(), 123);
         EXPECT_EQ(found.GetDuration(), 456);
     };
@@ -202,6 +203,21 @@ TEST_F(Transfer, SettingsGoThroughAProperty) {
     EXPECT_EQ(MessageOf<FilterException>([&] { effect->Initialize(Core::Property("Other")); }),
               "Object was initialized with incorrect class (Other)!");
     EXPECT_THROW(effect->Initialize(SettingsFrameDownloader()), std::bad_cast);
+}
+
+TEST_F(Transfer, TheDigestOfAFrameInGpuMemoryIsThatOfItsDownload) {
+    for (auto const& picture : {Noise(33, 17, 3), Gradient(64, 48), MakeVideo(40, 40, 90)}) {
+        auto const uploaded = Upload(picture);
+        ASSERT_EQ(uploaded->GetFrameAlloc(), IDataVideo::FRAME_ALLOC_GPU);
+        std::string const digest = CalculateVideoDataMD5(uploaded);
+        EXPECT_EQ(digest, CalculateVideoDataMD5(Download(uploaded)));
+        EXPECT_EQ(uploaded->GetFrameAlloc(), IDataVideo::FRAME_ALLOC_GPU) << "the frame stays where it is";
+        EXPECT_EQ(CalculateVideoDataMD5(uploaded->Clone(true)), digest);
+        if (picture->GetPixelFormat() == PIX_FMT_RGBA) {
+            EXPECT_EQ(digest, CalculateVideoDataMD5(picture));
+        }
+    }
+    EXPECT_NE(CalculateVideoDataMD5(Upload(Noise(33, 17, 3))), CalculateVideoDataMD5(Upload(Noise(33, 17, 4))));
 }
 
 }  // namespace

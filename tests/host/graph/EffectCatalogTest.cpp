@@ -11,6 +11,7 @@
 #include "contracts/Proc/SettingsColorSpaceConverter.h"
 #include "contracts/Proc/SettingsEffectAudioFade.h"
 #include "contracts/Proc/SettingsEffectColor.h"
+#include "contracts/Proc/SettingsEffectCrop.h"
 #include "contracts/Proc/SettingsEffectFade.h"
 #include "contracts/Proc/SettingsEffectStamp.h"
 #include "contracts/Proc/SettingsResizer.h"
@@ -44,9 +45,9 @@ TEST(EffectCatalog, NamesTheEffectsThatTheFactoryMakes) {
         EXPECT_EQ(FindEffect(entry.classId), &entry);
         for (SettingField const& field : entry.fields) EXPECT_FALSE(field.description.empty()) << field.key;
     }
-    EXPECT_THAT(names,
-                IsSupersetOf({"color", "fade", "stamp", "composite", "dissolve", "resize", "convert", "deinterlace",
-                              "smooth-lines", "upload", "download", "audio-fade", "audio-cross-fade", "audio-mix"}));
+    EXPECT_THAT(names, IsSupersetOf({"color", "fade", "stamp", "composite", "dissolve", "crop", "resize", "convert",
+                                     "deinterlace", "smooth-lines", "upload", "download", "audio-fade",
+                                     "audio-cross-fade", "audio-mix"}));
     EXPECT_EQ(FindEffect("fades"), nullptr);
 }
 
@@ -66,11 +67,13 @@ TEST(EffectCatalog, SaysWhatItsEffectsAre) {
     EXPECT_TRUE(FindEffect("fade")->followsTime);
     EXPECT_FALSE(FindEffect("stamp")->followsTime);
     EXPECT_TRUE(FindEffect("resize")->changesFormat);
+    EXPECT_TRUE(FindEffect("crop")->changesFormat);
     EXPECT_THAT(FindEffect("resize")->implementations, Contains("OGL"));
 }
 
 TEST(EffectCatalog, DefaultsAreThoseOfTheSettingsClasses) {
     EXPECT_EQ(MakeEffectProperty("color", {}), Settings2Property(SettingsEffectColor()));
+    EXPECT_EQ(MakeEffectProperty("crop", {}), Settings2Property(SettingsEffectCrop()));
     EXPECT_EQ(MakeEffectProperty("fade", {}), Settings2Property(SettingsEffectFade()));
     EXPECT_EQ(MakeEffectProperty("audio-fade", {}), Settings2Property(SettingsEffectAudioFade()));
     SettingsEffectStamp stamp;
@@ -96,6 +99,9 @@ TEST(EffectCatalog, TextsBecomeSettings) {
     EXPECT_EQ(size.GetMode(), SettingsResizer::MODE_CROP);
     EXPECT_EQ(GetEffectImplementation(resize), "OGL");
     EXPECT_EQ(GetEffectImplementation(fade), "Default");
+    Core::Property const crop =
+        MakeEffectProperty("crop", {{"left", "2"}, {"right", "4"}, {"top", "6"}, {"bottom", "8"}});
+    EXPECT_EQ(Property2SettingsEffectCrop(crop), SettingsEffectCrop({2, 4, 6, 8}));
     EXPECT_EQ(Property2SettingsColorSpaceConverter(MakeEffectProperty("convert", {{"format", "rgba"}})).GetFormats(),
               std::vector{PIX_FMT_RGBA});
 }
@@ -137,6 +143,10 @@ TEST(EffectCatalog, TellsWhatIsWrongWithTexts) {
               "the effect \"resize\": width: must be an integer from 1 to 16384 (pixels), not \"0\"");
     EXPECT_EQ(error("resize", {{"width", "1"}, {"height", "1"}, {"pixelAspect", "0/1"}}),
               "the effect \"resize\": pixelAspect: must be a ratio \"N/D\" above 0, not \"0/1\"");
+    EXPECT_EQ(error("crop", {{"left", "-1"}}),
+              "the effect \"crop\": left: must be an integer from 0 to 2147483647 (pixels), not \"-1\"");
+    EXPECT_EQ(error("crop", {{"left", "5"}, {"right", "5"}}),
+              "the effect \"crop\": There is nothing in the part to keep (left: 5, right: 5, top: 0, bottom: 0)");
     EXPECT_NE(error("convert", {{"format", "rainbow"}}).find("rainbow"), std::string::npos);
 }
 

@@ -8,7 +8,10 @@
 
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/IAudioFormatter.h"
+#include "contracts/Proc/ICropDetector.h"
 #include "contracts/Proc/IEffect.h"
+#include "contracts/Proc/IEffectImageBlender.h"
+#include "contracts/Proc/IOverlayStream.h"
 #include "contracts/Proc/ImplNames.h"
 #include "contracts/Proc/SettingsEffectTempo.h"
 #include "contracts/Proc/SettingsStreamMetadataUpdater.h"
@@ -17,12 +20,6 @@
 #include "tests/support/Matchers.h"
 #include "tests/support/OtherSettings.h"
 #include "tests/support/ScriptedStream.h"
-
-// What the host's factories give is known to them by name only so far; a caller needs the classes whole.
-namespace Tarsel::Proc {
-class IEffectImageBlender : public virtual IRefCountable {};
-class IOverlayStream : public virtual IStreamVideo {};
-}  // namespace Tarsel::Proc
 
 namespace Tarsel::Host {
 namespace {
@@ -97,7 +94,7 @@ TEST(FilterFactory, WhatIsNotRegisteredIsRefusedByName) {
     EXPECT_THROW(factory->CreateVideo(UPDATER, ImplNames::OGL, video, settings), FilterException);
     EXPECT_EQ(MessageOf<FilterException>([&] { factory->Dedicated(FilterSlots::CROP_DETECTOR, "none"); }),
               "There is no any implementation for CropDetector");
-    EXPECT_EQ(MessageOf<FilterException>([&] { factory->CreateOverlayStream(video, name); }),
+    EXPECT_EQ(MessageOf<FilterException>([&] { factory->CreateOverlayStream(video, "none"); }),
               "There is no any implementation for OverlayStream");
 }
 
@@ -178,6 +175,27 @@ TEST(FilterFactory, DedicatedFiltersOfTheHostAreMadeOverASource) {
     EXPECT_EQ(factory.CreateOverlayStream(source, ImplNames::DEFAULT), nullptr);
     EXPECT_EQ(seen, source);
     seen = nullptr;
+}
+
+TEST(FilterFactory, CropDetectorIsMadeWithTheFactorysEffects) {
+    auto const registry = MakeShared<FilterRegistry>();
+    static iptr<IEffectFactory const> seen;
+    registry->RegisterCropDetector("Own", [](iptr<IEffectFactory const> const& effects) {
+        seen = effects;
+        return iptr<ICropDetector>();
+    });
+    auto const effects = MakeShared<EffectFactory>();
+    FilterFactory const factory(registry, effects, MakeShared<AlgorithmFactory>());
+    EXPECT_EQ(factory.CreateCropDetector(ImplNames::DEFAULT), nullptr);
+    EXPECT_EQ(seen, effects);
+    seen = nullptr;
+    EXPECT_NE(MakeFilterFactory()->CreateCropDetector(ImplNames::DEFAULT), nullptr) << "of the filters library";
+}
+
+TEST(FilterFactory, OverlayStreamOfTheHostIsFoundAsTheDefault) {
+    auto const source = ScriptedVideo::Create({MakeVideo(0, 40)});
+    for (char const* implName : {ImplNames::TARSEL, ImplNames::DEFAULT})
+        EXPECT_NE(MakeFilterFactory()->CreateOverlayStream(source, implName), nullptr);
 }
 
 TEST(FilterFactory, NullPartsAreRefused) {

@@ -7,17 +7,22 @@
 #include <tuple>
 
 #include "contracts/Core/Exception.h"
+#include "contracts/Proc/DataMD5.h"
 #include "contracts/Proc/FilterBitStream.h"
 #include "contracts/Proc/FilterRegistrator.h"
+#include "contracts/Proc/GraphCRCData.h"
+#include "contracts/Proc/ICRCStreamController.h"
 #include "contracts/Proc/IFactories.h"
 #include "contracts/Proc/IFilterCacheController.h"
 #include "contracts/Proc/IFilterLosslessDetect.h"
 #include "contracts/Proc/IFilterSeekController.h"
+#include "contracts/Proc/IFilterVideoMixer.h"
 #include "contracts/Proc/ISmartMap.h"
 #include "contracts/Proc/IStream.h"
 #include "contracts/Proc/ImplNames.h"
 #include "contracts/Proc/Settings.h"
 #include "contracts/Proc/SettingsFilterDurationTrimmer.h"
+#include "contracts/Proc/SettingsFilterVideoMixer.h"
 #include "contracts/Proc/SettingsStreamMetadataUpdater.h"
 #include "contracts/Proc/TIFilterJoin.h"
 #include "host/graph/Factories.h"
@@ -184,9 +189,12 @@ TEST(FilterRegistrator, EntersItsRowsInTheOrderOfTheTables) {
         "dedicated - FilterAudioFormatter Tarsel",
         "dedicated - FilterCutController Tarsel",
         "dedicated - FilterRepeatController Tarsel",
+        "dedicated - FilterSubtitleDrawer Tarsel",
         "dedicated - FilterApplyEffectsVideo Tarsel",
         "dedicated - FilterApplyEffectsAudio Tarsel",
+        "dedicated - CRCStreamController Tarsel",
         "dedicated - FilterCacheController Tarsel",
+        "dedicated - CropDetector Tarsel",
         "dedicated - FilterSeekController Tarsel",
         "dedicated - FilterJoinVideo Tarsel",
         "dedicated - FilterJoinAudio Tarsel",
@@ -218,9 +226,12 @@ TEST(FilterRegistrator, EntersItsRowsInTheOrderOfTheTables) {
         "video a SettingsFilterLoop Tarsel",
         "video c SettingsFilterIntroLoopOutro Tarsel",
         "video b SettingsFilterBlurTransparentBorder Tarsel",
+        "video b SettingsFilterVideoMixer Tarsel",
         "video a SettingsStreamMetadataUpdater Tarsel",
         "subtitle a SettingsFilterDurationTrimmer Tarsel",
         "raw a SettingsFilterBitStream Tarsel",
+        // The host's own.
+        "dedicated - OverlayStream Tarsel",
     };
     EXPECT_EQ(Listing(*MakeFilterRegistry()), rows);
 }
@@ -306,11 +317,45 @@ TEST(FilterRegistrator, TheCacheControllerIsMadeThroughTheSharedLibrary) {
     EXPECT_EQ(controller->AddStream(iptr<IStreamRaw>(Tarsel::Test::ScriptedRaw::Create({}))), nullptr);
 }
 
+TEST(FilterRegistrator, TheDigestControllerIsMadeThroughTheSharedLibrary) {
+    auto const controller = MakeFilterRegistry()->Find(FilterSlots::CRC_STREAM_CONTROLLER, ImplNames::TARSEL)();
+    auto const filter = controller->AddStream(MakeSource());
+    filter->Initialize(Core::Property(ICRCStreamController::SOURCE_NODE_ID).SetValue(5));
+    auto const packet = filter->Read();
+    ASSERT_NE(packet, nullptr);
+    GraphCRCData expected;
+    expected.AddPacketCRCInfo(5, 0, CalculatePacketDataMD5(packet));
+    EXPECT_EQ(controller->GetGraphCRCData(), expected);
+}
+
 TEST(FilterRegistrator, SmartMapsAreMadeThroughTheSharedLibrary) {
     auto const registry = MakeFilterRegistry();
     EXPECT_EQ(registry->Find(FilterSlots::SMART_MAP_VIDEO, ImplNames::TARSEL)()->GetDuration(), 0);
     iptr<IFilterFactory const> const factory = MakeFilterFactory();
     EXPECT_EQ(registry->Find(FilterSlots::SMART_MAP_AUDIO, ImplNames::TARSEL)(factory)->GetDuration(), 0);
+}
+
+TEST(FilterRegistrator, VideoMixerIsMadeThroughTheSharedLibraryAndIsACombiner) {
+    auto const factory = MakeFilterFactory();
+    auto const main = Tarsel::Test::ScriptedVideo::Create({Tarsel::Test::MakeVideo(0, 40)});
+    auto const drawn = Tarsel::Test::ScriptedVideo::Create({Tarsel::Test::MakeVideo(0, 40)});
+    auto const make = [&](Settings const& settings) {
+        return factory->CreateVideo(SettingsFilterVideoMixer::CLASS_ID, ImplNames::TARSEL, main, settings);
+    };
+    {
+        auto const filter = make(SettingsFilterVideoMixer(7));
+        EXPECT_EQ(dynamic_cast<IFilterVideoMixer&>(*filter).GetMinOverlap(), 7);
+        dynamic_cast<IStreamCombiner<IStreamVideo>&>(*filter).CombineStream(
+            drawn, Core::Property("Options")
+                       .SetChild(IFilterVideoMixer::START_TIME, 0)
+                       .SetChild(IBlend::BLENDING_POSITION_X, 0)
+                       .SetChild(IBlend::BLENDING_POSITION_Y, 0)
+                       .SetChild(IFilterVideoMixer::TRANSPARENCY_TYPE, IFilterVideoMixer::TRANSPARENCY_TYPE_OVERLAY));
+        EXPECT_NE(filter->Read(), nullptr);
+    }
+    EXPECT_THROW(make(SettingsFilterBitStream()), std::bad_cast);
+    EXPECT_EQ(main->GetRefCountImpl(), 1U);
+    EXPECT_EQ(drawn->GetRefCountImpl(), 1U);
 }
 
 TEST(FilterRegistrator, EveryNameResolvesToExactlyOneFactoryThroughTheSharedLibrary) {

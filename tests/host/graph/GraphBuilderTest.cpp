@@ -61,7 +61,7 @@ TEST(GraphBuilder, TakesFilesThatAreOpenAlready) {
     GraphMaker graph;
     graph.Source(1, Clip(), VIDEO).Source(2, Clip(), AUDIO);
     auto const file = MediaFile::Open(Clip());
-    auto const built = BuildGraph(graph.document, DEFAULT_STALL_LIMIT, {file, MediaFile::Open(Clip())});
+    auto const built = BuildGraph(graph.document, {.opened = {file, MediaFile::Open(Clip())}});
     EXPECT_THAT(built->GetSources().GetFiles(), ElementsAre(file));
     EXPECT_EQ(file, built->GetNode(2).origin.file);
 }

@@ -210,7 +210,7 @@ TEST(CachedGraph, ANodeBelowACacheThatStandsStillIsEnded) {
     graph.Source(1, Clip(), VIDEO).Filter(3, "FilterRepeatVideo", {1});
     graph.Controller(10, CACHES, {{11, 3}}, GraphMaker::Settings(CACHES, {}));
     GraphRunOptions options;
-    options.stallLimit = 1000;
+    options.building.stallLimit = 1000;
     EXPECT_EQ("node 3: /filters/0: it gave 1000 items without progress in time",
               MessageOf<GraphException>([&] { RunGraph(graph.document, options, nullptr); }));
 }
@@ -229,7 +229,7 @@ TEST(DataCacheInAGraph, PassesFailuresWithTheirNode) {
     GraphMaker graph;
     graph.Source(1, Clip(), VIDEO).Filter(3, "FilterRepeatVideo", {1}).Filter(4, "FilterCacheData", {3});
     GraphRunOptions options;
-    options.stallLimit = 1000;
+    options.building.stallLimit = 1000;
     EXPECT_EQ("node 3: /filters/0: it gave 1000 items without progress in time",
               MessageOf<GraphException>([&] { RunGraph(graph.document, options, nullptr); }));
 }

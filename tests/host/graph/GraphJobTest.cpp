@@ -239,7 +239,7 @@ TEST(GraphJob, AJoinOfManyClipsHoldsFewFilesOpen) {
     }
     auto const graph = MakeJoinGraph(clips, {});
     GraphRunOptions options;
-    options.opened = graph.files;
+    options.building.opened = graph.files;
     FileLimit const limit(64);
     auto const report = RunGraph(graph.document, options, nullptr);
     int64 const length = graph.files.front()->GetDuration();
@@ -390,7 +390,7 @@ TEST(GraphJobErrors, ANodeThatStandsStillIsEnded) {
     GraphMaker graph;
     graph.Source(1, Clip(), VIDEO).Filter(3, "FilterRepeatVideo", {1});
     GraphRunOptions options;
-    options.stallLimit = 1000;
+    options.building.stallLimit = 1000;
     EXPECT_EQ("node 3: /filters/0: it gave 1000 items without progress in time", RunMessage(graph, options));
 }
 

@@ -64,6 +64,11 @@ TEST(GraphWriter, WritesEveryClassWithItsDefaults) {
             document.controllers.push_back({2, entry.classId, "Default", settings, {{3, 1}}, "/controllers/0"});
         else
             document.filters.push_back({2, entry.classId, "Default", settings, {1}, "/filters/0"});
+        if (entry.furtherKind) {
+            EXPECT_EQ(entry.furtherKind, GraphKind::Subtitle) << entry.classId;
+            document.sources.push_back({5, "a", {StreamKind::Subtitle, 0}, false, "/sources/1"});
+            document.filters.front().inputs.push_back(5);
+        }
         if (entry.maxInputs == 0) {
             document.sources.clear();
             document.filters.front().inputs.clear();

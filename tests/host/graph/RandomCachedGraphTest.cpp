@@ -172,7 +172,7 @@ TEST(RandomCachedGraphs, StandWhereTheyStandWithoutCaches) {
         SCOPED_TRACE("seed " + std::to_string(seed) + twins.text);
         GraphRunOptions options;
         options.seeks = random.Places();
-        options.stallLimit = 20000;
+        options.building.stallLimit = 20000;
         GraphReport plain;
         GraphReport cached;
         ASSERT_NO_THROW(plain = RunGraph(twins.plain.document, options, nullptr));

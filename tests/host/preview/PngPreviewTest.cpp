@@ -70,7 +70,7 @@ class OddFrame : public Proc::IDataVideo, public RefCounted {
     }
     iptr<Proc::IDataVideo> MakeWritable() override { return Clone(true); }
     iptr<Proc::IDataVideo> Clone(bool copy) const override { return inner->Clone(copy); }
-    Proc::CropInfo GetCrop() const override { return {}; }
+    Proc::CropInfo GetCrop() const override { return inner->GetCrop(); }
 
     iptr<Proc::IDataVideo> inner = MakeNoise(PIX_FMT_RGB24, 8, 8);
     int alloc = FRAME_ALLOC_CPU;

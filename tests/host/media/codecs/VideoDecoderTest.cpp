@@ -15,6 +15,7 @@
 #include "contracts/Proc/Time.h"
 #include "host/media/CodecFactory.h"
 #include "host/media/FFmpeg.h"
+#include "host/media/MediaFile.h"
 #include "tests/host/media/codecs/PacketList.h"
 
 namespace Tarsel::Tests {
@@ -31,7 +32,7 @@ std::vector<std::string> Digests(iptr<Proc::IStreamVideo> const& stream) {
     std::vector<std::string> digests;
     while (auto const picture = stream->Read())
         digests.push_back(std::to_string(picture->GetTime()) + "+" + std::to_string(picture->GetDuration()) + " " +
-                          Proc::CalculateVideoDataMD5(*picture));
+                          Proc::CalculateVideoDataMD5(picture));
     return digests;
 }
 
@@ -66,7 +67,7 @@ void ExpectExactSeeks(Clip const& clip, DecoderOptions const& options) {
     std::vector<std::string> straight;
     while (auto const picture = decoder->Read()) {
         ends.push_back(picture->GetTime() + picture->GetDuration());
-        straight.push_back(Proc::CalculateVideoDataMD5(*picture));
+        straight.push_back(Proc::CalculateVideoDataMD5(picture));
     }
     ASSERT_EQ(straight.size(), 100U);
     unsigned const seed = std::random_device{}();
@@ -84,7 +85,7 @@ void ExpectExactSeeks(Clip const& clip, DecoderOptions const& options) {
             auto const picture = decoder->Read();
             ASSERT_TRUE(picture);
             ASSERT_EQ(picture->GetTime() + picture->GetDuration(), ends[expected]);
-            ASSERT_EQ(Proc::CalculateVideoDataMD5(*picture), straight[expected]);
+            ASSERT_EQ(Proc::CalculateVideoDataMD5(picture), straight[expected]);
         }
     }
     // Behind a seek into open groups the decoder may miss a reference that it was told to forget anyway.
@@ -182,7 +183,7 @@ TEST(VideoDecoder, HoldsACodecFromTheFirstPacketUntilItIsReleased) {
         EXPECT_FALSE(decoder->IsOpen());
         auto const held = decoder->Read();
         EXPECT_TRUE(decoder->IsOpen());
-        std::string const before = Proc::CalculateVideoDataMD5(*held);
+        std::string const before = Proc::CalculateVideoDataMD5(held);
         uint64 const packets = decoder->GetReport().packets;
         decoder->ReleaseInternalData();
         EXPECT_FALSE(decoder->IsOpen());
@@ -190,7 +191,7 @@ TEST(VideoDecoder, HoldsACodecFromTheFirstPacketUntilItIsReleased) {
         EXPECT_GE(decoder->GetReport().frames, 1U);
         EXPECT_EQ(decoder->GetImplName(), "h264");
         EXPECT_EQ(decoder->GetFormatCodec()->GetPixelFormat(), PIX_FMT_YUV420P);
-        EXPECT_EQ(Proc::CalculateVideoDataMD5(*held), before) << "the picture outlives the codec";
+        EXPECT_EQ(Proc::CalculateVideoDataMD5(held), before) << "the picture outlives the codec";
         auto const rest = Digests(decoder);
         EXPECT_TRUE(decoder->IsOpen());
         EXPECT_EQ(rest, std::vector<std::string>(straight.begin() + 1, straight.end()));
@@ -274,6 +275,46 @@ TEST(VideoDecoder, RefusesUnknownNamesAndCodecs) {
     iptr<PacketList> const nothing(new PacketList(unknown, MEDIA_TYPE_VIDEO, {}));
     EXPECT_THROW(Decode(nothing), Proc::CodecFactoryException);
     EXPECT_THROW(Decode(packets)->Initialize(Core::Property("x")), Proc::FilterException);
+}
+
+TEST(VideoDecoder, PixelAspectThatIsNotKnownIsSquareInTheFileTheFormatAndThePictures) {
+    Conf::FrameInfo const square{64, 48, 1, 1};
+    std::string const source = "-f lavfi -i testsrc2=s=64x48:r=25:d=0.2 -vf setsar=0 ";
+    for (auto const& [name, arguments] :
+         std::vector<std::pair<std::string, std::string>>{{"aspect-unknown.mp4", "-pix_fmt yuv420p -c:v libx264"},
+                                                          {"aspect-unknown.avi", "-pix_fmt yuv420p -c:v mpeg4"},
+                                                          {"aspect-unknown.mkv", "-c:v ffv1"},
+                                                          {"aspect-unknown.png", "-frames:v 1"},
+                                                          {"aspect-unknown.jpg", "-frames:v 1 -pix_fmt yuvj420p"}}) {
+        SCOPED_TRACE(name);
+        std::string const path = MakeClip(name, source + arguments);
+        auto const told = MediaFile::Open(path)->GetStreams().at(0).format;
+        EXPECT_EQ(dynamic_cast<Conf::IFormatCodecVideo&>(*told).GetFrameInfo(), square);
+        auto const decoder = Decode(LoadPackets(path, MEDIA_TYPE_VIDEO));
+        EXPECT_EQ(decoder->GetFormatCodec()->GetFrameInfo(), square);
+        auto const picture = decoder->Read();
+        ASSERT_TRUE(picture);
+        EXPECT_EQ(picture->GetFrameInfo(), square);
+    }
+    std::string const wide = MakeClip("aspect-wide.mp4", source + "-vf setsar=4/3 -pix_fmt yuv420p -c:v libx264");
+    EXPECT_EQ(Decode(LoadPackets(wide, MEDIA_TYPE_VIDEO))->Read()->GetFrameInfo(), (Conf::FrameInfo{64, 48, 4, 3}));
+}
+
+TEST(VideoDecoder, PixelAspectToldInDotsPerInchComesInLowestTerms) {
+    auto const packets =
+        LoadPackets(MakeClip("aspect-dots.jpg",
+                             "-f lavfi -i testsrc2=s=64x48:r=25:d=0.2 -vf setsar=1 -frames:v 1 -pix_fmt yuvj420p"),
+                    MEDIA_TYPE_VIDEO);
+    auto const still = packets->packets.at(0)->Clone(true);
+    AVPacket const& raw = *still->GetAVPacket();
+    std::string_view const bytes(reinterpret_cast<char const*>(raw.data), static_cast<std::size_t>(raw.size));
+    std::size_t const mark = bytes.find(std::string_view("JFIF", 5));
+    ASSERT_NE(mark, std::string_view::npos);
+    // Behind the mark stand two bytes of version, one of unit and two of dots in each direction.
+    u8 const dots[] = {1, 0, 72, 0, 72};
+    std::memcpy(raw.data + mark + 7, dots, sizeof dots);
+    packets->packets[0] = still;
+    EXPECT_EQ(Decode(packets)->Read()->GetFrameInfo(), (Conf::FrameInfo{64, 48, 1, 1}));
 }
 
 TEST(VideoDecoder, EntersItselfAsADecoder) {
