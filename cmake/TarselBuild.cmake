@@ -10,13 +10,11 @@ set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
 set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
 
-# The target all_verify_interface_header_sets compiles each header of a file set alone. It is not part of "all".
-set(CMAKE_VERIFY_INTERFACE_HEADER_SETS ${PROJECT_IS_TOP_LEVEL})
-
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 set(TARSEL_SANITIZE "" CACHE STRING "Sanitizers to build with, as in -fsanitize=")
+set(TARSEL_TEST_OPTIMIZATION "" CACHE STRING "How the tests' own code is optimised, when not as the rest")
 
 # Looked for once per build folder: a ccache that is installed later would change every command, and so rebuild all.
 if(NOT DEFINED CACHE{CCACHE_PROGRAM})
@@ -46,23 +44,33 @@ if(TARSEL_SANITIZE)
                                                         -fno-sanitize-recover=all)
   target_link_options(tarsel-build-options INTERFACE "-fsanitize=${TARSEL_SANITIZE}")
 endif()
+
+# What the libraries are compiled with beyond the options of all: with fuzz targets they count edges, without which the fuzzer
+# is blind outside its own source file. The tests' own code does without, which is a quarter of its time of compiling.
+add_library(tarsel-library-options INTERFACE)
+target_link_libraries(tarsel-library-options INTERFACE tarsel-build-options)
 if(TARSEL_BUILD_FUZZERS)
   if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
-    message(FATAL_ERROR "TARSEL_BUILD_FUZZERS needs clang: use the preset 'fuzz'")
+    message(FATAL_ERROR "TARSEL_BUILD_FUZZERS needs clang: use the preset 'asan'")
   endif()
-  # The libraries count edges too: without this the fuzzer is blind outside its own source file.
-  target_compile_options(tarsel-build-options INTERFACE -fsanitize=fuzzer-no-link)
+  target_compile_options(tarsel-library-options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
-# The header check: each header of a library compiled alone. CMake's own target all_verify_interface_header_sets does it for
-# the installed ones, this one for the private ones.
+# What the tests' own code is compiled with. It is much code and not what is looked at: optimising it takes longer than it
+# saves.
+add_library(tarsel-test-options INTERFACE)
+target_link_libraries(tarsel-test-options INTERFACE tarsel-build-options)
+target_compile_options(tarsel-test-options INTERFACE ${TARSEL_TEST_OPTIMIZATION})
+
+# The header check: each header of a library compiles alone. Most are what the source of their name begins with, so that a
+# build without the precompiled header has checked them; this target, no part of "all", compiles the others.
 if(PROJECT_IS_TOP_LEVEL)
-  add_custom_target(tarsel-verify-private-headers)
+  add_custom_target(tarsel-verify-headers)
 endif()
 
 # tarsel_library(NAME SHARED|OBJECT SOURCES ... [HEADERS ...] [PRIVATE_HEADERS ...] [MAP file]): one of the project's libraries.
-# HEADERS stand in a file set: they are installed with the library, and the header check compiles each alone.
-# PRIVATE_HEADERS are checked too, but stay at home. MAP is a linker map that alone says what the library exports.
+# HEADERS stand in a file set: they are installed with the library, and each compiles alone. So do PRIVATE_HEADERS, which stay
+# at home. MAP is a linker map that alone says what the library exports.
 function(tarsel_library name kind)
   cmake_parse_arguments(arg "" "MAP" "SOURCES;HEADERS;PRIVATE_HEADERS" ${ARGN})
   if(arg_UNPARSED_ARGUMENTS)
@@ -71,10 +79,10 @@ function(tarsel_library name kind)
   add_library(${name} ${kind} ${arg_SOURCES})
   target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}" FILES ${arg_HEADERS})
   target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}")
-  target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:tarsel-build-options>)
+  target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:tarsel-library-options>)
   tarsel_use_pch(${name} tarsel-pch)
-  if(arg_PRIVATE_HEADERS AND PROJECT_IS_TOP_LEVEL)
-    tarsel_verify_headers(${name} ${arg_PRIVATE_HEADERS})
+  if(PROJECT_IS_TOP_LEVEL)
+    tarsel_verify_headers(${name} SOURCES ${arg_SOURCES} HEADERS ${arg_HEADERS} ${arg_PRIVATE_HEADERS})
   endif()
   if(kind STREQUAL "SHARED")
     set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
@@ -92,20 +100,33 @@ function(tarsel_library name kind)
   endif()
 endfunction()
 
-# tarsel_verify_headers(LIBRARY HEADERS...): compiles each header alone, as the library's sources are compiled.
+# tarsel_verify_headers(LIBRARY SOURCES ... HEADERS ...): compiles each header alone, as the library's sources are compiled,
+# but for those that come first in one of SOURCES.
 function(tarsel_verify_headers library)
-  foreach(header IN LISTS ARGN)
+  cmake_parse_arguments(arg "" "" "SOURCES;HEADERS" ${ARGN})
+  list(FILTER arg_SOURCES INCLUDE REGEX "[.]cpp$")
+  foreach(source IN LISTS arg_SOURCES)
+    file(STRINGS "${source}" first REGEX "^#include" LIMIT_COUNT 1)
+    list(APPEND begun "${first}")
+  endforeach()
+  foreach(header IN LISTS arg_HEADERS)
     file(REAL_PATH "${header}" path)
     file(RELATIVE_PATH fromRoot "${PROJECT_SOURCE_DIR}" "${path}")
-    set(source "${CMAKE_CURRENT_BINARY_DIR}/${library}-verify/${fromRoot}.cpp")
-    file(CONFIGURE OUTPUT "${source}" CONTENT "#include \"${fromRoot}\"\n" @ONLY)
-    list(APPEND sources "${source}")
+    if("#include \"${fromRoot}\"" IN_LIST begun)
+      continue()
+    endif()
+    set(alone "${CMAKE_CURRENT_BINARY_DIR}/${library}-verify/${fromRoot}.cpp")
+    file(CONFIGURE OUTPUT "${alone}" CONTENT "#include \"${fromRoot}\"\n" @ONLY)
+    list(APPEND sources "${alone}")
   endforeach()
+  if(NOT sources)
+    return()
+  endif()
   add_library(${library}-verify-headers OBJECT EXCLUDE_FROM_ALL ${sources})
   target_include_directories(${library}-verify-headers PRIVATE $<TARGET_PROPERTY:${library},INCLUDE_DIRECTORIES>)
   target_compile_definitions(${library}-verify-headers PRIVATE $<TARGET_PROPERTY:${library},COMPILE_DEFINITIONS>)
   target_link_libraries(${library}-verify-headers PRIVATE tarsel-build-options)
-  add_dependencies(tarsel-verify-private-headers ${library}-verify-headers)
+  add_dependencies(tarsel-verify-headers ${library}-verify-headers)
 endfunction()
 
 # tarsel_program(NAME SOURCES ... LIBS ...): a program that is installed beside the libraries it needs.
@@ -113,7 +134,7 @@ function(tarsel_program name)
   cmake_parse_arguments(arg "" "" "SOURCES;LIBS" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
   target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}")
-  target_link_libraries(${name} PRIVATE tarsel-build-options ${arg_LIBS})
+  target_link_libraries(${name} PRIVATE tarsel-library-options ${arg_LIBS})
   tarsel_share_library_pch(${name} tarsel-pch)
   file(RELATIVE_PATH toLibraries "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
   set_target_properties(${name} PROPERTIES INSTALL_RPATH "$ORIGIN/${toLibraries}")

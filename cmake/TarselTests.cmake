@@ -6,7 +6,7 @@ if(TARSEL_BUILD_TESTS)
   # The tests that the thread sanitizer runs, to be built without the rest.
   add_custom_target(tarsel-thread-tests)
   if(TARSEL_USE_PCH)
-    tarsel_pch_owner(tarsel-pch-tests pch-tests.h GTest::gtest GTest::gmock)
+    tarsel_pch_owner(tarsel-pch-tests pch-tests.h tarsel-test-options GTest::gtest GTest::gmock)
     target_include_directories(tarsel-pch-tests PRIVATE "${PROJECT_SOURCE_DIR}")
   endif()
 endif()
@@ -14,10 +14,11 @@ if(TARSEL_BUILD_BENCHMARKS)
   find_package(benchmark REQUIRED)
 endif()
 
-# tarsel_test(NAME LABELS unit|threads|media... SOURCES ... [LIBS ...] [TIMEOUT seconds]): a test program. Each of its tests is
-# a test of ctest under the given labels; TIMEOUT is the limit of a single one, 120 seconds when none is given.
+# tarsel_test(NAME LABELS unit|threads|media... SOURCES ... [LIBS ...] [TIMEOUT seconds] [SHARDS n]): a test program. Each of its
+# tests is a test of ctest under the given labels; TIMEOUT is the limit of a single one, 120 seconds when none is given. Where
+# the tests of a sanitized program run many in a process, it runs as SHARDS processes side by side, 1 when not given.
 function(tarsel_test name)
-  cmake_parse_arguments(arg "" "TIMEOUT" "LABELS;SOURCES;LIBS" ${ARGN})
+  cmake_parse_arguments(arg "" "TIMEOUT;SHARDS" "LABELS;SOURCES;LIBS" ${ARGN})
   if(arg_UNPARSED_ARGUMENTS)
     message(FATAL_ERROR "tarsel_test(${name}): unknown arguments: ${arg_UNPARSED_ARGUMENTS}")
   endif()
@@ -34,7 +35,7 @@ function(tarsel_test name)
   endif()
   add_executable(${name} ${arg_SOURCES})
   target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}")
-  target_link_libraries(${name} PRIVATE tarsel-build-options ${arg_LIBS} GTest::gtest GTest::gmock GTest::gmock_main)
+  target_link_libraries(${name} PRIVATE tarsel-test-options ${arg_LIBS} GTest::gtest GTest::gmock GTest::gmock_main)
   tarsel_share_library_pch(${name} tarsel-pch-tests)
   # Programs are asked for their tests when ctest runs: a sanitized program need not run during the build.
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 NO_PRETTY_VALUES
@@ -47,10 +48,33 @@ function(tarsel_test name)
   if("threads" IN_LIST arg_LABELS)
     add_dependencies(tarsel-thread-tests ${name})
   endif()
+  if(TARSEL_SANITIZE)
+    tarsel_whole_tests(${name} "${arg_LABELS}" ${arg_TIMEOUT} "${arg_SHARDS}")
+  endif()
 endfunction()
 
-# tarsel_fuzz_target(NAME SOURCES ... [LIBS ...]): one LLVMFuzzerTestOneInput with its seeds in fuzz/corpus/NAME. With
-# TARSEL_BUILD_FUZZERS it is a libFuzzer program fuzz-NAME; otherwise a test that runs the same function over every seed.
+# tarsel_whole_tests(PROGRAM LABELS TIMEOUT SHARDS): the same tests once more, many in a process. Their labels are of their own,
+# by which the test presets take either these or those.
+function(tarsel_whole_tests program labels timeout shards)
+  if(NOT shards)
+    set(shards 1)
+  endif()
+  set(wholeLabels whole)
+  if("threads" IN_LIST labels)
+    list(APPEND wholeLabels whole-threads)
+  endif()
+  math(EXPR last "${shards} - 1")
+  foreach(shard RANGE ${last})
+    set(test "whole-${program}-${shard}")
+    add_test(NAME ${test} COMMAND "${PROJECT_SOURCE_DIR}/scripts/run-test-program" $<TARGET_FILE:${program}> ${shard} ${shards}
+                                  ${timeout} "${PROJECT_BINARY_DIR}/whole/${program}-${shard}")
+    # The program in many shards takes longest, so it begins first. Single tests have limits of their own.
+    set_tests_properties(${test} PROPERTIES LABELS "${wholeLabels}" COST ${shards} TIMEOUT 3600)
+  endforeach()
+endfunction()
+
+# tarsel_fuzz_target(NAME SOURCES ... [LIBS ...]): one LLVMFuzzerTestOneInput with its seeds in fuzz/corpus/NAME, and a test
+# that runs it over every seed. With TARSEL_BUILD_FUZZERS it is a libFuzzer program fuzz-NAME.
 function(tarsel_fuzz_target name)
   cmake_parse_arguments(arg "" "" "SOURCES;LIBS" ${ARGN})
   if(arg_UNPARSED_ARGUMENTS)
@@ -63,14 +87,17 @@ function(tarsel_fuzz_target name)
   endif()
   add_executable(fuzz-${name} ${arg_SOURCES})
   target_include_directories(fuzz-${name} PRIVATE "${PROJECT_SOURCE_DIR}")
-  target_link_libraries(fuzz-${name} PRIVATE tarsel-build-options ${arg_LIBS})
+  target_link_libraries(fuzz-${name} PRIVATE tarsel-library-options ${arg_LIBS})
   if(TARSEL_BUILD_FUZZERS)
     target_link_options(fuzz-${name} PRIVATE -fsanitize=fuzzer)
     file(APPEND "${PROJECT_BINARY_DIR}/fuzz-targets.txt" "${name}\n")
     add_dependencies(tarsel-fuzz-targets fuzz-${name})
+    set(seedArguments -runs=0)
   else()
     target_sources(fuzz-${name} PRIVATE "${PROJECT_SOURCE_DIR}/fuzz/ReplayMain.cpp")
-    add_test(NAME fuzz-seeds-${name} COMMAND fuzz-${name} "${corpus}")
+  endif()
+  if(TARSEL_BUILD_TESTS)
+    add_test(NAME fuzz-seeds-${name} COMMAND fuzz-${name} ${seedArguments} "${corpus}")
     set_tests_properties(fuzz-seeds-${name} PROPERTIES LABELS fuzz-seeds TIMEOUT 120)
   endif()
 endfunction()
