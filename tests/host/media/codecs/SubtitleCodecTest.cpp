@@ -2,8 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -14,6 +12,7 @@
 #include "host/media/SubtitleEncoder.h"
 #include "host/media/SubtitleLines.h"
 #include "tests/host/media/codecs/PacketList.h"
+#include "tests/support/TestMedia.h"
 
 namespace Tarsel::Tests {
 namespace {
@@ -23,12 +22,10 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 
 std::string ScriptPath() {
-    std::filesystem::path const path = std::filesystem::path(TARSEL_CODEC_CLIPS_DIR) / "script.srt";
-    std::filesystem::create_directories(path.parent_path());
-    std::ofstream(path) << "1\n00:00:01,000 --> 00:00:02,500\nFirst, with a comma\n\n"
-                           "2\n00:00:02,000 --> 00:00:03,000\n<i>Second</i>\n\n"
-                           "3\n00:01:05,250 --> 00:01:06,000\nThird\n\n";
-    return path;
+    return Test::MakeTextFile("script.srt",
+                              "1\n00:00:01,000 --> 00:00:02,500\nFirst, with a comma\n\n"
+                              "2\n00:00:02,000 --> 00:00:03,000\n<i>Second</i>\n\n"
+                              "3\n00:01:05,250 --> 00:01:06,000\nThird\n\n");
 }
 
 iptr<PacketList> Load(std::string const& path) {

@@ -5,7 +5,6 @@
 
 #include <cmath>
 #include <cstring>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -21,6 +20,7 @@
 #include "host/media/SampleClip.h"
 #include "host/media/VideoDecoder.h"
 #include "tests/host/media/codecs/PacketList.h"
+#include "tests/support/TestMedia.h"
 
 namespace Tarsel::Tests {
 namespace {
@@ -486,8 +486,8 @@ TEST(SampleClip, PicturesCarryTheirNumberThroughTheEncoder) {
 }
 
 TEST(SampleClip, FileHoldsBothStreamsFromTimeZero) {
-    std::string const path = std::string(TARSEL_CODEC_CLIPS_DIR) + "/sample.mp4";
-    std::filesystem::create_directories(TARSEL_CODEC_CLIPS_DIR);
+    Test::ScratchFolder const folder;
+    std::string const path = folder / "sample.mp4";
     SampleClipOptions clip;
     clip.seconds = 4;
     WriteSampleClip(path, clip, true);
