@@ -15,7 +15,8 @@ namespace Tarsel::Host {
 
 namespace {
 
-constexpr int MAX_DEFAULT_THREADS = 4;
+constexpr int MAX_SLICE_THREADS = 4;
+constexpr int MAX_FRAME_THREADS = 8;
 
 bool IsDefaultName(std::string const& name) {
     return name.empty() || name == Proc::ImplNames::FFMPEG || name == Proc::ImplNames::TARSEL ||
@@ -56,7 +57,10 @@ AVCodec const* FindDecoder(AVCodecID id, Conf::IFormatCodec const& format, std::
 
 int ThreadCount(DecoderOptions const& options) {
     if (options.threadCount > 0) return options.threadCount;
-    return std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, MAX_DEFAULT_THREADS);
+    int const processors = std::max(static_cast<int>(std::thread::hardware_concurrency()), 1);
+    if (options.threading == DecoderOptions::Threading::Slices) return std::min(processors, MAX_SLICE_THREADS);
+    // One picture more under way than can be worked on: whoever reads works on its own pictures meanwhile.
+    return processors == 1 ? 1 : std::min(processors + 1, MAX_FRAME_THREADS);
 }
 
 /// Parameters to open a codec with: the container's, with the format's codec and header bytes put over them. Throws

@@ -18,7 +18,7 @@ struct DecoderOptions {
     enum class Strictness { Lenient, Errors, Warnings };
 
     Threading threading = Threading::Slices;
-    /// 0: as many as the machine has, at most 4.
+    /// 0: as many slices as the machine has processors, at most 4; one frame more than processors, at most 8.
     int threadCount = 0;
     Strictness strictness = Strictness::Lenient;
 };

@@ -19,6 +19,7 @@
 
 extern "C" {
 #include <libavcodec/codec_desc.h>
+#include <libavutil/avstring.h>
 #include <libavutil/channel_layout.h>
 #include <libavutil/dict.h>
 }
@@ -216,6 +217,24 @@ void UnlaceHeaders(AVCodecParameters& parameters) {
     parameters.extradata_size = static_cast<int>(plain.size());
 }
 
+std::string TagOf(StreamInfo const& info, std::string const& name) {
+    Core::Property const& tags = info.format->GetMetadata();
+    return tags.ChildExists(name) ? tags[name].GetString() : "";
+}
+
+/// Muxers name the type of a font in many ways, old ones only by the file's name.
+bool IsFont(StreamInfo const& info) {
+    if (info.kind != StreamKind::Attachment) return false;
+    std::string const type = TagOf(info, "mimetype");
+    if (info.codec == "ttf" || info.codec == "otf" || type.find("font") != std::string::npos ||
+        type.find("opentype") != std::string::npos)
+        return true;
+    std::string const name = TagOf(info, "filename");
+    std::size_t const dot = name.rfind('.');
+    if (dot == std::string::npos) return false;
+    return av_match_name(name.c_str() + dot + 1, "ttf,otf,ttc,otc") != 0;
+}
+
 std::string ContainerName(AVFormatContext const& context) {
     std::string_view const names = context.iformat->name;
     if (names.starts_with("mov,mp4")) {
@@ -302,10 +321,13 @@ void MediaFile::Probe() {
 }
 
 void MediaFile::ListStreams() {
-    for (unsigned i = 0; i < context->nb_streams; ++i) streams.push_back(DescribeStream(static_cast<int>(i)));
+    auto const fonts = std::make_shared<std::vector<FontFile>>();
+    for (unsigned i = 0; i < context->nb_streams; ++i) streams.push_back(DescribeStream(static_cast<int>(i), fonts));
+    for (StreamInfo const& info : streams)
+        if (info.payload && IsFont(info)) fonts->push_back({TagOf(info, "filename"), info.payload});
 }
 
-StreamInfo MediaFile::DescribeStream(int index) const {
+StreamInfo MediaFile::DescribeStream(int index, std::shared_ptr<std::vector<FontFile> const> const& fonts) const {
     AVStream& stream = *context->streams[index];
     if (stream.codecpar->codec_id == AV_CODEC_ID_THEORA) UnlaceHeaders(*stream.codecpar);
     AVCodecParameters const& parameters = *stream.codecpar;
@@ -338,6 +360,7 @@ StreamInfo MediaFile::DescribeStream(int index) const {
                    (parameters.codec_tag == MKTAG('t', 'm', 'c', 'd') ||
                     (parameters.codec_id == AV_CODEC_ID_BIN_DATA && context->nb_chapters != 0));
     iptr<NativeParameters> const native = MakeNative(*context, stream);
+    if (info.kind == StreamKind::Subtitle) native->fonts = fonts;
     info.native = native;
     info.format->SetNativeParameters(native);
     return info;

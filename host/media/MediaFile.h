@@ -122,7 +122,7 @@ class TARSEL_HOST_EXPORT MediaFile : public RefCounted {
     MediaFile(std::string const& path, SharedBytes bytes);
     void Probe();
     void ListStreams();
-    StreamInfo DescribeStream(int index) const;
+    StreamInfo DescribeStream(int index, std::shared_ptr<std::vector<FontFile> const> const& fonts) const;
     void EnsureIndexed() const;
     void BuildIndex();
     void CompleteFormats();

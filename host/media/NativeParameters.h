@@ -1,15 +1,23 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "contracts/Conf/FrameInfo.h"
 #include "contracts/Core/Export.h"
+#include "contracts/Core/IBlob.h"
 #include "contracts/Core/RefCount.h"
 #include "host/media/FFmpeg.h"
 
 namespace Tarsel::Host {
+
+/// A font file that a container carries along: its name there and its bytes.
+struct FontFile {
+    std::string name;
+    iptr<IBlob> bytes;
+};
 
 /// What the container says of a stream beyond the format's own fields: the attachment of
 /// `IFormatCodec::GetNativeParameters`. Decoders open from it, the muxer carries it over (aspect, colour, field order,
@@ -37,6 +45,8 @@ class TARSEL_HOST_EXPORT NativeParameters : public RefCounted {
     int disposition = 0;
     /// Stream side data by FFmpeg's type number (display matrix, mastering display, content light level...).
     std::vector<std::pair<AVPacketSideDataType, std::string>> sideData;
+    /// Of subtitles: the fonts of the same file, which its texts may name. Null where there is no file.
+    std::shared_ptr<std::vector<FontFile> const> fonts;
 };
 
 /// Whether the container asks players to turn the pictures.

@@ -106,8 +106,10 @@ void AssEngine::HearOfFont(std::string const& message) {
     for (int i = 0; i < 2; ++i) family.erase(std::min(family.rfind(','), family.size()));
     if (!family.empty() && family.front() == '@') family.erase(0, 1);
     if (families.size() >= MAX_TOLD || !families.insert(family).second) return;
-    // Which families the script itself brings isn't known here.
-    if (script.HasFonts() || fonts.Has(family)) return;
+    if (fonts.Has(family)) return;
+    // Which families the script itself brings isn't known here, but what it brings has no path.
+    std::size_t const path = end + std::string_view(") -> ").size();
+    if (script.HasFonts() && message.compare(path, 1, "/") != 0) return;
     std::size_t const chosen = message.rfind(", ") + 2;
     Tell("Font \"" + family + "\" isn't installed, " + message.substr(chosen) + " is drawn in its place");
 }

@@ -5,12 +5,15 @@
 #include <limits>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "contracts/Core/Exception.h"
 #include "contracts/Core/Time.h"
 #include "contracts/Proc/DataSubtitleFF.h"
+#include "host/media/DecoderContext.h"
 #include "host/media/FFmpeg.h"
 #include "host/media/SubtitleLines.h"
+#include "host/titles/CarriedFonts.h"
 
 namespace Tarsel::Host {
 
@@ -81,26 +84,37 @@ iptr<IDataSubtitle> WithTimes(IDataSubtitle& item) {
     return DataSubtitleFF::Create(&copy.value, time, duration);
 }
 
-/// Null stays null.
-iptr<Conf::IFormatCodecSubtitle const> WithPlainFont(iptr<Conf::IFormatCodecSubtitle const> const& format) {
-    if (!format || format->GetCodecID() == "ass" || format->GetCodecID() == "ssa") return format;
+bool HasOwnStyles(Conf::IFormatCodec const& format) {
+    return format.GetCodecID() == "ass" || format.GetCodecID() == "ssa";
+}
+
+std::string WithPlainFont(std::string header) {
     // As libavcodec begins the style of texts that have none.
     constexpr std::string_view STYLE = "Style: Default,";
-    std::string header = format->GetSubtitleHeader();
     std::size_t const style = header.find(STYLE);
-    if (style == std::string::npos) return format;
+    if (style == std::string::npos) return header;
     std::size_t const font = style + STYLE.size();
-    header.replace(font, std::min(header.find(',', font), header.size()) - font, "sans-serif");
-    iptr<Conf::IFormatCodecSubtitle> plain(dynamic_cast<Conf::IFormatCodecSubtitle*>(format->CloneBase().get()));
-    if (!plain) return format;
-    plain->SetSubtitleHeader(header);
-    return plain;
+    return header.replace(font, std::min(header.find(',', font), header.size()) - font, "sans-serif");
+}
+
+/// Null stays null.
+iptr<Conf::IFormatCodecSubtitle const> AsDrawn(iptr<Conf::IFormatCodecSubtitle const> const& format) {
+    if (!format) return format;
+    std::string const& own = format->GetSubtitleHeader();
+    std::string header = HasOwnStyles(*format) ? own : WithPlainFont(own);
+    NativeParameters const* const native = FindNativeParameters(*format);
+    if (native && native->fonts) header = WithFonts(std::move(header), *native->fonts);
+    if (header == own) return format;
+    iptr<Conf::IFormatCodecSubtitle> drawn(dynamic_cast<Conf::IFormatCodecSubtitle*>(format->CloneBase().get()));
+    if (!drawn) return format;
+    drawn->SetSubtitleHeader(header);
+    return drawn;
 }
 
 }  // namespace
 
 RetimedTitles::RetimedTitles(iptr<IStreamSubtitle> const& source)
-    : ForwardingStream(source), format(WithPlainFont(source->GetFormatCodec())) {}
+    : ForwardingStream(source), format(AsDrawn(source->GetFormatCodec())) {}
 
 iptr<IDataSubtitle> RetimedTitles::Read() {
     iptr<IDataSubtitle> item = stream->Read();

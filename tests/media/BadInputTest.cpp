@@ -145,7 +145,8 @@ ProgramResult Interrupt(ScratchFolder const& folder, std::vector<std::string> co
 
 TEST(Interrupted, LeavesNoPartialFile) {
     auto const clip = FamilyClip("h264-heavy.mp4");
-    for (auto const& [number, code] : {std::pair{SIGINT, 130}, std::pair{SIGTERM, 143}}) {
+    for (auto const& [number, code] : {std::pair{SIGINT, 130}, std::pair{SIGTERM, 143}, std::pair{SIGHUP, 129},
+                                       std::pair{SIGQUIT, 131}, std::pair{SIGPIPE, 141}, std::pair{SIGXCPU, 152}}) {
         ScratchFolder const folder;
         bool raised = false;
         auto const result =

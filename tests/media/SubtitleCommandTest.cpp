@@ -304,6 +304,25 @@ TEST_F(Subtitle, AMissingFontIsToldOnce) {
     EXPECT_EQ(std::string::npos, errors.find("No Such Font", first + 1));
 }
 
+TEST_F(Subtitle, FontsThatTheFileCarriesAreKnown) {
+    std::string const font = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf";
+    std::string const film =
+        MakeClip("subtitle-fonts.mkv", {"-i", Bare(), "-i", Styled(), "-map", "0", "-map", "1", "-c", "copy", "-attach",
+                                        font, "-metadata:s:t", "mimetype=application/x-truetype-font"});
+    auto const installed = PicturesOf(Make({Bare(), "--subs", Styled()}));
+    std::ofstream(folder / "fonts.conf") << "<?xml version=\"1.0\"?><fontconfig></fontconfig>\n";
+    setenv("FONTCONFIG_FILE", (folder / "fonts.conf").c_str(), 1);
+    ExpectSeen(PicturesOf(Make({Bare(), "--subs", Styled()})), {});
+    EXPECT_THAT(errors, HasSubstr("No font is installed"));
+    auto const carried = PicturesOf(Make({film}));
+    EXPECT_THAT(report.at("warnings"), IsEmpty());
+    unsetenv("FONTCONFIG_FILE");
+    ExpectSeen(carried, {{500, 1500}, {2000, 2800}});
+    ASSERT_EQ(installed.size(), carried.size());
+    for (std::size_t i = 0; i < carried.size(); ++i) EXPECT_EQ(installed[i].pixels, carried[i].pixels) << i;
+    EXPECT_NE(nullptr, InspectFile(folder / "out.mkv").First(StreamKind::Attachment)) << "it goes along";
+}
+
 TEST_F(Subtitle, AFileWithoutTitlesIsDoneWithAWarning) {
     std::string const empty = MakeTextFile("subtitle-empty.vtt", "WEBVTT\n\n");
     auto const pictures = PicturesOf(Make({Bare(), "--subs", empty}));

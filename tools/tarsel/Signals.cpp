@@ -56,7 +56,7 @@ void HandleSignals() {
     action.sa_handler = EndOnSignal;
     // A second signal must not cut the clean-up of the first one short.
     sigfillset(&action.sa_mask);
-    for (int const number : {SIGINT, SIGTERM, SIGHUP}) {
+    for (int const number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGXCPU}) {
         struct sigaction present {};
         // A signal that the caller has chosen to ignore (nohup, a shell's background job) stays ignored.
         if (sigaction(number, nullptr, &present) == 0 && present.sa_handler == SIG_IGN) continue;

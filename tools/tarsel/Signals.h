@@ -2,8 +2,9 @@
 
 namespace Tarsel::Tool {
 
-/// From here on an interrupt, a termination request or a hang-up removes what is half written and ends the program with
-/// 128 plus the signal's number. A write over the limit on a file's size fails and sends none.
+/// From here on an interrupt, a quit, a termination request, a hang-up, a broken pipe or the end of the allowed
+/// processor time removes what is half written and ends the program with 128 plus the signal's number; none of them
+/// leaves a core file. A write over the limit on a file's size fails and sends none.
 void HandleSignals();
 
 /// While it lives such a signal is only noted, so that work which leaves whole files behind can take them back first.

@@ -202,6 +202,29 @@ TEST(MediaFile, ListsChaptersMetadataLanguagesAndAttachments) {
     EXPECT_EQ(file->GetChapters()[1].end - file->GetChapters()[1].begin, 4000000);
 }
 
+TEST(MediaFile, SubtitlesKnowTheFontsOfTheirFile) {
+    iptr<MediaFile> const rich = MediaFile::Open(TestMedia("rich.mkv"));
+    auto const fonts = rich->GetStreams()[3].native->fonts;
+    ASSERT_TRUE(fonts);
+    ASSERT_EQ(fonts->size(), 1U);
+    EXPECT_THAT(fonts->front().name, testing::EndsWith("font.ttf"));
+    EXPECT_EQ(fonts->front().bytes, rich->GetStreams()[4].payload);
+    EXPECT_EQ(rich->GetStreams()[0].native->fonts, nullptr);
+    // What is no font by its type or its name isn't taken for one.
+    auto const attach = [](std::string const& name, std::string const& type) {
+        return MakeClip("attached-" + name + ".mkv",
+                        {"-i", TestMedia("rich.mkv"), "-map", "0:3", "-c", "copy", "-attach",
+                         MakeTextFile(name, "bytes of " + name), "-metadata:s:t", "mimetype=" + type});
+    };
+    auto const countIn = [](std::string const& path) {
+        return MediaFile::Open(path)->GetStreams().at(0).native->fonts->size();
+    };
+    EXPECT_EQ(countIn(attach("letters.bin", "font/ttf")), 1U);
+    EXPECT_EQ(countIn(attach("letters.OTF", "application/octet-stream")), 1U);
+    EXPECT_EQ(countIn(attach("letters.bin", "application/vnd.ms-opentype")), 1U);
+    EXPECT_EQ(countIn(attach("picture.bin", "application/octet-stream")), 0U);
+}
+
 TEST(MediaFile, CoverPictureIsNoVideo) {
     iptr<MediaFile> const file = MediaFile::Open(TestMedia("cover.m4a"));
     ASSERT_EQ(file->GetStreams().size(), 2u);

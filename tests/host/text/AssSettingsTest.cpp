@@ -259,5 +259,16 @@ TEST_F(NoFonts, AScriptBringsItsOwn) {
     EXPECT_TRUE(AreSame(drawing, DrawLine("words")));
 }
 
+TEST(AssSettings, AScriptWithFontsIsToldOfThoseThatNeitherItNorTheSystemHas) {
+    LogLines const log(0);
+    std::string header = PlainHeader();
+    header.insert(header.find("\n[Events]"), "\n" + Embedded(std::string(FONTS) + "/DejaVuSans.ttf"));
+    SettingsSubtitleDrawer settings;
+    settings.SetFontName("No Such Font");
+    EXPECT_NE(DrawLine("words", settings, header).picture, nullptr);
+    EXPECT_EQ(log.Count("Font \"No Such Font\" isn't installed, DejaVu"), 1U);
+    EXPECT_EQ(log.Get(google::GLOG_WARNING).size(), 1U);
+}
+
 }  // namespace
 }  // namespace Tarsel::Host
