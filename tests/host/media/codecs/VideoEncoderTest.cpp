@@ -486,7 +486,7 @@ TEST(SampleClip, PicturesCarryTheirNumberThroughTheEncoder) {
 }
 
 TEST(SampleClip, FileHoldsBothStreamsFromTimeZero) {
-    Test::ScratchFolder const folder;
+    Tarsel::Test::ScratchFolder const folder;
     std::string const path = folder / "sample.mp4";
     SampleClipOptions clip;
     clip.seconds = 4;
