@@ -88,30 +88,30 @@ void AssEngine::Warn(std::string const& warning) const {
 }
 
 void AssEngine::Hear(int loudness, std::string const& message) {
-    auto const says = [&](char const* text) { return message.find(text) != std::string::npos; };
-    // The one is told below with what is missing, the other follows where no font at all is there.
-    if (says("Using default font family") || says("glyph 0x0 ")) return;
-    if (loudness <= ASS_LOUDNESS_WARNING)
-        Tell("Drawing text: " + message);
-    else if (loudness == ASS_LOUDNESS_INFORMATION)
-        HearOfFont(message);
+    // The library takes what comes nearest and says no more; where nothing does, it says that ahead.
+    constexpr std::string_view CHOICE = "fontselect: (";
+    constexpr std::string_view DEFAULT = "fontselect: Using default font family: (";
+    if (message.starts_with(DEFAULT)) return HearOfFont(message.substr(DEFAULT.size()), true);
+    if (message.starts_with(CHOICE)) return HearOfFont(message.substr(CHOICE.size()), false);
+    // Follows where no font at all is there, which was told.
+    if (message.find("glyph 0x0 ") != std::string::npos) return;
+    if (loudness <= ASS_LOUDNESS_WARNING) Tell("Drawing text: " + message);
 }
 
-/// "fontselect: (FAMILY, weight, slant) -> path, index, name": the library takes what comes nearest and says no more.
-void AssEngine::HearOfFont(std::string const& message) {
-    constexpr std::string_view BEGIN = "fontselect: (";
-    std::size_t const end = message.find(") -> ");
-    if (message.compare(0, BEGIN.size(), BEGIN) != 0 || end == std::string::npos) return;
-    std::string family = message.substr(BEGIN.size(), end - BEGIN.size());
+/// "FAMILY, weight, slant) -> path, index, name"
+void AssEngine::HearOfFont(std::string const& choice, bool isDefault) {
+    constexpr std::string_view ARROW = ") -> ";
+    std::size_t const end = choice.find(ARROW);
+    if (end == std::string::npos) return;
+    std::string family = choice.substr(0, end);
     for (int i = 0; i < 2; ++i) family.erase(std::min(family.rfind(','), family.size()));
     if (!family.empty() && family.front() == '@') family.erase(0, 1);
-    if (families.size() >= MAX_TOLD || !families.insert(family).second) return;
-    if (fonts.Has(family)) return;
+    if (families.size() >= MAX_TOLD || !families.insert(family).second || fonts.Has(family)) return;
     // Which families the script itself brings isn't known here, but what it brings has no path.
-    std::size_t const path = end + std::string_view(") -> ").size();
-    if (script.HasFonts() && message.compare(path, 1, "/") != 0) return;
-    std::size_t const chosen = message.rfind(", ") + 2;
-    Tell("Font \"" + family + "\" isn't installed, " + message.substr(chosen) + " is drawn in its place");
+    bool const hasPath = choice.compare(end + ARROW.size(), 1, "/") == 0;
+    if (script.HasFonts() && !isDefault && !hasPath) return;
+    Tell("Font \"" + family + "\" isn't installed, " + choice.substr(choice.rfind(", ") + 2) +
+         " is drawn in its place");
 }
 
 void AssEngine::LeaveOut(std::string const& line, std::string const& reason) {

@@ -63,7 +63,7 @@ class TARSEL_HOST_EXPORT AssEngine final : public Proc::ITextEngine, public RefC
     AssEngine(std::string const& header, Proc::SettingsSubtitleDrawer const& settings, TextWarningListener warned);
 
     void Hear(int loudness, std::string const& message);
-    void HearOfFont(std::string const& message);
+    void HearOfFont(std::string const& choice, bool isDefault);
     void LeaveOut(std::string const& line, std::string const& reason);
     void Tell(std::string const& warning);
     void Warn(std::string const& warning) const;
