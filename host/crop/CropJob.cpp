@@ -5,13 +5,9 @@
 #include <utility>
 
 #include "contracts/Core/Exception.h"
-#include "contracts/Proc/IFilterApplyEffects.h"
 #include "contracts/Proc/ImplNames.h"
-#include "contracts/Proc/SettingsEffectCrop.h"
 #include "host/effects/CropRegion.h"
 #include "host/graph/Factories.h"
-#include "host/graph/GraphErrors.h"
-#include "host/graph/KeptStreams.h"
 #include "host/media/ForwardingStream.h"
 #include "host/media/NativeParameters.h"
 #include "host/media/VideoDecoder.h"
@@ -58,17 +54,6 @@ class PictureTap final : public ForwardingStream<Proc::IStreamVideo> {
     int64 const longest;
     ProgressCallback const& progress;
 };
-
-StreamInfo const& FindVideo(MediaFile const& file, int number) {
-    int place = 0;
-    for (StreamInfo const& info : file.GetStreams())
-        if (info.kind == StreamKind::Video && place++ == number) return info;
-    std::string const what = place == 0   ? "there is no video in it"
-                             : place == 1 ? "it has 1 video stream"
-                                          : "it has " + std::to_string(place) + " video streams";
-    TARSEL_THROW(Core::IOException,
-                 file.GetPath() + ": " + what + (place == 0 ? "" : ", there is no number " + std::to_string(number)));
-}
 
 int64 BrightnessOf(Proc::IDataVideo const& picture) {
     auto const luma = picture.GetPlaneConst(0);
@@ -133,12 +118,7 @@ void Judge(CropReport& report, CropRequest const& request, PictureTap const& tap
                    report.region.bottom + 1 >= frame.bottom;
     if (report.whole) report.region = frame;
     report.kept = CropRegionIn(report.region, tap.format, tap.size.width, tap.size.height);
-    if (tap.interlaced || canBeInterlaced) {
-        u32 const step = RowStepOfFields(tap.format);
-        report.kept.top -= report.kept.top % step;
-        // Encoders of fields want whole rows of chroma in both of them.
-        report.kept.bottom = std::min(frame.bottom, (report.kept.bottom + step - 1) / step * step);
-    }
+    if (tap.interlaced || canBeInterlaced) report.MoveToFields(RowStepOfFields(tap.format));
     if (!report.settled)
         report.hints = {
             "no region held for " + CountText(request.count) + " up to " + ShortTime(request.longest) +
@@ -151,6 +131,14 @@ void Judge(CropReport& report, CropRequest const& request, PictureTap const& tap
 std::string CropEffectText(CropInfo const& region) {
     return "crop:left=" + std::to_string(region.left) + ",right=" + std::to_string(region.right) +
            ",top=" + std::to_string(region.top) + ",bottom=" + std::to_string(region.bottom);
+}
+
+void CropReport::MoveToFields(u32 rowStep) {
+    CropInfo const before = kept;
+    kept.top -= kept.top % rowStep;
+    // Encoders of fields want whole rows of chroma in both of them.
+    kept.bottom = std::min(static_cast<u32>(frameHeight), (kept.bottom + rowStep - 1) / rowStep * rowStep);
+    keptForFields = keptForFields || !(kept == before);
 }
 
 std::string CropReport::ToJson() const {
@@ -178,14 +166,25 @@ std::string CropReport::ToText() const {
         text += "no bars, the picture is the whole frame of " + size(frameWidth, frameHeight) + "\n";
     else
         text += "a picture of " + size(region.GetWidth(), region.GetHeight()) + " in a frame of " +
-                size(frameWidth, frameHeight) + "\n" + CropEffectText(region) + "\n";
+                size(frameWidth, frameHeight) + "\n" + CropEffectText(kept) + "\n";
     for (std::string const& hint : hints) text += "hint: " + hint + "\n";
     return text;
 }
 
+StreamInfo const& FindCropStream(MediaFile const& file, int number) {
+    int place = 0;
+    for (StreamInfo const& info : file.GetStreams())
+        if (info.kind == StreamKind::Video && place++ == number) return info;
+    std::string const what = place == 0   ? "there is no video in it"
+                             : place == 1 ? "it has 1 video stream"
+                                          : "it has " + std::to_string(place) + " video streams";
+    TARSEL_THROW(Core::IOException,
+                 file.GetPath() + ": " + what + (place == 0 ? "" : ", there is no number " + std::to_string(number)));
+}
+
 CropReport DetectCrop(CropRequest const& request, ProgressCallback const& progress) {
     iptr<MediaFile> const file = MediaFile::Open(request.input);
-    StreamInfo const& info = FindVideo(*file, request.stream);
+    StreamInfo const& info = FindCropStream(*file, request.stream);
     DecoderOptions options;
     options.threading = DecoderOptions::Threading::Frames;
     CropReport report;
@@ -214,39 +213,6 @@ CropReport DetectCrop(CropRequest const& request, ProgressCallback const& progre
                                   " asks players to turn it: left, right, top and bottom are those of the pictures as "
                                   "they are coded");
     return report;
-}
-
-ShortFormGraph MakeCropGraph(CropRequest const& request, CropReport const& report, ShortFormOptions const& options) {
-    FormMaker maker(options);
-    iptr<MediaFile> const file = maker.Open(request.input);
-    StreamInfo const& chosen = FindVideo(*file, request.stream);
-    KeptStreams streams(maker, *file, options);
-    bool isTaken = false;
-    for (StreamInfo const* const info : streams.GetStreams()) {
-        if (!streams.HasRoom(*info)) continue;
-        if (info->index != chosen.index) {
-            streams.AddUnchanged(*info);
-            continue;
-        }
-        if (!streams.Encodes(StreamKind::Video) && options.videoCodec.empty())
-            FailAtPlace("",
-                        options.output + ": " + std::string(maker.GetContainer()->name) + " is written with no video");
-        Core::Property settings(Proc::IFilterApplyEffectsVideo::CLASS_ID);
-        settings.Add(Settings2Property(Proc::SettingsEffectCrop(report.kept)));
-        NodeId const source = maker.AddSource(request.input, streams.Select(*info));
-        streams.AddEncoded(*info, maker.AddFilter(Proc::IFilterApplyEffectsVideo::CLASS_ID, Proc::ImplNames::TARSEL,
-                                                  settings, {source}));
-        isTaken = true;
-    }
-    if (!isTaken) FailAtPlace("", file->GetPath() + ": " + StreamName(chosen) + " has no room in the output");
-    if (!(report.kept == report.region)) {
-        auto const rows = [](CropInfo const& region) {
-            return std::to_string(region.top) + " to " + std::to_string(region.bottom);
-        };
-        maker.Warn(file->GetPath() + ": " + StreamName(chosen) + " keeps rows " + rows(report.kept) + " in place of " +
-                   rows(report.region) + ", where fields of interlaced pictures can be cut");
-    }
-    return maker.Finish();
 }
 
 }  // namespace Tarsel::Host

@@ -6,7 +6,7 @@
 #include "contracts/Core/Export.h"
 #include "contracts/Proc/ICropDetector.h"
 #include "host/cut/CutRequest.h"
-#include "host/graph/ShortForms.h"
+#include "host/media/MediaFile.h"
 
 namespace Tarsel::Host {
 
@@ -38,33 +38,36 @@ struct CropReport {
     /// Of the pictures that were looked at; 0 where there was none.
     int frameWidth = 0;
     int frameHeight = 0;
-    /// The region as pictures can be cut to it: in files with interlaced pictures it begins and ends at rows where the
-    /// first field has chroma of its own.
+    /// The region as pictures can be cut to it: it begins and ends where samples of chroma do, in files with interlaced
+    /// pictures at rows where the first field has chroma of its own.
     Proc::CropInfo kept;
+    /// Whether rows of `kept` lie outside of the region for the sake of fields.
+    bool keptForFields = false;
     /// The brightest picture that was looked at; null where there was none.
     iptr<Proc::IDataVideo> brightest;
     /// What can be done where it isn't known or not settled, a sentence each.
     std::vector<std::string> hints;
     std::vector<std::string> warnings;
 
+    /// Moves rows of `kept` outwards to multiples of `rowStep` (see `RowStepOfFields`), as far as frames reach.
+    TARSEL_HOST_EXPORT void MoveToFields(u32 rowStep);
     /// {"known", "whole", "left", "right", "top", "bottom", "width", "height", "frameWidth", "frameHeight", "settled",
     /// "hints"}, width and height being those of the region; without a line break at its end.
     TARSEL_HOST_EXPORT std::string ToJson() const;
-    /// For people: what was found, the region as an effect, and the hints.
+    /// For people: what was found, what is kept as an effect, and the hints.
     TARSEL_HOST_EXPORT std::string ToText() const;
 };
 
 /// "crop:left=L,right=R,top=T,bottom=B": the effect that keeps the region.
 TARSEL_HOST_EXPORT std::string CropEffectText(Proc::CropInfo const& region);
 
+/// The `number`th of the video streams, from 0; cover pictures aren't counted. Throws `Core::IOException` "PATH: ..."
+/// where there is none.
+TARSEL_HOST_EXPORT StreamInfo const& FindCropStream(MediaFile const& file, int number);
+
 /// Reads a stream from its start until it is clear where the picture is. Throws `Core::IOException` "PATH: ..." for a
 /// file that can't be read or has no such stream, and what the decoder throws. `progress` is told the time reached and
 /// the time after which the search ends.
 TARSEL_HOST_EXPORT CropReport DetectCrop(CropRequest const& request, ProgressCallback const& progress);
-
-/// The graph that keeps the region of the report's stream. What it doesn't change goes along as packets where the
-/// container takes them. Of the options it heeds output, container, codecs and quality. The report is known.
-TARSEL_HOST_EXPORT ShortFormGraph MakeCropGraph(CropRequest const& request, CropReport const& report,
-                                                ShortFormOptions const& options);
 
 }  // namespace Tarsel::Host

@@ -20,6 +20,8 @@ class KeptStreams {
     bool HasRoom(StreamInfo const& info);
     /// Whether the container is written with streams of the kind, so that one can be encoded for it.
     bool Encodes(StreamKind kind) const;
+    /// Why the container doesn't take the stream's packets; empty where it does.
+    std::string WhyNoPackets(StreamInfo const& info) const;
     StreamSelector Select(StreamInfo const& info) const;
     /// Adds an output of what stands over the stream's source, encoded as the options say.
     void AddEncoded(StreamInfo const& info, NodeId top);
@@ -29,8 +31,6 @@ class KeptStreams {
     bool HasTaken(StreamKind kind) const;
 
   private:
-    std::string WhyNoPackets(StreamInfo const& info) const;
-
     FormMaker& maker;
     MediaFile const& file;
     ShortFormOptions const& options;

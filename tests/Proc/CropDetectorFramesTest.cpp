@@ -213,6 +213,26 @@ TEST_F(CropDetectorFramesTest, FramesInGpuMemoryAreBroughtToProcessorMemoryFirst
                                                  downloader + ": Process 40", converter + ": Process 40"));
 }
 
+TEST_F(CropDetectorFramesTest, FramesInGpuMemoryAreCroppedToEvenSizesBehindTheDownload) {
+    std::vector<int> sizes;
+    effects.Know(SettingsFrameDownloader::CLASS_ID, {ImplNames::OGL}, [&](auto& effect) {
+        effect.onProcess = [&](iptr<IDataVideo> const& frame) {
+            sizes.insert(sizes.end(), {frame->GetWidth(), frame->GetHeight()});
+            return MakeVideo(frame->GetTime(), 40, 100, PIX_FMT_YUV420P, frame->GetWidth(), frame->GetHeight());
+        };
+    });
+    effects.made[0]->onProcess = [&](iptr<IDataVideo> frame) {
+        sizes.insert(sizes.end(), {frame->GetWidth(), frame->GetHeight()});
+        return frame;
+    };
+    // Planes of such a frame can't be reached: it is cropped once it is in processor memory.
+    Conf::FrameInfo const odd{17, 15, 1, 1};
+    DetectPictures({PlacedPicture::Create(IDataVideo::FRAME_ALLOC_GPU, 0, 40, PIX_FMT_RGBA, 0, odd)});
+    EXPECT_THAT(sizes, ElementsAre(17, 15, 16, 14));
+    ASSERT_NE(detector->GetBrightestFrame(), nullptr);
+    EXPECT_EQ(detector->GetBrightestFrame()->GetWidth(), 16);
+}
+
 TEST_F(CropDetectorFramesTest, FrameInGpuMemoryWithoutADownloaderIsRefused) {
     effects.Know(SettingsFrameDownloader::CLASS_ID, {});
     EXPECT_EQ(
@@ -224,6 +244,7 @@ TEST_F(CropDetectorFramesTest, FormatThatStaysForeignBehindTheConverterIsRefused
     EXPECT_EQ(MessageOf<FilterException>([&] { Detect(StillFrames(2, 100, PIX_FMT_RGBA)); }),
               "Cannot create crop detector for rgba");
     EXPECT_EQ(FramesRead(), 1U);
+    EXPECT_EQ(detector->GetBrightestFrame(), nullptr) << "nothing is measured of a frame that is refused";
 }
 
 TEST_F(CropDetectorFramesTest, FramesThatTheEnginesKeepAreMissed) {
@@ -298,6 +319,12 @@ TEST_F(CropDetectorFramesTest, StatisticsCountTheFramesOfAllRuns) {
     EXPECT_GE(statistic["Time"].GetInt64(), 0);
 }
 
+TEST_F(CropDetectorFramesTest, FrameThatTheConverterFailsOnIsCounted) {
+    effects.made[0]->onProcess = [](auto) -> iptr<IDataVideo> { TARSEL_THROW(EffectException, "no way to convert"); };
+    EXPECT_EQ(MessageOf<EffectException>([&] { Detect(StillFrames(2, 100)); }), "no way to convert");
+    EXPECT_EQ(FramesAnalysed(), 1);
+}
+
 // --- One object, many runs -------------------------------------------------------------------------------------------
 
 TEST_F(CropDetectorFramesTest, RunsOfOneObjectGiveTheSameAnswer) {
@@ -347,6 +374,36 @@ TEST_F(CropDetectorFramesTest, FailureOfASeekPassesThrough) {
     filter->onRequestSeek = nullptr;
     LookAtAll(3);
     EXPECT_EQ(DetectIn(filter), CropInfo(0, 16, 0, 16));
+}
+
+/// A source of which one step of a seek fails.
+class FailsToSeek final : public ScriptedVideo {
+  public:
+    FailsToSeek(bool early, std::vector<Step> const& steps) : ScriptedVideo(steps), early(early) {}
+    void DoSeek() override {
+        if (early && fails) TARSEL_THROW(std::runtime_error, "no way there");
+        ScriptedVideo::DoSeek();
+    }
+    bool FinishSeek() override {
+        if (!early && fails) TARSEL_THROW(std::runtime_error, "never arrived");
+        return ScriptedVideo::FinishSeek();
+    }
+
+    bool fails = true;
+
+  private:
+    bool const early;
+};
+
+TEST_F(CropDetectorFramesTest, FailuresOfTheLaterStepsOfASeekPassThrough) {
+    LookAtAll(3);
+    for (bool const early : {true, false}) {
+        auto const stream = MakeShared<FailsToSeek>(early, StillFrames(9, 100));
+        EXPECT_EQ(MessageOf<std::runtime_error>([&] { DetectIn(stream); }), early ? "no way there" : "never arrived");
+        EXPECT_TRUE(stream->delivered.empty());
+        stream->fails = false;
+        EXPECT_EQ(DetectIn(stream), CropInfo(0, 16, 0, 16));
+    }
 }
 
 // --- Streams without an end ------------------------------------------------------------------------------------------

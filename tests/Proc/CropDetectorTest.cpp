@@ -341,6 +341,14 @@ TEST_F(CropDetectorTest, FrameThatBringsTheChangeCountsAsTheFirst) {
                             "left: 0, right: 320, top: 60, bottom: 180"));
 }
 
+TEST_F(CropDetectorTest, AnswersThrownAwayOfADarkStreamAreCountedAcrossAChangeOfFormat) {
+    LookAtAll(1);
+    auto steps = StillFrames(6, 10);
+    AppendFrames(steps, StillFrames(20, 10, PIX_FMT_YUV420P, 18, 16));
+    EXPECT_EQ(Detect(steps), CropInfo(0, 18, 0, 16));
+    EXPECT_EQ(FramesRead(), 6U + 1U + 5U + 1U) << "five thrown away ahead of the change, five behind it";
+}
+
 TEST_F(CropDetectorTest, StreamsOfChangingFormatsEndAsOthersDo) {
     LookAtAll(1);
     std::vector<ScriptedVideo::Step> steps;

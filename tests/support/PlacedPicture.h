@@ -18,8 +18,8 @@ struct PictureCounts {
 class PlacedPicture final : public Proc::IDataVideo, public RefCounted {
   public:
     static iptr<PlacedPicture> Create(int frameAlloc, int64 time, int64 duration = 40, PixFmt format = PIX_FMT_RGBA,
-                                      int interlace = 0) {
-        iptr<PlacedPicture> picture(new PlacedPicture(frameAlloc, format, interlace));
+                                      int interlace = 0, Conf::FrameInfo const& info = {16, 16, 1, 1}) {
+        iptr<PlacedPicture> picture(new PlacedPicture(frameAlloc, format, interlace, info));
         picture->window.time = time;
         picture->window.duration = duration;
         return picture;
@@ -51,14 +51,14 @@ class PlacedPicture final : public Proc::IDataVideo, public RefCounted {
     Proc::CropInfo GetCrop() const override { return Proc::CropInfo::WholeOf(info.width, info.height); }
 
   private:
-    PlacedPicture(int frameAlloc, PixFmt format, int interlace)
-        : frameAlloc(frameAlloc), format(format), interlace(interlace) {}
+    PlacedPicture(int frameAlloc, PixFmt format, int interlace, Conf::FrameInfo const& info)
+        : frameAlloc(frameAlloc), format(format), interlace(interlace), info(info) {}
     PlacedPicture(PlacedPicture const&) = default;
 
     int const frameAlloc;
     PixFmt const format;
     int const interlace;
-    Conf::FrameInfo info{16, 16, 1, 1};
+    Conf::FrameInfo const info;
     Proc::Details::CutWindow window;
 };
 

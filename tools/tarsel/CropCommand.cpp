@@ -1,11 +1,12 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <limits>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 
 #include "contracts/Core/Exception.h"
-#include "host/crop/CropJob.h"
+#include "host/crop/CropApply.h"
 #include "host/cut/RangeText.h"
 #include "host/graph/GraphJob.h"
 #include "host/graph/GraphWriter.h"
@@ -117,22 +118,30 @@ Applied Copy(CropOptions const& options) {
     return applied;
 }
 
-Applied Encode(CropOptions const& options, Host::CropReport const& found) {
-    Host::ShortFormGraph const graph = Host::MakeCropGraph(options.request, found, options.form);
+/// Moves what is kept of the region where the pictures turn out to need that.
+Applied Encode(CropOptions const& options, Host::CropReport& found) {
     Host::GraphRunOptions running;
-    running.building.opened = graph.files;
     running.attachments = true;
     running.chaptersUntil = std::numeric_limits<int64>::max();
     running.dryRun = options.flags.dryRun;
     running.force = options.flags.force;
     ProgressLine progress("cropping");
-    Host::GraphReport report =
-        Host::RunGraph(graph.document, running, [&](int64 done, int64 total) { progress.Show(done, total); });
-    report.warnings.insert(report.warnings.begin(), graph.warnings.begin(), graph.warnings.end());
+    Host::GraphReport const report = Host::RunCrop(options.request, found, options.form, running,
+                                                   [&](int64 done, int64 total) { progress.Show(done, total); });
     Applied applied;
     applied.report = Json::parse(report.ToJson(options.flags.stats));
     applied.text = report.ToText(options.flags.stats);
     applied.warnings = report.warnings;
+    return applied;
+}
+
+Applied Apply(CropOptions const& options, Host::CropReport& found) {
+    bool const copies = Host::IsCropCopy(options.request, found, options.form);
+    Applied applied = copies ? Copy(options) : Encode(options, found);
+    // What is wrong with the file itself has been told already.
+    std::erase_if(applied.warnings, [&](std::string const& warning) {
+        return std::find(found.warnings.begin(), found.warnings.end(), warning) != found.warnings.end();
+    });
     return applied;
 }
 
@@ -158,7 +167,8 @@ void PrintAnswer(CropOptions const& options, Host::CropReport const& found, Appl
 
 int PrintGraph(CropOptions const& options, Host::CropReport const& found) {
     if (!found.known) FailWith(options, "not known where the picture is: there is no graph");
-    if (found.whole) FailWith(options, "there are no bars to cut off: the packets are copied, without a graph");
+    if (Host::IsCropCopy(options.request, found, options.form))
+        FailWith(options, "there are no bars to cut off: the packets are copied, without a graph");
     Host::ShortFormGraph const graph = Host::MakeCropGraph(options.request, found, options.form);
     PrintWarnings(graph.warnings);
     PrintOutput(Host::WriteGraph(graph.document));
@@ -181,7 +191,7 @@ int Crop(CropOptions const& options) {
     PrintWarnings(found.warnings);
     if (options.printGraph) return PrintGraph(options, found);
     std::optional<Applied> applied;
-    if (options.apply && found.known) applied = found.whole ? Copy(options) : Encode(options, found);
+    if (options.apply && found.known) applied = Apply(options, found);
     if (applied) PrintWarnings(applied->warnings);
     PrintAnswer(options, found, applied ? &*applied : nullptr);
     if (options.apply && !found.known) FailWith(options, "not known where the picture is: nothing is written");
@@ -234,8 +244,8 @@ void AddCropCommand(CLI::App& program, Action& chosen) {
     command.footer(
         "A bar is what doesn't change, so the pictures must move. Right and bottom are one past the picture, in "
         "pixels\n"
-        "as they are coded. Without bars --apply copies the packets; where it isn't known, it writes "
-        "nothing.\nExamples:\n"
+        "as they are coded. Without bars --apply copies the packets that the container takes; where it "
+        "isn't known,\nit writes nothing.\nExamples:\n"
         "  tarsel crop film.mp4\n"
         "  tarsel crop film.mp4 --apply -o film2.mp4 --quality 20\n"
         "  tarsel crop short.mp4 --interval 0.1 --json");

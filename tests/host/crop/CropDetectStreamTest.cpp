@@ -14,6 +14,8 @@ namespace {
 
 using namespace Proc;
 using namespace Test;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 /// Reads two pictures and answers what it is told.
 class ScriptedDetector final : public ICropDetector, public RefCounted {
@@ -96,6 +98,39 @@ TEST_F(CropDetectStreamRun, FailedDetectionIsTriedAgainAtTheNextSeek) {
     Seek(80000);
     EXPECT_EQ(detector->runs, 2);
     EXPECT_EQ(stream->Read()->GetTime(), 80000);
+}
+
+TEST_F(CropDetectStreamRun, OfSeeksAheadOfTheFirstTheLastWinsAndItsContextGoesOnOnce) {
+    stream->RequestSeek(0, MakeShared<ScriptedDetector>(CropInfo()));
+    stream->RequestSeek(80000, MakeShared<ScriptedDetector>(CropInfo()));
+    EXPECT_THAT(source->log.Take(), IsEmpty()) << "the detector's own seek would put them off";
+    stream->DoSeek();
+    EXPECT_THAT(source->log.Take(), ElementsAre("RequestSeek(0)", "DoSeek", "FinishSeek", "Read", "Read",
+                                                "RequestSeek(80000, context)", "DoSeek"));
+    EXPECT_EQ(stream->Read()->GetTime(), 80000);
+    EXPECT_EQ(detector->runs, 1);
+    source->log.Take();
+    stream->RequestSeek(40000, nullptr);
+    stream->DoSeek();
+    EXPECT_THAT(source->log.Take(), ElementsAre("RequestSeek(40000)", "DoSeek"));
+}
+
+TEST_F(CropDetectStreamRun, ContextOfASeekWhoseDetectionFailedIsNotThatOfTheNext) {
+    detector->fails = true;
+    stream->RequestSeek(40000, MakeShared<ScriptedDetector>(CropInfo()));
+    EXPECT_EQ(MessageOf<FilterException>([&] { stream->DoSeek(); }), "no detection");
+    detector->fails = false;
+    source->log.Take();
+    Seek(80000);
+    EXPECT_THAT(source->log.Take(), ElementsAre("RequestSeek(0)", "DoSeek", "FinishSeek", "Read", "Read",
+                                                "RequestSeek(80000)", "DoSeek", "FinishSeek"));
+}
+
+TEST_F(CropDetectStreamRun, SeekThatNobodyAskedForLooksAtNothing) {
+    stream->DoSeek();
+    EXPECT_EQ(detector->runs, 0);
+    EXPECT_THAT(source->log.Take(), ElementsAre("DoSeek"));
+    EXPECT_EQ(Own(), Core::MakeStatistics("Tarsel::Host::CropDetectStream::GetStatistic", 0, 0));
 }
 
 TEST(CropDetectStream, BothPartsMustBeThere) {
