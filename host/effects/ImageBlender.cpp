@@ -12,15 +12,16 @@ ImageBlender::~ImageBlender() = default;
 void ImageBlender::Process(iptr<IDataVideo>& dest, iptr<IDataVideo> const& picture) {
     if (!dest) return;
     RequireProcessorMemory(*dest, SettingsEffectImageBlender::CLASS_ID);
-    if (picture) {
-        RequireProcessorMemory(*picture, SettingsEffectImageBlender::CLASS_ID);
-        if (!CanDraw(dest->GetPixelFormat(), picture->GetPixelFormat()))
-            TARSEL_THROW(EffectException, "The blender can't draw pixel format " +
-                                              FormatName(picture->GetPixelFormat()) + " on " +
-                                              FormatName(dest->GetPixelFormat()));
-        if (IsSeen(*dest, *picture, GetOwnSettings())) {
+    // Of its own: `picture` may be `dest` itself, which changes.
+    iptr<IDataVideo> const held = picture;
+    if (held) {
+        RequireProcessorMemory(*held, SettingsEffectImageBlender::CLASS_ID);
+        if (!CanDraw(dest->GetPixelFormat(), held->GetPixelFormat()))
+            TARSEL_THROW(EffectException, "The blender can't draw pixel format " + FormatName(held->GetPixelFormat()) +
+                                              " on " + FormatName(dest->GetPixelFormat()));
+        if (IsSeen(*dest, *held, GetOwnSettings())) {
             dest = dest->MakeWritable();
-            DrawPicture(*dest, *picture, GetOwnSettings());
+            DrawPicture(*dest, *held, GetOwnSettings());
         }
     }
     CountItem();

@@ -53,15 +53,26 @@ iptr<IDataVideo> DataVideoOGL::MakeWritable() {
     return Clone(true);
 }
 
+iptr<DataVideoOGL> DataVideoOGL::CloneOf(GpuTexturePtr picture) const {
+    iptr<DataVideoOGL> clone(new DataVideoOGL(std::move(picture), shape));
+    clone->window = window;
+    return clone;
+}
+
 iptr<IDataVideo> DataVideoOGL::Clone(bool copyPayload) const {
     GpuTexturePtr picture = texture;
     if (copyPayload) {
         picture = GetDevice().MakeTexture(GpuFormat::RGBA8, GetWidth(), GetHeight());
         GetDevice().Copy(*texture, *picture);
     }
-    iptr<DataVideoOGL> copy(new DataVideoOGL(std::move(picture), shape));
-    copy->window = window;
-    return copy;
+    return CloneOf(std::move(picture));
+}
+
+iptr<IDataVideo> DataVideoOGL::CloneWithAspect(int pixelAspectNum, int pixelAspectDen) const {
+    iptr<DataVideoOGL> const clone = CloneOf(texture);
+    clone->shape.info.pixelAspectNum = pixelAspectNum;
+    clone->shape.info.pixelAspectDen = pixelAspectDen;
+    return clone;
 }
 
 iptr<IDataVideo> DataVideoOGL::Download() const {

@@ -49,6 +49,8 @@ class TARSEL_HOST_EXPORT DataVideoOGL final : public Proc::IDataVideo, public Pr
     Proc::Details::PlaneTemplate<1> GetPlaneConst(unsigned index) const override;
     iptr<Proc::IDataVideo> MakeWritable() override;
     iptr<Proc::IDataVideo> Clone(bool copyPayload) const override;
+    /// A clone that shares the texture and tells another shape of its pixels.
+    iptr<Proc::IDataVideo> CloneWithAspect(int pixelAspectNum, int pixelAspectDen) const;
     Proc::CropInfo GetCrop() const override { return shape.crop; }
     /// RGBA without padding, bit by bit. The GPU's work on the picture is waited for.
     iptr<Proc::IDataVideo> Download() const override;
@@ -58,6 +60,7 @@ class TARSEL_HOST_EXPORT DataVideoOGL final : public Proc::IDataVideo, public Pr
 
   private:
     DataVideoOGL(GpuTexturePtr texture, Shape const& shape);
+    iptr<DataVideoOGL> CloneOf(GpuTexturePtr picture) const;
 
     GpuTexturePtr texture;  // never null; shared by clones
     Shape shape;

@@ -7,6 +7,7 @@
 
 #include "contracts/Proc/DataVideoFF.h"
 #include "host/effects/PictureDrawing.h"
+#include "host/gpu/DataVideoOGL.h"
 #include "host/media/FittedVideo.h"
 
 namespace Tarsel::Host {
@@ -40,26 +41,42 @@ iptr<IDataVideo> Brought(iptr<IDataVideo> const& picture, Conf::FrameInfo const&
     return WrapLike(std::move(frame), *picture);
 }
 
+/// The same for one in GPU memory, of which the pixel aspect alone changes: the texture isn't copied for it.
+iptr<IDataVideo> Relabelled(iptr<IDataVideo> const& picture, Conf::FrameInfo const& shape) {
+    auto const* const frame = dynamic_cast<DataVideoOGL const*>(picture.get());
+    if (!frame || SameAspect(frame->GetFrameInfo(), shape)) return picture;
+    return frame->CloneWithAspect(shape.pixelAspectNum, shape.pixelAspectDen);
+}
+
 }  // namespace
 
 iptr<IStreamVideo> CanvasVideo::Create(iptr<IStreamVideo> const& source) {
     CanvasFormatOf(source->GetFormatCodec()->GetPixelFormat());
-    return iptr<IStreamVideo>(new CanvasVideo(FittedVideo::Create(source)));
+    return iptr<IStreamVideo>(new CanvasVideo(FittedVideo::Create(source), false));
+}
+
+iptr<IStreamVideo> CanvasVideo::CreateOnGpu(iptr<IStreamVideo> const& source) {
+    return iptr<IStreamVideo>(new CanvasVideo(source, true));
+}
+
+PixFmt CanvasVideo::OutFormat(PixFmt format) const {
+    return isOnGpu ? format : CanvasFormatOf(format);
 }
 
 iptr<IDataVideo> CanvasVideo::Read() {
     iptr<IDataVideo> const picture = stream->Read();
-    if (!picture || picture->GetFrameAlloc() != IDataVideo::FRAME_ALLOC_CPU) return picture;
+    if (!picture) return nullptr;
     Conf::FrameInfo const told = stream->GetFormatCodec()->GetFrameInfo();
     Conf::FrameInfo shape = picture->GetFrameInfo();
     shape.pixelAspectNum = told.pixelAspectNum;
     shape.pixelAspectDen = told.pixelAspectDen;
-    return Brought(picture, shape, CanvasFormatOf(picture->GetPixelFormat()));
+    if (picture->GetFrameAlloc() != IDataVideo::FRAME_ALLOC_CPU) return Relabelled(picture, shape);
+    return Brought(picture, shape, OutFormat(picture->GetPixelFormat()));
 }
 
 iptr<Conf::IFormatCodecVideo const> CanvasVideo::GetFormatCodec() const {
     iptr<Conf::IFormatCodecVideo const> format = stream->GetFormatCodec();
-    PixFmt const canvas = CanvasFormatOf(format->GetPixelFormat());
+    PixFmt const canvas = OutFormat(format->GetPixelFormat());
     if (canvas == format->GetPixelFormat()) return format;
     iptr<Conf::IFormatCodecVideo> const other = format->Clone();
     other->SetPixelFormat(canvas);

@@ -9,19 +9,27 @@
 namespace Tarsel::Host {
 
 /// What others are drawn on: pictures in a pixel format on which some with alpha can be drawn, all with the pixel
-/// aspect of the stream's format, which a file tells while its frames may say another or none. Those in GPU memory pass
-/// untouched. Seek, end and threads: the stream's own. Throws `EffectException` for a pixel format on which nothing can
-/// be drawn.
+/// aspect of the stream's format, which a file tells while its frames may say another or none. Those in GPU memory stay
+/// there, in the format and the texture that they have. Seek, end and threads: the stream's own.
 class TARSEL_HOST_EXPORT CanvasVideo final : public ForwardingStream<Proc::IStreamVideo> {
   public:
-    /// Pictures of several sizes are brought to that of the format first.
+    /// For pictures of processor memory; those of several sizes are brought to that of the format first. Throws
+    /// `EffectException` for a pixel format on which nothing can be drawn.
     static iptr<Proc::IStreamVideo> Create(iptr<Proc::IStreamVideo> const& source);
+    /// For pictures of GPU memory, which keep their sizes; the stream's format stays as it is.
+    static iptr<Proc::IStreamVideo> CreateOnGpu(iptr<Proc::IStreamVideo> const& source);
 
     iptr<Proc::IDataVideo> Read() override;
     iptr<Conf::IFormatCodecVideo const> GetFormatCodec() const override;
 
   private:
-    explicit CanvasVideo(iptr<Proc::IStreamVideo> source) : ForwardingStream(std::move(source)) {}
+    CanvasVideo(iptr<Proc::IStreamVideo> source, bool isOnGpu)
+        : ForwardingStream(std::move(source)), isOnGpu(isOnGpu) {}
+
+    /// What pictures of a pixel format come out as.
+    PixFmt OutFormat(PixFmt format) const;
+
+    bool const isOnGpu;
 };
 
 /// What is drawn on others: pictures with the pixel aspect of those, to the word. One with another shape of pixels is

@@ -46,7 +46,8 @@ iptr<IStreamVideo> MakeVideoMixer(GraphFilter const& filter, FilterFactory const
     auto const entries = EntriesOf(filter.settings);
     if (inputs.empty() || entries.size() + 1 != inputs.size())
         TARSEL_THROW(FilterException, filter.classId + " takes a main stream, and an entry for each drawn one");
-    iptr<IStreamVideo> const main = isOnGpu ? inputs.front().stream : CanvasVideo::Create(inputs.front().stream);
+    iptr<IStreamVideo> const& source = inputs.front().stream;
+    iptr<IStreamVideo> const main = isOnGpu ? CanvasVideo::CreateOnGpu(source) : CanvasVideo::Create(source);
     iptr<IStreamVideo> const mixer(factory.CreateVideo(filter.classId, filter.implName, main, *settings));
     auto* const combiner = dynamic_cast<IStreamCombiner<IStreamVideo>*>(mixer.get());
     if (!combiner) TARSEL_THROW(FilterException, filter.classId + " takes no further streams");

@@ -21,9 +21,10 @@ struct MixerInput {
 };
 
 /// The video mixer of a graph: the first of `inputs` with the others drawn on it, each as its entry in the settings
-/// says. Main and drawn pictures are brought to what the mixer draws on each other; for a main stream in GPU memory
-/// only the drawn ones are. The drawn streams are sought to 0 and read, so that what is wrong with them shows here:
-/// `GraphException` names the input that has no picture, and its file.
+/// says. Main and drawn pictures are brought to what the mixer draws on each other; those of a main stream in GPU
+/// memory get the pixel aspect of its format, and stay as they are otherwise. The drawn streams are sought to 0 and
+/// read, so that what is wrong with them shows here: `GraphException` names the input that has no picture, and its
+/// file.
 TARSEL_HOST_EXPORT iptr<Proc::IStreamVideo> MakeVideoMixer(GraphFilter const& filter, FilterFactory const& factory,
                                                            std::vector<MixerInput> const& inputs, bool isOnGpu);
 

@@ -139,6 +139,16 @@ TEST(VideoMixerDrawing, PicturesThatCannotBeDrawnOnAFrameAreAFaultOfTheBlender) 
     EXPECT_THROW(Drawn(frame, Plain(LOGO, 6, 4), 0, 0), EffectException);
 }
 
+TEST(VideoMixerDrawing, PictureKeepsItsPixelAspectThroughItsConversionAndIsRefusedForIt) {
+    auto const frame = Plain({126, 128, 128, 0}, 32, 32, PIX_FMT_YUV420P);
+    auto const logoOf = [](int num, int den) {
+        return Marked(*Plain(RED, 16, 16), [&](AVFrame& native) { native.sample_aspect_ratio = {num, den}; });
+    };
+    EXPECT_NE(ReadPart(*Drawn(frame, logoOf(1, 1), 8, 8), 0).At(16, 16), 126);
+    EXPECT_EQ(MessageOf<std::invalid_argument>([&] { Drawn(frame, logoOf(4, 3), 8, 8); }),
+              "Aspect ratio of destination stream and blended picture does not match. Watermark must be prepared!");
+}
+
 // --- Colours ---------------------------------------------------------------------------------------------------------
 
 TEST(VideoMixerDrawing, RedLogoHasTheRedOfTheFrameItIsDrawnOn) {

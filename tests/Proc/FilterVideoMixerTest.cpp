@@ -28,6 +28,12 @@ iptr<IDataVideo> WithAspect(iptr<IDataVideo> const& like, int num, int den) {
     return frame;
 }
 
+/// Two pictures, of processor and of GPU memory, the first one at time 0.
+iptr<ScriptedVideo> MovingBetween(int first, int second) {
+    return ScriptedVideo::Create(std::vector<iptr<IDataVideo>>{PlacedPicture::Create(first, 0, 40000),
+                                                               PlacedPicture::Create(second, 40000, 40000)});
+}
+
 // --- Construction and settings ---------------------------------------------------------------------------------------
 
 TEST_F(VideoMixerTest, NullPartsAreRefused) {
@@ -249,6 +255,40 @@ TEST_F(VideoMixerTest, PictureOfTheGpuIsFetchedOnceForFramesOfProcessorMemory) {
     EXPECT_EQ(ScriptedDownloader::count, 1);
 }
 
+TEST_F(VideoMixerTest, DrawnStreamWhosePicturesChangePlaceIsPreparedWhereItsPictureLivesNow) {
+    constexpr int CPU = IDataVideo::FRAME_ALLOC_CPU, GPU = IDataVideo::FRAME_ALLOC_GPU;
+    for (auto const& [first, second] : {std::pair{CPU, GPU}, std::pair{GPU, CPU}}) {
+        SCOPED_TRACE(first);
+        factory->made.clear();
+        Over(MovingBetween(GPU, GPU));
+        mixer->AddStream(MovingBetween(first, second), 0, 0, 0, Always(255), false);
+        std::vector<int> prepared;
+        for (char const* time : {"0", "40000"}) {
+            EXPECT_THAT(Drawn(), ElementsAre("OGL: " + std::string(time) + " at 0,0 with 255 on " + time));
+            int count = 0;
+            for (auto const& blender : factory->made) count += blender->prepared;
+            prepared.push_back(count);
+        }
+        EXPECT_THAT(prepared, first == CPU ? ElementsAre(1, 1) : ElementsAre(0, 1)) << "that of processor memory alone";
+    }
+}
+
+TEST_F(VideoMixerTest, DrawnStreamWhosePicturesChangePlaceIsFetchedWhereItsPictureLivesNow) {
+    constexpr int CPU = IDataVideo::FRAME_ALLOC_CPU, GPU = IDataVideo::FRAME_ALLOC_GPU;
+    for (auto const& [first, second] : {std::pair{CPU, GPU}, std::pair{GPU, CPU}}) {
+        SCOPED_TRACE(first);
+        Over(MovingBetween(CPU, CPU));
+        mixer->AddStream(MovingBetween(first, second), 0, 0, 0, Always(255), false);
+        ScriptedDownloader::count = 0;
+        std::vector<int> fetched;
+        for (char const* time : {"0", "40000"}) {
+            EXPECT_THAT(Drawn(), ElementsAre("Tarsel: " + std::string(time) + " at 0,0 with 255 on " + time));
+            fetched.push_back(ScriptedDownloader::count);
+        }
+        EXPECT_THAT(fetched, first == CPU ? ElementsAre(0, 1) : ElementsAre(1, 1)) << "that of GPU memory alone";
+    }
+}
+
 TEST_F(VideoMixerTest, PixelAspectsAreComparedNumberByNumber) {
     for (auto const& [num, den, fits] : std::vector<std::tuple<int, int, bool>>{
              {2, 1, true}, {4, 2, false}, {1, 2, false}, {1, 1, false}, {2, 3, false}, {3, 1, false}}) {
@@ -265,111 +305,6 @@ TEST_F(VideoMixerTest, AspectIsComparedBeforeTheAlphaIsAsked) {
     mixer->AddWatermark(WithAspect(MakeVideo(1, 1), 4, 3), 0, 0, 0, [&](int64) { return asked = true; });
     EXPECT_EQ(MessageOf<std::invalid_argument>([&] { mixer->Read(); }), ASPECT_TEXT);
     EXPECT_FALSE(asked);
-}
-
-// --- Seek, end, release ----------------------------------------------------------------------------------------------
-
-TEST_F(VideoMixerTest, SeekGoesToTheMainStreamThenToTheOthersInOrder) {
-    auto const plain = ScriptedVideo::Create(MakeVideos(5, 40000));
-    auto const looping = ScriptedVideo::Create(MakeVideos(2, 30000));
-    looping->duration = 60000;
-    mixer->AddStream(plain, 0, 0, 0, Always(255), false);
-    mixer->AddStream(looping, 0, 0, 0, Always(254), true);
-    plain->log.Take();
-    looping->log.Take();
-    mixer->RequestSeek(160000, main);
-    EXPECT_THAT(main->log.Take(), ElementsAre("RequestSeek(160000, context)"));
-    EXPECT_THAT(plain->log.Take(), ElementsAre("RequestSeek(160000, context)"));
-    EXPECT_THAT(looping->log.Take(), ElementsAre("RequestSeek(40000, context)"));
-    mixer->DoSeek();
-    EXPECT_THAT(main->log.Take(), ElementsAre("DoSeek"));
-    EXPECT_THAT(plain->log.Take(), ElementsAre("DoSeek", "Read"));
-    EXPECT_THAT(looping->log.Take(), ElementsAre("DoSeek", "Read"));
-    EXPECT_TRUE(mixer->FinishSeek());
-    EXPECT_THAT(Drawn(),
-                ElementsAre("Tarsel: 160000 at 0,0 with 255 on 160000", "Tarsel: 30000 at 0,0 with 254 on 160000"));
-}
-
-TEST_F(VideoMixerTest, StartTimeIsNotTakenOffASeekSoAStreamThatStartsLaterIsAbsentForThatLongBehindIt) {
-    Over(ScriptedVideo::Create(MakeVideos(10, 40000)));
-    auto const drawn = ScriptedVideo::Create(MakeVideos(10, 40000));
-    mixer->AddStream(drawn, 0, 0, 80000, Always(255), false);
-    auto const times = [&] {
-        std::vector<int64> present;
-        while (auto const frame = mixer->Read())
-            if (!factory->log->Take().empty()) present.push_back(frame->GetTime());
-        return present;
-    };
-    EXPECT_THAT(times(), ElementsAre(80000, 120000, 160000, 200000, 240000, 280000, 320000, 360000));
-    drawn->log.Take();
-    Seek(*mixer, 200000);
-    EXPECT_THAT(drawn->log.Take(), ElementsAre("RequestSeek(200000)", "DoSeek", "Read"));
-    EXPECT_THAT(times(), ElementsAre(280000, 320000, 360000)) << "absent for 80 ms";
-}
-
-TEST_F(VideoMixerTest, SeekOfALoopCountsItsPassesAlsoBelowZeroAndBeyondAllCounts) {
-    auto const drawn = ScriptedVideo::Create(MakeVideos(2, 5));
-    drawn->duration = 10;
-    mixer->AddStream(drawn, 0, 0, 0, Always(255), true);
-    int64 const latest = std::numeric_limits<int64>::max();
-    for (auto const& [target, asked] : std::vector<std::pair<int64, std::string>>{
-             {-15, "-5"}, {0, "0"}, {25, "5"}, {latest, "7"}, {NO_VALUE + 1, "-7"}}) {
-        drawn->log.Take();
-        mixer->RequestSeek(target, nullptr);
-        EXPECT_THAT(drawn->log.Take(), ElementsAre("RequestSeek(" + asked + ")"));
-        mixer->DoSeek();
-        mixer->Read();
-    }
-    mixer->RequestSeek(NO_VALUE, nullptr);
-    EXPECT_THAT(drawn->log.Take().back(), "RequestSeek(" + std::to_string(NO_VALUE) + ")");
-}
-
-TEST_F(VideoMixerTest, LoopOfNoLengthIsSoughtAndReadAsOneThatDoesNotLoop) {
-    for (int64 const duration : {NO_VALUE, int64{0}, int64{-40000}}) {
-        Over(ScriptedVideo::Create(MakeVideos(5, 40000)));
-        auto const drawn = ScriptedVideo::Create(MakeVideos(2, 40000));
-        drawn->duration = duration;
-        mixer->AddStream(drawn, 0, 0, 0, Always(255), true);
-        for (std::size_t const count : {1U, 1U, 0U, 0U}) EXPECT_EQ(Drawn().size(), count);
-        drawn->log.Take();
-        mixer->RequestSeek(90000, nullptr);
-        EXPECT_THAT(drawn->log.Take(), ElementsAre("RequestSeek(90000)"));
-    }
-}
-
-TEST_F(VideoMixerTest, EndOfStreamIsToldToAllStreams) {
-    auto const first = ScriptedVideo::Create(MakeVideos(2, 40000)), second = ScriptedVideo::Create({MakeVideo(0, 1)});
-    mixer->AddStream(first, 0, 0, 0, Always(255), false);
-    mixer->AddStream(second, 0, 0, 0, Always(255), false);
-    mixer->SetEndOfStream();
-    EXPECT_TRUE(mixer->IsEndOfStream());
-    EXPECT_TRUE(main->IsEndOfStream() && first->IsEndOfStream() && second->IsEndOfStream());
-    EXPECT_EQ(mixer->Read(), nullptr);
-    Seek(*mixer, 0);
-    EXPECT_THAT(Drawn(), ElementsAre("Tarsel: 0 at 0,0 with 255 on 0"));
-}
-
-TEST_F(VideoMixerTest, ReleaseGoesToAllStreamsAndReadingGoesOnBehindASeekOrWithoutOne) {
-    auto const drawn = ScriptedVideo::Create(MakeVideos(5, 40000));
-    mixer->AddStream(drawn, 0, 0, 0, Always(255), false);
-    EXPECT_THAT(Drawn(), ElementsAre("Tarsel: 0 at 0,0 with 255 on 0"));
-    drawn->log.Take();
-    main->log.Take();
-    mixer->ReleaseInternalData();
-    EXPECT_THAT(main->log.Take(), ElementsAre("ReleaseInternalData"));
-    EXPECT_THAT(drawn->log.Take(), ElementsAre("ReleaseInternalData"));
-    EXPECT_THAT(Drawn(), ElementsAre("Tarsel: 40000 at 0,0 with 255 on 40000"));
-    mixer->ReleaseInternalData();
-    Seek(*mixer, 120000);
-    EXPECT_THAT(Drawn(), ElementsAre("Tarsel: 120000 at 0,0 with 255 on 120000"));
-}
-
-TEST_F(VideoMixerTest, PositionBehindASeekIsThatOfTheNextFrameWhichIsDrawnOnOnce) {
-    mixer->AddWatermark(MakeVideo(1, 1), 0, 0, 0, Always(255));
-    Seek(*mixer, 90000);
-    EXPECT_EQ(mixer->GetPosition(), 80000);
-    EXPECT_THAT(mixer->Read(), IsVideo(80000, 40000));
-    EXPECT_THAT(factory->log->Take(), ElementsAre("Tarsel: 1 at 0,0 with 255 on 80000"));
 }
 
 // --- Failures --------------------------------------------------------------------------------------------------------
@@ -451,6 +386,12 @@ TEST_F(VideoMixerTest, NamesItselfToVisitorsThenTheMainStreamThenTheOthers) {
     Visitors::InfoCollector names;
     mixer->Accept(names);
     EXPECT_THAT(names.names, ElementsAre("FilterVideoMixer", "ScriptedFilter", "ScriptedStream", "ScriptedStream"));
+}
+
+TEST_F(VideoMixerTest, CountsAsAFilterAmongTheKindsOfFrames) {
+    Visitors::FrameTypeCollector kinds;
+    mixer->Accept(kinds);
+    EXPECT_THAT(kinds.frameTypes, ElementsAre(5, 5)) << "its own and that of the main stream";
 }
 
 }  // namespace

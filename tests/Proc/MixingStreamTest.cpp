@@ -22,9 +22,14 @@ MixingStreamData Make(iptr<ScriptedVideo> const& source, bool loop = false, int6
     return data;
 }
 
+/// Nobody has told the reader to end.
+bool Never() {
+    return false;
+}
+
 /// The time of the picture that is drawn on `[begin, end)`, or `ABSENT`.
 int64 ShownOn(MixingStreamData& data, int64 begin, int64 end, int64 minOverlap = 10) {
-    MixingImageData const* const picture = data.SetNewData(begin, end, minOverlap);
+    MixingImageData const* const picture = data.SetNewData(begin, end, minOverlap, Never);
     return picture ? picture->GetImage()->GetTime() : ABSENT;
 }
 
@@ -241,7 +246,7 @@ TEST(MixingStreamLoop, CountOfPassesSaturatesAndThenTheStreamHasEnded) {
 
 TEST(MixingStream, FailedReadLeavesTheFrameInHand) {
     auto data = Make(ScriptedVideo::Create({MakeVideo(0, 40), Failure<FilterException>("broken"), MakeVideo(40, 40)}));
-    EXPECT_EQ(MessageOf<FilterException>([&] { data.SetNewData(40, 80, 10); }), "broken");
+    EXPECT_EQ(MessageOf<FilterException>([&] { data.SetNewData(40, 80, 10, Never); }), "broken");
     EXPECT_EQ(ShownOn(data, 0, 40), 0);
     EXPECT_EQ(ShownOn(data, 40, 80), 40);
 }
@@ -254,11 +259,24 @@ TEST(MixingStreamLoop, FailureBehindAWrapLeavesTheStreamAbsentUntilASeek) {
         if (++count == 2) TARSEL_THROW(FilterException, "broken");
         return source->Read();
     };
-    EXPECT_EQ(MessageOf<FilterException>([&] { data.SetNewData(40, 80, 10); }), "broken");
+    EXPECT_EQ(MessageOf<FilterException>([&] { data.SetNewData(40, 80, 10, Never); }), "broken");
     EXPECT_EQ(ShownOn(data, 40, 80), ABSENT);
     data.RequestSeek(40, nullptr);
     data.DoSeek();
     EXPECT_EQ(ShownOn(data, 40, 80), 0);
+}
+
+TEST(MixingStreamLoop, SeekIntoTheGapBehindItsLastPictureLeavesItAbsentUntilTheNextSeek) {
+    auto const source = Clip(2, 40, 100);
+    auto data = Make(source, true);
+    data.RequestSeek(90, nullptr);
+    data.DoSeek();
+    EXPECT_THAT(source->log.Take(), ElementsAre("RequestSeek(90)", "DoSeek", "Read"));
+    for (int64 begin = 80; begin < 400; begin += 20) EXPECT_EQ(ShownOn(data, begin, begin + 20), ABSENT) << begin;
+    EXPECT_THAT(source->log.Take(), IsEmpty()) << "the passes to come aren't asked for either";
+    data.RequestSeek(100, nullptr);
+    data.DoSeek();
+    EXPECT_EQ(ShownOn(data, 100, 120), 0);
 }
 
 // --- The rule by the book --------------------------------------------------------------------------------------------

@@ -41,6 +41,12 @@ std::vector<Bytes> PayloadsOf(std::string const& path, int stream) {
     return payloads;
 }
 
+/// As the container tells it, on a line of its own.
+std::string PixelAspectOf(std::string const& path) {
+    return RunProgram({"ffprobe", "-v", "error", "-show_entries", "stream=sample_aspect_ratio", "-of", "csv=p=0", path})
+        .output;
+}
+
 TEST_F(Overlay, MistakesExitWithTwoAndNameTheText) {
     std::string const out = folder / "out.mkv";
     auto const refuses = [&](std::vector<std::string> const& more, std::string const& named) {
@@ -189,6 +195,59 @@ TEST_F(Overlay, StartsCountFromTheFirstPictureOfTheMainFilm) {
     EXPECT_THAT(errors, Not(HasSubstr("warning")));
     Make(late, {Counter() + "@20,20,start=2"});
     EXPECT_THAT(errors, HasSubstr("it starts where MAIN has no pictures any more: they end at 00:02.000"));
+}
+
+TEST_F(Overlay, AllVideoStreamsOfTheMainFilmAreDrawnOnAndEachWarningIsToldOnce) {
+    std::string const main =
+        MakeClip("overlay-two-videos.mkv", {"-i", Ground(), "-i", Film(), "-map", "0:v", "-map", "1:v", "-c", "copy"});
+    std::string const with = Logo() + "@21,20,loop";
+    std::string const path = Make(main, {with});
+    for (char const* const warning : {"it is drawn at 20,20: only even places can be drawn at",
+                                      "a still picture stays to the end: it doesn't loop"}) {
+        std::size_t const first = errors.find(warning);
+        ASSERT_NE(std::string::npos, first) << warning;
+        EXPECT_EQ(std::string::npos, errors.find(warning, first + 1)) << errors;
+    }
+    std::vector<std::vector<DecodedPicture>> streams;
+    for (int const stream : {0, 1}) {
+        Messages messages;
+        streams.push_back(DecodePictures(path, stream, messages));
+        EXPECT_THAT(messages, IsEmpty());
+        ASSERT_EQ(50U, streams.back().size());
+    }
+    EXPECT_EQ(GROUND, LumaAt(streams[0][7], 60, 60)) << "the first one";
+    auto const film = PicturesOf(Film());
+    auto const alone = PicturesOf(Make(Film(), {Logo() + "@20,20"}, {"--quality", "0"}, "alone.mkv"));
+    for (std::size_t i = 0; i < 50; ++i) {
+        EXPECT_NE(GROUND, LumaAt(streams[0][i], 24, 24)) << i;
+        EXPECT_NE(film.at(i).pixels, streams[1][i].pixels) << i;
+        EXPECT_EQ(alone.at(i).pixels, streams[1][i].pixels) << i;
+    }
+}
+
+TEST_F(Overlay, MainFilmInGpuMemoryHasTheAspectOfItsContainer) {
+    // The pictures say that their pixels are square; the container knows better.
+    std::string const square = MakeClip("overlay-square.mp4", {"-i", Ground("25", "1"), "-vf", "setsar=1", "-c:v",
+                                                               "libx264", "-crf", "5", "-pix_fmt", "yuv420p"});
+    std::string const wide = MakeClip("overlay-wide.mp4", {"-i", square, "-c", "copy", "-aspect", "8:3"});
+    ASSERT_EQ("2:1\n", PixelAspectOf(wide));
+    std::string const graph = MakeTextFile("overlay-gpu.json", R"({
+        "sources": [{"id": 1, "file": "${IN}", "stream": "video"}, {"id": 2, "file": "${IN2}", "stream": "video"}],
+        "filters": [
+          {"id": 3, "class": "FilterApplyEffectsVideo", "inputs": [1], "settings": {"Effects": [{"effect": "upload"}]}},
+          {"id": 4, "class": "SettingsFilterVideoMixer", "inputs": [3, 2],
+           "settings": {"Overlays": [{"X": 20, "Y": 20, "FirstFrame": true}]}}],
+        "output": {"file": "${OUT}", "streams": [{"input": 4, "codec": "h264", "quality": 0}]}})");
+    std::string const out = folder / "out.mkv";
+    auto const result =
+        RunTarsel({"run", graph, "--set", "IN=" + wide, "--set", "IN2=" + Logo(), "--set", "OUT=" + out});
+    ASSERT_EQ(0, result.exitCode) << result.errors;
+    auto const pictures = PicturesOf(out);
+    ASSERT_EQ(25U, pictures.size());
+    // Half as many pixels across, since each is twice as wide.
+    for (auto const& [x, drawn] : {std::pair{18, false}, {22, true}, {34, true}, {38, false}})
+        EXPECT_EQ(drawn, LumaAt(pictures[9], x, 28) < GROUND - 20) << x;
+    EXPECT_EQ("2:1\n", PixelAspectOf(out));
 }
 
 TEST_F(Overlay, SoundSubtitlesAndTitleGoAlongAndLengthStays) {

@@ -99,8 +99,9 @@ iptr<IDataVideo> FilterVideoMixer::Draw(iptr<IDataVideo> frame) {
     int64 const begin = frame->GetTime();
     int64 const end = AddTime(begin, frame->GetDuration());
     std::vector<MixingImageData*> pictures;
+    auto const hasEnded = [this] { return IsEndOfStream(); };
     for (MixingStreamData& entry : streams)
-        if (MixingImageData* const picture = entry.SetNewData(begin, end, minOverlap)) pictures.push_back(picture);
+        if (auto* const picture = entry.SetNewData(begin, end, minOverlap, hasEnded)) pictures.push_back(picture);
     frame = frame->MakeWritable();
     for (WatermarkData& watermark : watermarks)
         if (watermark.startTime <= begin) pictures.push_back(&watermark.picture);

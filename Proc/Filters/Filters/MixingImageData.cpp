@@ -113,7 +113,7 @@ MixingStreamData::Decision MixingStreamData::Decide(int64 begin, int64 end, int6
     return Decision::Keep;
 }
 
-MixingImageData* MixingStreamData::SetNewData(int64 begin, int64 end, int64 minOverlap) {
+MixingImageData* MixingStreamData::SetNewData(int64 begin, int64 end, int64 minOverlap, EndCheck const& hasEnded) {
     if (!HasValue(begin) || !HasValue(end) || !HasValue(startTime)) return nullptr;
     Passes passes{.duration = LoopDuration()};
     while (current) {
@@ -126,20 +126,28 @@ MixingImageData* MixingStreamData::SetNewData(int64 begin, int64 end, int64 minO
             data.SetImage(current);
             return &data;
         }
-        if (!ReadNext(passes, begin)) return nullptr;
+        if (!ReadNext(passes, begin, hasEnded)) return nullptr;
     }
     return nullptr;
 }
 
-bool MixingStreamData::ReadNext(Passes& passes, int64 begin) {
+bool MixingStreamData::ReadNext(Passes& passes, int64 begin, EndCheck const& hasEnded) {
     current = stream->Read();
-    return current || Wrap(passes, begin);
+    return current || Wrap(passes, begin, hasEnded);
 }
 
-bool MixingStreamData::Wrap(Passes& passes, int64 begin) {
-    if (!HasValue(passes.duration) || loopCount == MOST_LOOPS) return false;
+bool MixingStreamData::StartOver(EndCheck const& hasEnded) {
+    if (hasEnded()) return false;
     stream->RequestSeek(0, nullptr);
     stream->DoSeek();
+    if (!hasEnded()) return true;
+    // It may have come ahead of the seek, which took it back. One that is still to come finds the stream sought.
+    stream->SetEndOfStream();
+    return false;
+}
+
+bool MixingStreamData::Wrap(Passes& passes, int64 begin, EndCheck const& hasEnded) {
+    if (!HasValue(passes.duration) || loopCount == MOST_LOOPS || !StartOver(hasEnded)) return false;
     current = stream->Read();
     if (!current) return false;
     int64 loops = 1;

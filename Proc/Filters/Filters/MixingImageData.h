@@ -65,6 +65,8 @@ struct WatermarkData {
 ///     begins inside          [-----------)     drawn where o >= minOverlap, else kept for a later main frame
 class MixingStreamData {
   public:
+    using EndCheck = std::function<bool()>;
+
     /// Reads the stream's first frame; one that has none throws `std::invalid_argument` "image cann't be nullptr". A
     /// null stream throws `std::invalid_argument` "source is NULL".
     MixingStreamData(iptr<IStreamVideo> const& stream, int x, int y, int64 startTime,
@@ -77,7 +79,10 @@ class MixingStreamData {
     /// loops starts over at its end; passes that lie wholly ahead of the main frame are jumped over, so that one call
     /// reads a bounded number of passes, whatever the gap. What the stream throws passes through, and all is as after
     /// the last step that was completed.
-    MixingImageData* SetNewData(int64 begin, int64 end, int64 minOverlap);
+    ///
+    /// `hasEnded` tells whether the filter itself has been told to end, which may come from another thread at any time.
+    /// A stream that gives null then may have been broken off: it doesn't start over, since a seek takes an end back.
+    MixingImageData* SetNewData(int64 begin, int64 end, int64 minOverlap, EndCheck const& hasEnded);
     /// The phases of a seek to a time of the main stream. `startTime` isn't taken off: meant, as hosts count on it.
     void RequestSeek(int64 target, iptr<IRefCountable> const& seekContext);
     void DoSeek();
@@ -100,8 +105,10 @@ class MixingStreamData {
     int64 Base(int64 loopDuration) const;
     static Decision Decide(int64 begin, int64 end, int64 frameBegin, int64 frameEnd, int64 minOverlap);
     /// Reads the next frame, at the beginning where the stream loops; false when there is none that could serve.
-    bool ReadNext(Passes& passes, int64 begin);
-    bool Wrap(Passes& passes, int64 begin);
+    bool ReadNext(Passes& passes, int64 begin, EndCheck const& hasEnded);
+    bool Wrap(Passes& passes, int64 begin, EndCheck const& hasEnded);
+    /// Seeks to the stream's beginning; false where the end came meanwhile, which then stands.
+    bool StartOver(EndCheck const& hasEnded);
 
     bool loop;
     int64 startTime;

@@ -232,6 +232,16 @@ TEST(ImageBlender, LeavesSharedPicturesAlone) {
     EXPECT_EQ(frame->GetDuration(), 20000);
 }
 
+TEST(ImageBlender, APictureIsDrawnOnItself) {
+    auto const blender = MakeShared<ImageBlender>();
+    SettingsEffectImageBlender const placing(2, 1, 255, BlendAlphaMode::Straight);
+    iptr<IDataVideo> picture = DrawNoise(PIX_FMT_RGBA, 8, 8, 1);
+    auto const expected = Formula(*picture, *picture, placing).Compute();
+    blender->Initialize(placing);
+    blender->Process(picture, picture);
+    EXPECT_EQ(ReadParts(*picture), expected);
+}
+
 TEST(ImageBlender, NullsAreNothing) {
     auto const blender = MakeShared<ImageBlender>();
     iptr<IDataVideo> none;

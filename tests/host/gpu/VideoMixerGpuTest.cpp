@@ -4,6 +4,7 @@
 #include "contracts/Proc/SettingsFilterVideoMixer.h"
 #include "tests/host/gpu/TwoSides.h"
 #include "tests/support/ContactSheet.h"
+#include "tests/support/ExpectThrow.h"
 #include "tests/support/ScriptedStream.h"
 
 // The video mixer as a host makes it, over frames of the GPU.
@@ -101,6 +102,19 @@ TEST_F(VideoMixerOnGpu, LogoIsUploadedOnceAndFetchedOnce) {
     EXPECT_EQ(uploads(Upload, Here), std::make_pair(int64{1}, int64{0}));
     EXPECT_EQ(uploads(Here, Upload), std::make_pair(int64{0}, int64{1}));
     EXPECT_EQ(uploads(Upload, Upload), std::make_pair(int64{0}, int64{0}));
+}
+
+TEST_F(VideoMixerOnGpu, PictureKeepsItsPixelAspectThroughItsUploadAndIsRefusedForIt) {
+    for (Place const place : {&Here, &Upload}) {
+        auto const stream = Make(Clip(1, 40, 30, 1, false, Upload));
+        auto const logo = Noise(12, 12, 90);
+        InnerFrame(*logo).sample_aspect_ratio = {4, 3};
+        auto const told = DataVideoFF::Wrap(av_frame_clone(&InnerFrame(*logo)), 0, FRAME);
+        MixerIn(stream).AddWatermark(place(told), 2, 2, 0, Always(255));
+        EXPECT_EQ(TestSupport::MessageOf<std::invalid_argument>([&] { stream->Read(); }),
+                  "Aspect ratio of destination stream and blended picture does not match. Watermark must be "
+                  "prepared!");
+    }
 }
 
 TEST_F(VideoMixerOnGpu, FrameThatOthersHoldStaysAsItWas) {

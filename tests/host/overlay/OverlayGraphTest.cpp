@@ -3,7 +3,9 @@
 
 #include <nlohmann/json.hpp>
 #include <string>
+#include <vector>
 
+#include "contracts/Core/Exception.h"
 #include "contracts/Proc/IFilterVideoMixer.h"
 #include "host/graph/EffectNodes.h"
 #include "host/graph/Factories.h"
@@ -12,6 +14,7 @@
 #include "host/graph/GraphSchema.h"
 #include "host/graph/GraphWriter.h"
 #include "host/graph/SettingsCatalog.h"
+#include "host/overlay/OverlayForm.h"
 #include "tests/support/ExpectThrow.h"
 #include "tests/support/SchemaValidator.h"
 
@@ -136,6 +139,18 @@ TEST(OverlayGraph, MainStreamMayStayInGpuMemory) {
     Core::Property const settings = Settings2Property(SettingsFilterVideoMixer());
     EXPECT_TRUE(GivesGpuFrames(SettingsFilterVideoMixer::CLASS_ID, settings, true, *effects));
     EXPECT_FALSE(GivesGpuFrames(SettingsFilterVideoMixer::CLASS_ID, settings, false, *effects));
+}
+
+/// What the command answers where so many pictures are to be drawn on a film that isn't there.
+std::string RefusalOf(std::size_t count) {
+    std::vector<OverlayRequest> const overlays(count, ParseOverlay("logo.png@0,0"));
+    return MessageOf<GraphException>([&] { MakeOverlayGraph("/nowhere.mkv", overlays, {}); });
+}
+
+TEST(OverlayForm, DrawsAtLeastOnePictureAndAsManyAsAMixerTakes) {
+    EXPECT_EQ(RefusalOf(0), "there is nothing to draw");
+    EXPECT_EQ(RefusalOf(100000), "more than 99999 pictures can't be drawn");
+    for (std::size_t const count : {1, 99999}) EXPECT_THROW(RefusalOf(count), Core::IOException) << "the film";
 }
 
 TEST(CatalogEntry, FurtherInputsMayBeOfAnotherKind) {

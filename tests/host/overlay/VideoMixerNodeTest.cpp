@@ -310,11 +310,26 @@ TEST(CanvasVideo, PicturesOfAnotherSizeAreFittedIntoThatOfTheStream) {
     EXPECT_EQ(stream->Read()->GetFrameInfo(), (Conf::FrameInfo{32, 24, 1, 1}));
 }
 
-TEST(CanvasVideo, PicturesInGpuMemoryPass) {
+TEST(CanvasVideo, PicturesInGpuMemoryPassWhereTheAspectIsTheirs) {
     auto const picture = PlacedPicture::Create(IDataVideo::FRAME_ALLOC_GPU, 0);
-    auto const source = Stream({picture}, {16, 16, 32, 30}, PIX_FMT_RGBA);
-    auto const passed = CanvasVideo::Create(source)->Read();
-    EXPECT_EQ(passed.get(), source->delivered.at(0));
+    auto const source = Stream({picture, picture->Clone(false)}, {16, 16, 1, 1}, PIX_FMT_RGBA);
+    auto const stray = CanvasVideo::Create(source)->Read();
+    EXPECT_EQ(stray.get(), source->delivered.at(0));
+    auto const passed = CanvasVideo::CreateOnGpu(source)->Read();
+    EXPECT_EQ(passed.get(), source->delivered.at(1));
+}
+
+TEST(CanvasVideo, FormatAndSizesOfGpuMemoryStay) {
+    // The format is that of the file, however the pictures lie in GPU memory.
+    auto const source = Stream(
+        {PlacedPicture::Create(IDataVideo::FRAME_ALLOC_GPU, 0), MakeVideo(FRAME, FRAME, GROUND, YUV411P, 16, 12)},
+        {32, 24, 1, 1}, YUV411P);
+    auto const stream = CanvasVideo::CreateOnGpu(source);
+    EXPECT_EQ(stream->GetFormatCodec()->GetPixelFormat(), YUV411P);
+    for (std::size_t i = 0; i < 2; ++i) {
+        auto const passed = stream->Read();
+        EXPECT_EQ(passed.get(), source->delivered.at(i)) << i;
+    }
 }
 
 TEST(VideoMixerNode, MainStreamOfAnyAspectIsDrawnOn) {
