@@ -2,10 +2,12 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <map>
+#include <random>
 #include <set>
 #include <sstream>
 
@@ -236,6 +238,89 @@ TEST(RecordJob, LinkedJoinsOfWhichTheLastIsEmptyGiveWhatTheyGiveUnrecorded) {
     options.building.wrap = tapped(times);
     std::vector<int64> const video = TimesOf(Record(document, options)).at(31);
     EXPECT_EQ(75U, video.size());
+}
+
+/// Picture and sound of the clip through layers of filters and controllers, drawn by a seed.
+class RandomPair {
+  public:
+    explicit RandomPair(unsigned seed) : random(seed) {
+        graph.Source(1, Clip(), VIDEO).Source(2, Clip(), AUDIO);
+        // A repeat reads what lies below it without a seek, which not every filter takes.
+        if (Draw(0, 4) == 0) Repeat();
+        for (int i = 0, count = Draw(1, 4); i < count; ++i) AddLayer();
+        graph.Into({}, {video, audio});
+        // Not beyond the end: the digests clamp a seek, as most filters do, and a join doesn't.
+        for (int i = Draw(0, 3); i > 0 && length > 2 * PICTURE; --i) places.push_back(Draw(0, length - 2 * PICTURE));
+    }
+
+    GraphMaker graph;
+    std::vector<int64> places;
+    /// What it is, for people.
+    std::string text;
+
+  private:
+    static constexpr int PICTURE = 40000;
+
+    int Draw(int low, int high) { return low + static_cast<int>(random() % static_cast<unsigned>(high - low + 1)); }
+    void Control(std::string const& classId, Core::Property const& settings) {
+        text += " " + classId;
+        graph.Controller(last + 1, classId, {{last + 2, video}, {last + 3, audio}}, settings);
+        video = last + 2;
+        audio = last += 3;
+    }
+    void Filter(NodeId& stream, std::string const& classId,
+                std::vector<std::pair<std::string, std::string>> const& values = {}) {
+        text += " " + classId;
+        graph.Filter(++last, classId, {stream}, values);
+        stream = last;
+    }
+    void Repeat() {
+        length = 3500000;
+        Control("FilterRepeatController",
+                GraphMaker::Settings("FilterRepeatController",
+                                     {{"RedefineDuration", std::to_string(length)}, {"RepeatMode", "Last"}}));
+    }
+    void Cut() {
+        int const start = Draw(0, 2) == 0 ? 0 : Draw(0, length / 2);
+        int const end = start + Draw(1, length / 2);
+        length -= end - start;
+        Core::Property interval("Interval");
+        interval.SetChild("Start", std::to_string(start));
+        interval.SetChild("End", std::to_string(end));
+        Control("FilterCutController", Core::Property("FilterCutController").Add(interval));
+        text += " " + std::to_string(start) + "-" + std::to_string(end);
+    }
+    void AddLayer() {
+        switch (Draw(0, 4)) {
+            case 0:
+                Control("FilterSeekController", Core::Property("FilterSeekController"));
+                Filter(video, "FilterJoinVideo");
+                return Filter(audio, "FilterJoinAudio");
+            case 1:
+                return Filter(video, "SettingsFilterFrameRate");
+            case 2:
+                length = std::min(length, 2500000);
+                Filter(video, TRIMMER, {{"Duration", std::to_string(length)}});
+                return Filter(audio, TRIMMER, {{"Duration", std::to_string(length)}});
+            default:
+                return Cut();
+        }
+    }
+
+    std::mt19937 random;
+    int length = 3000000;
+    NodeId last = 10;
+    NodeId video = 1;
+    NodeId audio = 2;
+};
+
+TEST(RecordJob, RandomGraphsGiveWhatTheyGiveUnrecorded) {
+    constexpr unsigned GRAPHS = 60;
+    for (unsigned seed = 1; seed <= GRAPHS; ++seed) {
+        RandomPair const drawn(seed);
+        SCOPED_TRACE("seed " + std::to_string(seed) + drawn.text);
+        ASSERT_NO_THROW(ExpectUndisturbed(drawn.graph.document, AllTapped, drawn.places));
+    }
 }
 
 TEST(RecordJob, IsTheSameForAnyNumberOfDecoderThreads) {
