@@ -1,6 +1,7 @@
 #include "host/digest/RecordFile.h"
 
 #include <algorithm>
+#include <boost/property_tree/json_parser/error.hpp>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -10,6 +11,7 @@
 #include "contracts/Core/Exception.h"
 #include "host/digest/FrameHashes.h"
 #include "host/graph/GraphErrors.h"
+#include "host/graph/SettingsCatalog.h"
 #include "host/media/OutputFile.h"
 #include "host/media/TextFile.h"
 
@@ -42,14 +44,54 @@ std::vector<NodeId> NodesOfHashes(RecordPlan const& plan, RecordRequest const& r
     return nodes;
 }
 
+/// Whether a node gives decoded subtitles, as far as the document tells.
+bool GivesTitles(RecordPlan const& plan, NodeId id) {
+    GraphDocument const& document = plan.document;
+    for (GraphSource const& source : document.sources) {
+        if (source.id != id) continue;
+        if (source.packets) return false;
+        if (!plan.media) return source.stream.kind == StreamKind::Subtitle;
+        return plan.media->GetStreams().at(static_cast<std::size_t>(source.stream.ordinal)).kind ==
+               StreamKind::Subtitle;
+    }
+    for (GraphFilter const& filter : document.filters) {
+        if (filter.id != id) continue;
+        CatalogEntry const* const entry = FindInCatalog(filter.classId);
+        // Without another word a filter gives the kind that it takes. No graph has rings.
+        return entry && !entry->gives && !filter.inputs.empty() && GivesTitles(plan, filter.inputs.front());
+    }
+    for (GraphController const& controller : document.controllers)
+        for (GraphController::Stream const& stream : controller.streams)
+            if (stream.id == id) return GivesTitles(plan, stream.input);
+    return false;
+}
+
+/// Refused ahead of the work: the nodes would all be left out of the hashes.
+void CheckHashed(RecordPlan const& plan, std::vector<NodeId> const& nodes) {
+    if (std::all_of(nodes.begin(), nodes.end(), [&](NodeId id) { return GivesTitles(plan, id); }))
+        TARSEL_THROW(GraphException, "there is no stream that has frame hashes");
+}
+
 void Save(Proc::GraphCRCData const& data, OutputFile const& file) {
     try {
         data.SaveToFile(file.GetPartialPath());
-    } catch (std::bad_alloc const&) {
-        throw;
-    } catch (std::exception const&) {
-        // The text of the failure names the partial file, which is gone by then.
-        TARSEL_THROW(Core::IOException, file.GetPath() + ": can't be written");
+    } catch (boost::property_tree::json_parser::json_parser_error const& failure) {
+        // Its whole text names the partial file, which is gone by then.
+        TARSEL_THROW(Core::IOException, file.GetPath() + ": can't be written: " + failure.message());
+    }
+}
+
+/// Puts both files in their places, or none.
+void Place(OutputFile& record, std::optional<TextFile>& hashes, PlacingGuard const& guard) {
+    std::shared_ptr<void> const held = guard ? guard() : nullptr;
+    record.Commit();
+    if (!hashes) return;
+    try {
+        hashes->Commit();
+    } catch (Core::IOException const& failure) {
+        if (record.TakeBack()) throw;
+        TARSEL_THROW(Core::IOException,
+                     std::string(failure.what()) + "; " + record.GetPath() + " is replaced by the new record already");
     }
 }
 
@@ -86,7 +128,8 @@ RecordPlan PlanRecord(RecordRequest const& request) {
     return plan;
 }
 
-RecordReport RecordToFile(RecordPlan const& plan, RecordRequest const& request, ProgressCallback const& progress) {
+RecordReport RecordToFile(RecordPlan const& plan, RecordRequest const& request, ProgressCallback const& progress,
+                          PlacingGuard const& guard) {
     std::vector<std::string> const inputs = InputsOf(plan, request);
     OutputFile file(request.output, request.force, inputs);
     std::optional<TextFile> hashFile;
@@ -100,6 +143,7 @@ RecordReport RecordToFile(RecordPlan const& plan, RecordRequest const& request, 
     if (!request.frameHashes.empty()) {
         hashFile.emplace(request.frameHashes, request.force, inputs);
         std::vector<NodeId> const nodes = NodesOfHashes(plan, request);
+        CheckHashed(plan, nodes);
         if (plan.media)
             hashes.emplace(nodes, plan.media);
         else
@@ -115,9 +159,9 @@ RecordReport RecordToFile(RecordPlan const& plan, RecordRequest const& request, 
     if (hashes) {
         std::string const text = hashes->ToText(record.data);
         for (std::string& warning : hashes->GetWarnings()) report.warnings.push_back(std::move(warning));
-        hashFile->Write(text);
+        hashFile->Fill(text);
     }
-    file.Commit();
+    Place(file, hashFile, guard);
     return report;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -49,10 +51,16 @@ TARSEL_HOST_EXPORT bool IsGraphFile(std::string const& path);
 /// and `OutputFile`.
 TARSEL_HOST_EXPORT RecordPlan PlanRecord(RecordRequest const& request);
 
-/// Records and writes the files, which appear when both are complete; after a failure there is none. A media file of
-/// the graph in the place of an output is refused before anything is read. Failures: those of `RecordGraph`,
-/// `FrameHashes` and `OutputFile`.
+/// Asked for right ahead of the moment in which complete files are put in their places; what it gives is let go when
+/// all of them stand there. Whoever would end the program at any other moment can hold that off for so long.
+using PlacingGuard = std::function<std::shared_ptr<void>()>;
+
+/// Records and writes the files, which appear when both are complete; after a failure there is none. Only where the
+/// hashes can't be put in place when the record has replaced another one already, the new record stays, and the failure
+/// says so. A media file of the graph in the place of an output is refused before anything is read, and so are frame
+/// hashes where the document tells that all their nodes give subtitles. Failures: those of `RecordGraph`, `FrameHashes`
+/// and `OutputFile`.
 TARSEL_HOST_EXPORT RecordReport RecordToFile(RecordPlan const& plan, RecordRequest const& request,
-                                             ProgressCallback const& progress);
+                                             ProgressCallback const& progress, PlacingGuard const& guard = {});
 
 }  // namespace Tarsel::Host

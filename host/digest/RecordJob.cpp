@@ -13,6 +13,7 @@
 #include "host/graph/GraphErrors.h"
 #include "host/graph/GraphJob.h"
 #include "host/media/AudioDecoder.h"
+#include "host/media/ForwardingStream.h"
 #include "host/media/VideoDecoder.h"
 #include "host/subtitles/SubtitleSource.h"
 #include "host/subtitles/TextEncoding.h"
@@ -39,13 +40,30 @@ void CheckName(std::string const& path) {
         TARSEL_THROW(Core::IOException, path + ": its name isn't UTF-8, and a record can't hold another");
 }
 
+/// Stands behind the digests of a stream that is sought behind their back, by its controller: what a hash filter knows
+/// of its place is stale by then, and an item that it read ahead to tell the position would come a second time. Place
+/// and end are the stream's own; all else passes through the digests.
+template <class T>
+class SoughtBelow final : public ForwardingStream<T> {
+  public:
+    SoughtBelow(iptr<T> digested, iptr<T> sought)
+        : ForwardingStream<T>(std::move(digested)), sought(std::move(sought)) {}
+
+    int64 GetPosition() override { return sought->GetPosition(); }
+    bool IsEndOfStream() override { return sought->IsEndOfStream(); }
+
+  private:
+    iptr<T> const sought;
+};
+
 /// The stream with a digest of each item behind it.
-GraphStream Digested(ICRCStreamController& controller, NodeId node, GraphStream stream) {
+GraphStream Digested(ICRCStreamController& controller, BuiltNode const& node, GraphStream const& stream) {
     return std::visit(
-        [&](auto const& typed) -> GraphStream {
-            auto digested = controller.AddStream(typed);
+        [&]<class T>(iptr<T> const& typed) -> GraphStream {
+            iptr<T> digested = controller.AddStream(typed);
             Core::Property property(ICRCStreamController::SOURCE_NODE_ID);
-            digested->Initialize(property.SetValue(node));
+            digested->Initialize(property.SetValue(node.id));
+            if (node.seeker) return iptr<T>(MakeShared<SoughtBelow<T>>(std::move(digested), typed));
             return digested;
         },
         stream);
@@ -129,7 +147,7 @@ RunRecord RecordGraph(GraphDocument const& document, RecordOptions const& option
     running.building = options.building;
     running.building.wrap = [&](BuiltNode const& node, GraphStream stream) {
         if (options.building.wrap) stream = options.building.wrap(node, std::move(stream));
-        return nodes.count(node.id) != 0 ? Digested(*controller, node.id, std::move(stream)) : stream;
+        return nodes.count(node.id) != 0 ? Digested(*controller, node, stream) : stream;
     };
     running.seeks = options.seeks;
     running.fromStart = true;

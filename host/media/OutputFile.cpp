@@ -144,6 +144,8 @@ void OutputFile::MakePartial() {
 void OutputFile::Commit() {
     int code = 0;
     if (replace) {
+        struct stat status {};
+        hasReplaced = lstat(target.c_str(), &status) == 0;
         if (rename(partialPath.c_str(), target.c_str()) != 0) code = errno;
     } else if (renameat2(AT_FDCWD, partialPath.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) != 0) {
         code = errno;
@@ -169,6 +171,10 @@ void OutputFile::Discard() {
     partialPath.clear();
     FreeSlot(slot);
     slot = -1;
+}
+
+bool OutputFile::TakeBack() {
+    return !hasReplaced && unlink(target.c_str()) == 0;
 }
 
 void RemovePartialFiles() noexcept {

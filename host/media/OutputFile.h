@@ -29,6 +29,9 @@ class TARSEL_HOST_EXPORT OutputFile {
     void Commit();
     /// Removes the temporary file; does nothing after `Commit`.
     void Discard();
+    /// Takes away what `Commit` put in its place, for a set of files of which another one fails. False when it stays:
+    /// what stood there before is gone, and no file at all would be worse.
+    bool TakeBack();
 
   private:
     void CheckTarget(std::vector<std::string> const& inputs);
@@ -38,7 +41,8 @@ class TARSEL_HOST_EXPORT OutputFile {
     bool const replace;
     std::string target;       // the real path, links resolved
     std::string partialPath;  // empty when there is none
-    int slot = -1;            // in the table of partial files
+    bool hasReplaced = false;
+    int slot = -1;  // in the table of partial files
 };
 
 /// Removes all partial files of this process. Safe in a signal handler; the process must end after it.

@@ -12,6 +12,11 @@ TextFile::TextFile(std::string const& path, bool force, std::vector<std::string>
     : output(path, force, inputs) {}
 
 void TextFile::Write(std::string_view text) {
+    Fill(text);
+    Commit();
+}
+
+void TextFile::Fill(std::string_view text) {
     std::FILE* const file = std::fopen(output.GetPartialPath().c_str(), "wb");
     bool written = file && std::fwrite(text.data(), 1, text.size(), file) == text.size();
     int error = errno;
@@ -20,7 +25,6 @@ void TextFile::Write(std::string_view text) {
         error = errno;
     }
     if (!written) TARSEL_THROW(Core::IOException, output.GetPath() + ": can't be written: " + std::strerror(error));
-    output.Commit();
 }
 
 }  // namespace Tarsel::Host

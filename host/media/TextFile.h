@@ -18,6 +18,10 @@ class TARSEL_HOST_EXPORT TextFile {
     TextFile(std::string const& path, bool force, std::vector<std::string> const& inputs = {});
     /// Writes the whole text, byte by byte as it is, and puts the file in its place.
     void Write(std::string_view text);
+    /// Writes the whole text beside the place. Once, and `Commit` follows.
+    void Fill(std::string_view text);
+    /// Puts what was written in its place.
+    void Commit() { output.Commit(); }
 
   private:
     OutputFile output;

@@ -3,6 +3,7 @@
 
 #include <limits>
 #include <stdexcept>
+#include <type_traits>
 
 #include "Proc/Filters/Filters/FilterMD5StreamAudio.h"
 #include "Proc/Filters/Filters/FilterMD5StreamRaw.h"
@@ -212,6 +213,33 @@ TYPED_TEST(FilterMD5Stream, ASeekLeavesEarlierEntriesAndItemsReadAgainAreAppende
     ReadAll(*filter);
     EXPECT_THAT(this->collector->lines, ElementsAre(this->Line(0, 0, 1), this->Line(0, 10, 2), this->Line(0, 10, 2)));
     EXPECT_EQ(this->CountOf(*filter), 3U);
+}
+
+TYPED_TEST(FilterMD5Stream, WhatIsReadAheadForThePositionAndDroppedBehindItIsRecordedAndCounted) {
+    // Nothing is read ahead of packets.
+    bool const readsAhead = !std::is_same_v<TypeParam, RawKind>;
+    for (bool const released : {false, true}) {
+        this->collector->lines.clear();
+        auto const filter = this->Over({TypeParam::Make(0, 1), TypeParam::Make(10, 2)});
+        Seek(*filter, 0);
+        EXPECT_EQ(filter->GetPosition(), readsAhead ? 0 : NO_VALUE);
+        EXPECT_EQ(this->CountOf(*filter), readsAhead ? 1U : 0U);
+        // Both leave the source in front of the second item, or of packets behind a release the first.
+        if (released)
+            filter->ReleaseInternalData();
+        else
+            Seek(*filter, 10);
+        std::vector<std::string> expected;
+        if (readsAhead) expected.push_back(this->Line(0, 0, 1));
+        EXPECT_EQ(this->collector->lines, expected);
+        bool const comesFirst = released && !readsAhead;
+        auto const item = filter->Read();
+        ASSERT_NE(item, nullptr);
+        EXPECT_EQ(item->GetTime(), comesFirst ? 0 : 10);
+        expected.push_back(comesFirst ? this->Line(0, 0, 1) : this->Line(0, 10, 2));
+        EXPECT_EQ(this->collector->lines, expected);
+        EXPECT_EQ(this->CountOf(*filter), expected.size());
+    }
 }
 
 TYPED_TEST(FilterMD5Stream, SeekReleaseAndEndGoToTheSourceWithTheContext) {

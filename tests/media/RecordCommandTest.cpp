@@ -68,6 +68,7 @@ TEST(RecordUsage, MistakesExitWithTwoAndNameTheOption) {
              {{"record", "a.json", "-o", "r.json", "--nodes", "1,two"}, "\"two\" is not the id of a node"},
              {{"record", "a.json", "-o", "r.json", "--nodes", "1,,2"}, "--nodes"},
              {{"record", "a.json", "-o", "r.json", "--threads", "0"}, "\"0\" is not a whole number from 1 to 64"},
+             {{"record", "a.json", "-o", "r.json", "--threads", "65"}, "\"65\" is not a whole number from 1 to 64"},
              {{"record", "a.json", "-o", "r.json", "--seek", "soon"}, "\"soon\" is not a time of up to thirty days"},
              {{"record", "a.json", "-o", "r.json", "--framemd5", "h", "--seek", "1"}, "can't be used with --seek"},
              {{"record", "a.json", "-o", "r.json", "--framemd5", "./r.json"}, "./r.json is the output itself"},
@@ -271,7 +272,7 @@ TEST(RecordFiles, AFailingRunLeavesNeitherRecordNorHashes) {
     EXPECT_EQ(1, result.exitCode);
     EXPECT_THAT(result.errors, HasSubstr(folder / "trim.json: node 1: /sources/0/file: /nowhere.mp4: "));
     EXPECT_THAT(folder.List(), ElementsAre("trim.json"));
-    // One that fails when all of it has been read: titles alone have no frame hashes.
+    // Titles alone have no frame hashes.
     WriteText(folder / "one.srt", "1\n00:00:00,500 --> 00:00:01,500\nOne\n");
     auto const titles =
         RunTarsel({"record", folder / "one.srt", "-o", folder / "run.json", "--decoded", "--framemd5", folder / "h"});

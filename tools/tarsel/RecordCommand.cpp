@@ -10,6 +10,7 @@
 #include "host/digest/RecordFile.h"
 #include "host/graph/GraphErrors.h"
 #include "tools/tarsel/Program.h"
+#include "tools/tarsel/Signals.h"
 #include "tools/tarsel/Terminal.h"
 #include "tools/tarsel/Usage.h"
 
@@ -91,7 +92,10 @@ int Record(RecordCommandOptions const& options) {
     Host::RecordReport report;
     {
         ProgressLine progress("recording");
-        report = Host::RecordToFile(plan, request, [&](int64 done, int64 total) { progress.Show(done, total); });
+        // A signal between two files would leave the first of them alone.
+        report = Host::RecordToFile(
+            plan, request, [&](int64 done, int64 total) { progress.Show(done, total); },
+            [] { return std::make_shared<SignalDelay>(); });
     }
     PrintWarnings(report.warnings);
     PrintOutput(options.json ? report.ToJson() + "\n" : report.ToText());
