@@ -433,5 +433,13 @@ TEST(AssEngine, WithoutAHeaderTheFirstLetterSaysWhereALineBegins) {
     EXPECT_LT(HighestAt(DrawLine(at + "l " + yod, {}, "")), 0.5);
 }
 
+TEST(AssEngine, WithoutAHeaderBracketsStayAroundTheirWords) {
+    std::string const yod = "\u05D9", mark = "\u200F";
+    std::string const plain = yod + " (abc) 12", told = yod + " (abc)" + mark + " 12";
+    EXPECT_TRUE(AreSame(DrawLine(plain, {}, ""), DrawLine(told, {}, "")));
+    // A script that fixes its direction is drawn as other programs draw it, which know no pairs.
+    EXPECT_FALSE(AreSame(DrawLine(plain), DrawLine(told)));
+}
+
 }  // namespace
 }  // namespace Tarsel::Host

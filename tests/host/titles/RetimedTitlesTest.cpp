@@ -254,6 +254,10 @@ TEST_F(RetimedTitlesSeek, NewSeeksAndReleasesForgetWhatIsHeld) {
     EXPECT_THAT(Times(), ElementsAre(500000));
     SeekTo(350000);
     titles->GetPosition();
+    SeekTo(0);
+    EXPECT_THAT(Times(), ElementsAre(0, 200000, 500000));
+    SeekTo(350000);
+    titles->GetPosition();
     titles->ReleaseInternalData();
     SeekTo(0);
     EXPECT_THAT(Times(), ElementsAre(0, 200000, 500000));
