@@ -59,7 +59,7 @@ void DrawAll(std::string const& header, std::vector<std::string> const& lines, s
     for (std::string const& line : lines) engine->AddTextLine(line);
     Core::Property counts = engine->GetStatistic();
     int64 sum = 0;
-    for (char const* name : {"Lines", "Repeated", "Malformed"}) sum += counts[name].GetInt64();
+    for (char const* name : {"Lines", "Malformed"}) sum += counts[name].GetInt64();
     Require(sum == static_cast<int64>(lines.size()));
     for (std::size_t i = 0; i < std::min(times.size(), MOST_DRAWN); ++i) {
         Proc::CropInfo crop;

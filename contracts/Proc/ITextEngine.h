@@ -16,9 +16,9 @@ class TARSEL_CONTRACTS_EXPORT ITextEngine : public virtual IRefCountable {
   public:
     ~ITextEngine() override;
     /// Takes an event line, "Dialogue: " and its fields. Either all ten of a script (Layer, Start, End, Style, Name,
-    /// MarginL, MarginR, MarginV, Effect, Text) or five (Layer, Start, End, Style, Text). Times are H:MM:SS.CC; the
-    /// hundredths may be 100. Exactly six digits behind the point are microseconds: H:MM:SS.UUUUUU. A line that is
-    /// there already is taken once. One that is none is left out with a warning.
+    /// MarginL, MarginR, MarginV, Effect, Text), margins without blanks, or five (Layer, Start, End, Style, Text).
+    /// Times are H:MM:SS.CC; the hundredths may be 100. Exactly six digits behind the point are microseconds:
+    /// H:MM:SS.UUUUUU. Each line counts, also one that is there already. One that is none is left out with a warning.
     virtual void AddTextLine(std::string const& line) = 0;
     /// What is drawn at `time` (microseconds) on a frame of `info`, RGBA with straight alpha, as large as what is
     /// drawn, and in `crop` where; null for nothing. The same object as before where the picture hasn't changed.

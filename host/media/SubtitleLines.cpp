@@ -33,13 +33,30 @@ std::string InMicroseconds(int64 time) {
     return ScriptTime(std::max<int64>(time, 0), 1000000, 6);
 }
 
+/// ",Style,Name,MarginL,MarginR,MarginV,Effect,Text" without the blanks that scripts may have around the margins: by
+/// them the engine tells a list of numbers in a text.
+std::string WithBareMargins(std::string const& fields) {
+    std::array<std::size_t, 6> commas{};
+    for (std::size_t i = 1; i < commas.size(); ++i) {
+        commas[i] = fields.find(',', commas[i - 1] + 1);
+        if (commas[i] == std::string::npos) return fields;
+    }
+    std::string result = fields.substr(0, commas[2]);
+    for (std::size_t i = 2; i + 1 < commas.size(); ++i) {
+        result += ',';
+        for (char const letter : fields.substr(commas[i] + 1, commas[i + 1] - commas[i] - 1))
+            if (letter != ' ' && letter != '\t') result += letter;
+    }
+    return result + fields.substr(commas.back());
+}
+
 std::string MakeLine(std::string const& event, std::string const& begin, std::string const& end) {
     if (IsDialogue(event)) return event;
     std::size_t const first = event.find(',');
     std::size_t const second = first == std::string::npos ? first : event.find(',', first + 1);
     if (second == std::string::npos) return event;
     return std::string(DIALOGUE) + " " + event.substr(first + 1, second - first - 1) + "," + begin + "," + end +
-           event.substr(second);
+           WithBareMargins(event.substr(second));
 }
 
 }  // namespace

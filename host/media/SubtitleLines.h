@@ -8,7 +8,8 @@
 namespace Tarsel::Host {
 
 /// The decoder's form of an ASS event, "ReadOrder,Layer,Style,Name,MarginL,MarginR,MarginV,Effect,Text", as the line of
-/// a script: "Dialogue: Layer,Start,End,Style,...", times H:MM:SS.CC of microseconds. A line that is one already stays.
+/// a script: "Dialogue: Layer,Start,End,Style,...", times H:MM:SS.CC of microseconds. Margins lose the blanks in them.
+/// A line that is one already stays.
 TARSEL_HOST_EXPORT std::string MakeDialogueLine(std::string const& event, int64 begin, int64 end);
 
 /// The same with times of six digits behind the point, for the engine that draws: scripts don't know such.

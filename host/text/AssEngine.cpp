@@ -24,7 +24,7 @@ constexpr int64 MAX_TIME = std::numeric_limits<int64>::max();
 constexpr unsigned MAX_MALFORMED_TOLD = 10;
 constexpr std::size_t MAX_TOLD = 30;
 /// How many times at which lines began are drawn, at most, to know where lines stand that are on screen together.
-constexpr std::size_t MAX_REHEARSALS = 64;
+constexpr std::size_t MAX_REHEARSALS = 1000;
 /// How much of a line a warning repeats.
 constexpr std::size_t MAX_QUOTED = 120;
 
@@ -44,6 +44,32 @@ bool Moves(AssLine const& line) {
     for (char const* order : {"\\t", "\\move", "\\fad", "\\k", "\\K"})
         if (line.text.find(order) != std::string::npos) return true;
     return false;
+}
+
+bool SkipNumber(std::string_view& text) {
+    auto const skip = [&](char const* letters) {
+        text.remove_prefix(std::min(text.find_first_not_of(letters), text.size()));
+    };
+    skip(" ");
+    std::size_t const before = text.size();
+    skip("+-.0123456789");
+    bool const isThere = text.size() < before;
+    skip(" ");
+    return isThere;
+}
+
+/// Whether a line begins with a place of its own, "{...\\pos(X,Y)...}": the library moves only the others apart.
+bool IsPlaced(AssLine const& line) {
+    std::string_view text = line.text;
+    if (!text.starts_with('{') || text.find('}') == std::string_view::npos) return false;
+    text = text.substr(0, text.find('}'));
+    constexpr std::string_view ORDER = "\\pos(";
+    std::size_t const order = text.find(ORDER);
+    if (order == std::string_view::npos) return false;
+    text.remove_prefix(order + ORDER.size());
+    if (!SkipNumber(text) || !text.starts_with(',')) return false;
+    text.remove_prefix(1);
+    return SkipNumber(text) && text.starts_with(')');
 }
 
 bool IsDrawable(Conf::FrameInfo const& info) {
@@ -124,12 +150,8 @@ void AssEngine::AddTextLine(std::string const& line) {
     AssLine event;
     std::string const reason = ParseAssLine(line, event);
     if (!reason.empty()) return LeaveOut(line, reason);
-    if (!lines.insert(line).second) {
-        ++repeated;
-        return;
-    }
     if (!script.Add(event)) Tell("Subtitle style \"" + event.style + "\" isn't there, another one is taken");
-    Enter({event.start, event.end, Moves(event)});
+    Enter({event.start, event.end, Moves(event), IsPlaced(event)});
 }
 
 void AssEngine::Enter(Span const& span) {
@@ -142,7 +164,6 @@ void AssEngine::Enter(Span const& span) {
 
 void AssEngine::ClearLines() {
     script.ClearEvents();
-    lines.clear();
     spans.clear();
     isSorted = true;
     stage = {};
@@ -213,6 +234,7 @@ bool AssEngine::Rehearse(Stage const& at, int64 now) {
     for (std::size_t i = at.groupEnd; !isAlone && i-- > at.groupBegin && starts.size() < MAX_REHEARSALS;) {
         int64 const start = spans[i].start;
         if (goesOn && start <= rehearsed) break;
+        if (spans[i].isPlaced) continue;
         if (start < now && (starts.empty() || starts.back() != start)) starts.push_back(start);
     }
     for (auto start = starts.rbegin(); start != starts.rend(); ++start)
@@ -246,9 +268,7 @@ iptr<IDataVideo> AssEngine::RenderImage(int64 time, Conf::FrameInfo const& info,
 
 Core::Property AssEngine::GetStatistic() {
     Core::Property node = Core::MakeStatistics("Tarsel::Host::AssEngine::GetStatistic", 0, renderings);
-    node.SetChild("Lines", static_cast<int64>(spans.size()))
-        .SetChild("Repeated", static_cast<int64>(repeated))
-        .SetChild("Malformed", static_cast<int64>(malformed));
+    node.SetChild("Lines", static_cast<int64>(spans.size())).SetChild("Malformed", static_cast<int64>(malformed));
     return node;
 }
 

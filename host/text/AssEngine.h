@@ -3,7 +3,6 @@
 #include <functional>
 #include <set>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
 #include "contracts/Core/Export.h"
@@ -33,7 +32,7 @@ class TARSEL_HOST_EXPORT AssEngine final : public Proc::ITextEngine, public RefC
     void AddTextLine(std::string const& line) override;
     iptr<Proc::IDataVideo> RenderImage(int64 time, Conf::FrameInfo const& info, Proc::CropInfo& crop) override;
     void ClearLines() override;
-    /// Children: "Lines" on the list now, "Repeated" and "Malformed" ones that were left out, "Renderings".
+    /// Children: "Lines" on the list now, "Malformed" ones that were left out, "Renderings".
     Core::Property GetStatistic() override;
 
   private:
@@ -42,6 +41,8 @@ class TARSEL_HOST_EXPORT AssEngine final : public Proc::ITextEngine, public RefC
         int64 start;
         int64 end;
         bool moves;
+        /// It has a place of its own, whatever else is there.
+        bool isPlaced;
     };
     /// What is on screen at a time.
     struct Stage {
@@ -77,7 +78,6 @@ class TARSEL_HOST_EXPORT AssEngine final : public Proc::ITextEngine, public RefC
     std::set<std::string> told;
     std::set<std::string> families;
     unsigned malformed = 0;
-    unsigned repeated = 0;
     unsigned renderings = 0;
 
     // Wiring; the listener is called by what stands behind it.
@@ -89,7 +89,6 @@ class TARSEL_HOST_EXPORT AssEngine final : public Proc::ITextEngine, public RefC
     AssRenderer const renderer;
 
     // The lines.
-    std::unordered_set<std::string> lines;
     std::vector<Span> spans;  // by their starts once `isSorted`
     bool isSorted = true;
 

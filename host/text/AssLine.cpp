@@ -127,10 +127,10 @@ std::string WithBreaks(std::string_view text) {
     return result;
 }
 
-/// Whether ten fields are those of the long form.
+/// Whether ten fields are those of the long form. Blanks beside the numbers are those of a list in a text.
 bool ReadLongForm(std::vector<std::string_view> const& fields, AssLine& event) {
-    if (fields.size() < LONG_FIELDS || !ReadMargin(Trimmed(fields[5]), event.marginLeft) ||
-        !ReadMargin(Trimmed(fields[6]), event.marginRight) || !ReadMargin(Trimmed(fields[7]), event.marginVertical))
+    if (fields.size() < LONG_FIELDS || !ReadMargin(fields[5], event.marginLeft) ||
+        !ReadMargin(fields[6], event.marginRight) || !ReadMargin(fields[7], event.marginVertical))
         return false;
     event.name = Trimmed(fields[4]);
     event.effect = Trimmed(fields[8]);

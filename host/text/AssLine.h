@@ -24,9 +24,9 @@ struct AssLine {
 };
 
 /// Reads "Dialogue: " and the fields of an event: Layer, Start, End, Style, Name, MarginL, MarginR, MarginV, Effect,
-/// Text where there are as many and the margins are numbers or empty, else Layer, Start, End, Style, Text. Commas
-/// behind the last field belong to the text. Returns what is wrong with the line, an empty text where nothing is;
-/// `event` then has what it says.
+/// Text where there are as many and the margins are numbers without blanks or empty, else Layer, Start, End, Style,
+/// Text. Commas behind the last field belong to the text. Returns what is wrong with the line, an empty text where
+/// nothing is; `event` then has what it says.
 TARSEL_HOST_EXPORT std::string ParseAssLine(std::string_view line, AssLine& event);
 
 }  // namespace Tarsel::Host

@@ -65,6 +65,12 @@ void CompleteStage(ass_track& track) {
     }
 }
 
+/// Whether all styles ask for it. The first one is the library's own.
+bool LetLettersSayDirections(ass_track const& track) {
+    return track.n_styles > 1 && std::all_of(track.styles + 1, track.styles + track.n_styles,
+                                             [](ASS_Style const& style) { return style.Encoding == -1; });
+}
+
 }  // namespace
 
 AssScript::AssScript(ass_library& library, std::string ownHeader, SettingsSubtitleDrawer drawing)
@@ -80,6 +86,8 @@ AssScript::AssScript(ass_library& library, std::string ownHeader, SettingsSubtit
     ass_process_codec_private(track.get(), text.data(), static_cast<int>(text.size()));
     ass_flush_events(track.get());
     if (hasHeader) CompleteStage(*track);
+    // Scripts that have it otherwise are made for programs that know no pairs of brackets. Old libraries don't, either.
+    if (LetLettersSayDirections(*track)) ass_track_set_feature(track.get(), ASS_FEATURE_BIDI_BRACKETS, 1);
     // In front of the script's own styles stands one of the library, in thin letters.
     track->styles[0].Bold = 0;
     int const named = FindStyle("Default");

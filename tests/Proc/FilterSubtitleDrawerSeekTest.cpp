@@ -70,6 +70,20 @@ TEST_F(FilterSubtitleDrawerSeekTest, PicturesAreSoughtToTheTargetWithTheSameCont
     EXPECT_THAT(subtitles->log.Take(), ElementsAre("RequestSeek(4000000)", "DoSeek"));
 }
 
+TEST_F(FilterSubtitleDrawerSeekTest, EachCallGoesToThePicturesFirstAndThenToTheSubtitles) {
+    Make(2, TextsAt({0, SECOND}));
+    CallLog both;
+    source->log.TellAlso(both, "pictures: ");
+    subtitles->log.TellAlso(both, "subtitles: ");
+    Seek(*drawer, 10 * SECOND);
+    EXPECT_THAT(both.Take(), ElementsAre("pictures: RequestSeek(10000000)", "subtitles: RequestSeek(5000000)",
+                                         "pictures: DoSeek", "subtitles: DoSeek"));
+    drawer->ReleaseInternalData();
+    EXPECT_THAT(both.Take(), ElementsAre("pictures: ReleaseInternalData", "subtitles: ReleaseInternalData"));
+    drawer->SetEndOfStream();
+    EXPECT_THAT(both.Take(), ElementsAre("pictures: SetEndOfStream", "subtitles: SetEndOfStream"));
+}
+
 TEST_F(FilterSubtitleDrawerSeekTest, SubtitlesAreFetchedUpToTheTargetAgain) {
     Make(500, TextsAt({0, SECOND, 2 * SECOND, 6 * SECOND, 9 * SECOND, 10 * SECOND, 11 * SECOND}));
     Read(1);

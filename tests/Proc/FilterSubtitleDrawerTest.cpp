@@ -64,6 +64,15 @@ TEST_F(FilterSubtitleDrawerTest, TheEndOfTheSubtitlesIsAskedForAtEachPicture) {
     EXPECT_THAT(fetched, ElementsAre(1, 1, 1, 1, 1));
 }
 
+TEST_F(FilterSubtitleDrawerTest, BehindTheEndOfThePicturesEachReadStillTakesASubtitle) {
+    Make(1, TextsAt({SECOND, 2 * SECOND, 3 * SECOND, 4 * SECOND}));
+    Read(1);
+    EXPECT_EQ(drawer->Read(), nullptr);
+    EXPECT_EQ(drawer->Read(), nullptr);
+    EXPECT_THAT(fetched, ElementsAre(1, 2, 3));
+    EXPECT_EQ(Engine().lines.size(), 3U);
+}
+
 TEST_F(FilterSubtitleDrawerTest, SubtitlesWithoutATimeAreNotBeyondThePicture) {
     Make(2, TextsAt({NO_VALUE, NO_VALUE, NO_VALUE, 500000, NO_VALUE}));
     Read(1);
@@ -128,6 +137,7 @@ TEST_F(FilterSubtitleDrawerTest, OtherTypesAreRefused) {
     EXPECT_EQ(MessageOf<FilterException>([&] { drawer->Read(); }), "Unsupported subtitles type");
     EXPECT_EQ(overlay->provider, nullptr);
     Read(1);
+    EXPECT_EQ(CountedIn(drawer->GetStatistic().Children()[2], "Subtitles"), 2) << "they were read, whatever they are";
 }
 
 TEST_F(FilterSubtitleDrawerTest, AMissingFirstRectangleIsOfNoType) {
@@ -254,6 +264,23 @@ TEST_F(FilterSubtitleDrawerTest, FailuresOfTheStreamsPassAndReadingGoesOn) {
     EXPECT_THAT(drawer->Read(), IsVideo(2 * FRAME, FRAME));
 }
 
+TEST_F(FilterSubtitleDrawerTest, AProviderThatFailsInTheMiddleLosesItsPictureAndNoTitle) {
+    Make(5, TextsAt({0, 50000, 90000, 140000}));
+    auto const picture = MakeVideo(0, 0, 0, PIX_FMT_RGBA);
+    Read(2);
+    Engine().onRender = [&](int64 time, Conf::FrameInfo const&, CropInfo&) -> iptr<IDataVideo> {
+        if (time == 2 * FRAME) TARSEL_THROW(ProcException, "no memory for letters");
+        return picture;
+    };
+    EXPECT_EQ(MessageOf<ProcException>([&] { drawer->Read(); }), "no memory for letters");
+    EXPECT_THAT(drawer->Read(), IsVideo(3 * FRAME, FRAME));
+    EXPECT_THAT(drawer->Read(), IsVideo(4 * FRAME, FRAME));
+    EXPECT_EQ(overlay->drawn.back().image, picture);
+    EXPECT_EQ(Engine().lines.size(), 4U);
+    EXPECT_EQ(engines->made.size(), 1U);
+    EXPECT_EQ(drawer->GetStatistic()["Count"].GetInt64(), 4);
+}
+
 // --- Settings --------------------------------------------------------------------------------------------------------
 
 SettingsSubtitleDrawer Bold() {
@@ -314,6 +341,20 @@ TEST_F(FilterSubtitleDrawerTest, NewSettingsActOnTitlesThatHaveBeenFetched) {
     EXPECT_THAT(overlay->settings, ElementsAre(Bold(), Bold()));
     Read(1);
     EXPECT_EQ(Engine().lines.size(), 2U);
+}
+
+TEST_F(FilterSubtitleDrawerTest, NewSettingsOverBitmapsGoToTheOverlayStreamAndMakeNoEngine) {
+    Make(2, {MakeTitle(0, SECOND, {Block(0, 0, 2, 2, {255, 255, 255, 255})})});
+    Read(1);
+    auto const provider = overlay->provider;
+    auto const image = overlay->drawn.back().image;
+    ASSERT_NE(image, nullptr);
+    drawer->Initialize(Bold());
+    EXPECT_THAT(overlay->settings, ElementsAre(Bold()));
+    EXPECT_THAT(engines->made, IsEmpty());
+    EXPECT_EQ(overlay->provider, provider);
+    Read(1);
+    EXPECT_EQ(overlay->drawn.back().image, image);
 }
 
 TEST_F(FilterSubtitleDrawerTest, SettingsThatNoEngineTakesLeaveTheOldOnes) {

@@ -69,6 +69,15 @@ TEST_F(TitleProviderFromBitmapTest, SubtitleIsTakenOnce) {
     EXPECT_THAT(BytesOf(*At(0)), ElementsAreArray(Times(4, {127, 127, 127, 128}))) << "painted twice";
 }
 
+TEST_F(TitleProviderFromBitmapTest, ASubtitleThatIsOverCanBeGivenAgain) {
+    auto const title = MakeTitle(100, 50, {Block(0, 0, 2, 2, WHITE)});
+    provider->AddData(title);
+    EXPECT_EQ(At(150), nullptr);
+    EXPECT_EQ(title->GetRefCountImpl(), 1U) << "it is kept";
+    provider->AddData(title);
+    EXPECT_NE(At(120), nullptr);
+}
+
 TEST_F(TitleProviderFromBitmapTest, SubtitleWithoutRectanglesIsNotAdded) {
     auto const empty = MakeTitle(0, 10, {});
     provider->AddData(empty);

@@ -47,6 +47,14 @@ class CallLog {
     void Add(std::string const& call) {
         Core::MutexLock const lock(mutex);
         calls.push_back(call);
+        if (listener) listener->Add(name + call);
+    }
+    /// Another log, which outlives this one's calls, gets them as well, behind a name: so the order among streams
+    /// shows.
+    void TellAlso(CallLog& other, std::string ownName) {
+        Core::MutexLock const lock(mutex);
+        listener = &other;
+        name = std::move(ownName);
     }
     std::vector<std::string> Take() {
         Core::MutexLock const lock(mutex);
@@ -56,6 +64,8 @@ class CallLog {
   private:
     Core::Mutex mutex;
     std::vector<std::string> calls TARSEL_GUARDED_BY(mutex);
+    CallLog* listener TARSEL_GUARDED_BY(mutex) = nullptr;
+    std::string name TARSEL_GUARDED_BY(mutex);
 };
 
 /// A source that plays a script. A step is an item (given as a fresh clone at each read, as sources do), null (a read

@@ -84,6 +84,8 @@ void Paint(Details::PlaneTemplate<0> const& plane, CropInfo const& box, AVSubtit
     int64 const firstRow = std::max(y, int64{box.top});
     int64 const endColumn = std::min(x + columns, int64{box.right});
     int64 const endRow = std::min(y + rectangle.h, int64{box.bottom});
+    // Nor is there a pixel to point at: the first column may lie far beyond the box.
+    if (firstColumn >= endColumn) return;
     for (int64 row = firstRow; row < endRow; ++row) {
         u8 const* const indices = rectangle.data[0] + (row - y) * rectangle.linesize[0];
         u8* pixel =

@@ -87,19 +87,22 @@ TEST(AssEngine, LineEndsInATextAreBreaks) {
         EXPECT_TRUE(AreSame(DrawLine(text), two));
 }
 
-TEST(AssEngine, ALineThatIsThereAlreadyIsTakenOnce) {
-    std::string const line = Line("twice");
+TEST(AssEngine, ALineThatIsThereAlreadyIsDrawnAgain) {
+    std::string const line = Line("twice"), half = Line(Rectangle(0, 0, 20, 20, "\\1a&H80&"));
     auto const engine = MakeEngine(PlainHeader(), {line, line});
-    Drawing const drawing = DrawText(*engine, 2000);
-    EXPECT_TRUE(AreSame(drawing, DrawLine("twice")));
-    engine->AddTextLine(line);
-    EXPECT_EQ(DrawText(*engine, 2100).picture, drawing.picture);
-    EXPECT_EQ(Counted(*engine, "Lines"), 1);
-    EXPECT_EQ(Counted(*engine, "Repeated"), 2);
+    Drawing const once = DrawLine("twice"), both = DrawText(*engine, 2000);
+    EXPECT_EQ(both.crop.bottom, once.crop.bottom);
+    EXPECT_GT(both.crop.GetHeight(), once.crop.GetHeight() + 15) << "one above the other";
+    EXPECT_EQ(Counted(*engine, "Lines"), 2);
+    // Scripts lay the same line over itself to make it stronger.
+    unsigned const weak = PixelOfFrame(DrawText(*MakeEngine(PlainHeader(), {half}), 2000), 5, 5) & 255;
+    unsigned const strong = PixelOfFrame(DrawText(*MakeEngine(PlainHeader(), {half, half}), 2000), 5, 5) & 255;
+    EXPECT_NEAR(static_cast<int>(weak), 127, 2);
+    EXPECT_NEAR(static_cast<int>(strong), 191, 2);
     engine->ClearLines();
     EXPECT_EQ(DrawText(*engine, 2000).picture, nullptr);
     engine->AddTextLine(line);
-    EXPECT_TRUE(AreSame(DrawText(*engine, 2000), drawing));
+    EXPECT_TRUE(AreSame(DrawText(*engine, 2000), once));
 }
 
 TEST(AssEngine, MalformedLinesAreLeftOutWithAWarningEachUpToTen) {
@@ -209,15 +212,56 @@ TEST(AssEngine, PicturesAreTheSameHoweverTheTimeCameThere) {
     EXPECT_TRUE(AreSame(DrawText(*late, 3000), drawings[75]));
 }
 
-TEST(AssEngine, ManyLinesAtOnceAreDrawnInBoundedWork) {
+std::string InHundredths(int time) {
+    std::string const part = std::to_string(time % 100);
+    return "0:00:" + std::to_string(time / 1000) + std::to_string(time / 100 % 10) + (time % 100 < 10 ? ".0" : ".") +
+           part;
+}
+
+/// So many lines, one each hundredth, each of which meets the next alone.
+std::vector<std::string> LongChain(int count) {
     std::vector<std::string> lines;
-    for (int i = 0; i < 300; ++i) {
-        std::string const at = std::to_string(i / 100) + "." + (i % 100 < 10 ? "0" : "") + std::to_string(i % 100);
-        lines.push_back(Line("0:00:0" + at, "0:00:09.00", Rectangle(i, 0, 1, 1)));
-    }
-    auto const engine = MakeEngine(PlainHeader(), lines);
-    EXPECT_EQ(SolidBox(DrawText(*engine, 8000)), CropInfo(0, 300, 0, 1));
-    EXPECT_EQ(engine->GetStatistic().Children().at(1).GetInt64(), 65);
+    for (int i = 0; i < count; ++i) lines.push_back(Line(InHundredths(i), InHundredths(i + 2), std::to_string(i)));
+    return lines;
+}
+
+TEST(AssEngine, ALongChainOfLinesStandsAsWhenItIsPlayedThrough) {
+    auto const straight = MakeEngine(PlainHeader(), LongChain(301));
+    for (int time = 5; time < 3015; time += 10) DrawText(*straight, time);
+    Drawing const last = DrawText(*straight, 3015);
+    ASSERT_TRUE(last.picture);
+    EXPECT_TRUE(AreSame(DrawText(*MakeEngine(PlainHeader(), LongChain(301)), 3015), last));
+    // One line more, and it is the other row.
+    EXPECT_NE(DrawText(*MakeEngine(PlainHeader(), LongChain(302)), 3025).crop.bottom, last.crop.bottom);
+}
+
+int64 Renderings(ITextEngine& engine) {
+    return engine.GetStatistic()["Count"].GetInt64();
+}
+
+TEST(AssEngine, ManyLinesAreDrawnInBoundedWork) {
+    auto const chain = MakeEngine(PlainHeader(), LongChain(1100));
+    EXPECT_NE(DrawText(*chain, 11005).picture, nullptr);
+    EXPECT_EQ(Renderings(*chain), 1001);
+}
+
+TEST(AssEngine, LinesWithPlacesOfTheirOwnNeedNotBeSeenComing) {
+    auto const drawn = [](std::string const& orders) {
+        std::vector<std::string> lines;
+        for (int i = 0; i < 300; ++i) {
+            std::string line = Line(InHundredths(i), "0:00:09.00", Rectangle(i, 0, 1, 1));
+            if (!orders.empty()) line.replace(line.find("\\pos("), line.find(")") - line.find("\\pos(") + 1, orders);
+            lines.push_back(line);
+        }
+        auto engine = MakeEngine(PlainHeader(), lines);
+        Drawing const drawing = DrawText(*engine, 8000);
+        return std::pair(Renderings(*engine), SolidBox(drawing));
+    };
+    EXPECT_EQ(drawn(""), std::pair(int64{1}, CropInfo(0, 300, 0, 1)));
+    EXPECT_EQ(drawn("\\pos( 7.5 , +3)").first, 1);
+    // None of these is a place.
+    for (char const* orders : {"\\pos(7)", "\\pos(7,)", "\\pos(x,y)", "\\an7"})
+        EXPECT_EQ(drawn(orders).first, 301) << orders;
 }
 
 TEST(AssEngine, AnUnknownStyleIsToldOnceAndAnotherTaken) {
@@ -387,6 +431,14 @@ TEST(AssEngine, WithoutAHeaderTheFirstLetterSaysWhereALineBegins) {
     EXPECT_GT(HighestAt(DrawLine(at + yod + " l", {}, PlainHeader())), 0.5) << "a script says it itself";
     EXPECT_LT(HighestAt(DrawLine(at + yod + " l", {}, "")), 0.5);
     EXPECT_LT(HighestAt(DrawLine(at + "l " + yod, {}, "")), 0.5);
+}
+
+TEST(AssEngine, WithoutAHeaderBracketsStayAroundTheirWords) {
+    std::string const yod = "\u05D9", mark = "\u200F";
+    std::string const plain = yod + " (abc) 12", told = yod + " (abc)" + mark + " 12";
+    EXPECT_TRUE(AreSame(DrawLine(plain, {}, ""), DrawLine(told, {}, "")));
+    // A script that fixes its direction is drawn as other programs draw it, which know no pairs.
+    EXPECT_FALSE(AreSame(DrawLine(plain), DrawLine(told)));
 }
 
 }  // namespace

@@ -50,11 +50,19 @@ TEST(AssLine, CommasBehindTheLastFieldBelongToTheText) {
 
 TEST(AssLine, MarginsTellTheFormsApart) {
     EXPECT_EQ(Parsed("Dialogue: 0,0:00:01.00,0:00:02.00,Default,x,,,,,text").text, "text");
-    EXPECT_EQ(Parsed("Dialogue: 0,0:00:01.00,0:00:02.00,Default,x, 0 ,0,-5,,text").marginVertical, -5);
+    EXPECT_EQ(Parsed("Dialogue: 0,0:00:01.00,0:00:02.00,Default,x,0,0,-5,,text").marginVertical, -5);
     // A word in the place of a margin: the list belongs to a text.
     EXPECT_EQ(Parsed("Dialogue: 0,0:00:01.00,0:00:02.00,Default,1,2,3,four,5,6").text, "1,2,3,four,5,6");
     EXPECT_EQ(Parsed("Dialogue: 0,0:00:01.00,0:00:02.00,Default,1,2,3,4,5").text, "1,2,3,4,5");
     EXPECT_EQ(Parsed("Dialogue: 0,0:00:01.00,0:00:02.00,Default,x,99999999999,0,0,,y").text, "x,99999999999,0,0,,y");
+}
+
+TEST(AssLine, AListOfNumbersWithBlanksIsText) {
+    std::string const begin = "Dialogue: 0,0:00:01.00,0:00:02.00,Default,";
+    for (char const* text :
+         {"Lottery: 1, 2, 3, 4, 5, 6", "1, 2, 3, 4, 5, 6, 7", "x,1 ,2,3,,y", "x,1,2\t,3,,y", "x,1,2, 3,,y", "x, ,,,,y"})
+        EXPECT_EQ(Parsed(begin + text).text, text);
+    EXPECT_EQ(Parsed(begin + "x, 1,2,3,,y").marginRight, 0);
 }
 
 TEST(AssLine, HundredthsAreANumberAndMayBeAHundred) {

@@ -6,6 +6,7 @@
 #include <limits>
 #include <stdexcept>
 
+#include "contracts/Proc/Color.h"
 #include "contracts/Proc/ImplNames.h"
 #include "host/effects/PictureDrawing.h"
 #include "host/graph/Factories.h"
@@ -187,6 +188,16 @@ TEST(OverlayStream, FormatsOnWhichNothingCanBeDrawnComeOutInTheNearest) {
     Chain const usual({});
     usual.source->format->SetPixelFormat(PIX_FMT_YUV420P);
     EXPECT_EQ(usual.stream->GetFormatCodec(), usual.source->format);
+}
+
+TEST(OverlayStream, PicturesThatChangeTheirFormatKeepTheirAspect) {
+    auto const below = DataVideoFF::Create(FormatOf("yuv411p"), {16, 8, 16, 15}, nullptr);
+    below->Fill(Color::Black(Color::Opaque));
+    Chain chain({below}, Overlay(4, 4));
+    auto const drawn = chain.stream->Read();
+    EXPECT_NE(drawn->GetPixelFormat(), below->GetPixelFormat());
+    EXPECT_EQ(drawn->GetFrameInfo(), (Conf::FrameInfo{16, 8, 16, 15}));
+    EXPECT_EQ(chain.provider->infos, (std::vector<Conf::FrameInfo>{{16, 8, 16, 15}}));
 }
 
 TEST(OverlayStream, ColoursFollowMatrixAndRangeOfEachPicture) {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <nlohmann/json.hpp>
+#include <numeric>
 #include <random>
 
 #include "contracts/Proc/SettingsSubtitleDrawer.h"
@@ -198,6 +199,60 @@ TEST(TitleGraphs, AFileInAnotherEncodingIsNamedAndDrawnOnceItsEncodingIsTold) {
     graph.document.sources.back().charset = "Klingon";
     EXPECT_THAT(MessageOf<GraphException>([&] { BuildGraph(graph.document); }),
                 HasSubstr("the encoding 'Klingon' isn't known"));
+}
+
+/// A script with one style, up to the text of its only line.
+std::string PlainScript(std::string const& encoding) {
+    return "[Script Info]\nScriptType: v4.00+\nPlayResX: 320\nPlayResY: 180\n\n[V4+ Styles]\nFormat: Name, Fontname, "
+           "Fontsize, PrimaryColour, SecondaryColour, OutlineColour, BackColour, Bold, Italic, Underline, StrikeOut, "
+           "ScaleX, ScaleY, Spacing, Angle, BorderStyle, Outline, Shadow, Alignment, MarginL, MarginR, MarginV, "
+           "Encoding\nStyle: Default,DejaVu "
+           "Sans,24,&H00FFFFFF,&H0,&H00000000,&H0,0,0,0,0,100,100,0,0,1,2,0,2,10,10,10," +
+           encoding +
+           "\n\n[Events]\nFormat: Layer, Start, End, Style, Name, MarginL, MarginR, MarginV, Effect, Text\n"
+           "Dialogue: 0,0:00:00.00,0:00:09.00,Default,,0,0,0,,";
+}
+
+/// Where the highest of the letters, 60 high, stand on a picture of `Film()`: 0 at the left end of all, 1 at the right.
+double HighestLetterAt(std::string const& titles) {
+    constexpr int WIDTH = 320, HEIGHT = 180;
+    auto const at = [](Player&& player) {
+        player.Seek(SECOND);
+        return player.Read().pixels;
+    };
+    std::string const bare = at(Player(Titled(MakeTextFile("titles-empty.vtt", "WEBVTT\n\n"))));
+    std::string const drawn = at(Player(Titled(titles, {{"FontSize", "60"}})));
+    std::vector<int> all, highest;
+    for (std::size_t i = 0; i < WIDTH * HEIGHT && i < drawn.size(); ++i) {
+        if (drawn.at(i) == bare.at(i)) continue;
+        int const row = static_cast<int>(i) / WIDTH, column = static_cast<int>(i) % WIDTH;
+        if (all.empty()) highest.push_back(row);
+        all.push_back(column);
+        if (row < highest.front() + 3) highest.push_back(column);
+    }
+    if (all.empty()) return -1;
+    auto const [left, right] = std::minmax_element(all.begin(), all.end());
+    double const sum = std::accumulate(highest.begin() + 1, highest.end(), 0.0);
+    return (sum / double(highest.size() - 1) - *left) / (*right - *left);
+}
+
+TEST(TitleGraphs, ARightToLeftTitleOfAPlainFileBeginsAtTheRight) {
+    // Behind the low Hebrew letters stands a high Latin one.
+    std::string const hebrew = "\u05D9\u05D9\u05D9 l", latin = "aaa l";
+    auto const srt = [](std::string const& text) {
+        return MakeTextFile("titles-direction.srt",
+                            "1\n" + SrtTime(0) + " --> " + SrtTime(9000) + "\n" + text + "\n\n");
+    };
+    double const right = HighestLetterAt(srt(latin));
+    EXPECT_GT(right, 0.8);
+    double const left = HighestLetterAt(srt(hebrew));
+    EXPECT_GE(left, 0);
+    EXPECT_LT(left, 0.2);
+    // A script says itself from where its lines run.
+    std::string const script = MakeTextFile("titles-direction.ass", PlainScript("1") + hebrew + "\n");
+    EXPECT_GT(HighestLetterAt(script), 0.8);
+    std::string const turned = MakeTextFile("titles-direction.ass", PlainScript("-1") + hebrew + "\n");
+    EXPECT_LT(HighestLetterAt(turned), 0.2);
 }
 
 TEST(TitleGraphs, AMissingFontIsWarnedOfOnceAndDrawnInAnother) {

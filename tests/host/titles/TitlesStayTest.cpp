@@ -183,6 +183,63 @@ TEST(TitleTimes, ALongTitleOfAFileIsFoundHoweverFarInASeekGoes) {
     }
 }
 
+/// Each meets the next, so that where the last one stands depends on the first.
+std::vector<std::pair<int64, int64>> const& ChainTimes() {
+    static std::vector<std::pair<int64, int64>> const times{{0, 1000}, {800, 3000}, {2800, 5000}, {4800, 7000}};
+    return times;
+}
+
+/// Sought to, picture by picture while the last title of the chain is alone, all is as when played through.
+void ExpectChainStays(GraphMaker const& graph) {
+    Player player(graph);
+    auto const straight = player.ReadAll();
+    ASSERT_EQ(250U, straight.size());
+    for (std::size_t place = 130; place < 175; ++place) {
+        player.Seek(static_cast<int64>(place) * PICTURE);
+        ASSERT_EQ(straight[place], player.Read()) << place << " of " << graph.document.filters.size() << " filters";
+    }
+}
+
+TEST(TitleTimes, OverlappingTitlesKeepTheirRowsHoweverASeekCameThere) {
+    std::string const titles = MakeTextFile("titles-chain.srt", SrtOf(ChainTimes(), "Title number"));
+    ExpectChainStays(Titled(titles));
+    // Alone it would stand in the lower row.
+    std::string const last = SrtOf({ChainTimes().back()}, "Title number 4");
+    auto const alone = Player(Titled(MakeTextFile("titles-chain-end.srt", last))).ReadAll();
+    EXPECT_NE(alone[160].pixels, Player(Titled(titles)).ReadAll()[160].pixels);
+}
+
+TEST(TitleTimes, OverlappingTitlesThatATrimmerCutsAtTheSoughtPlaceKeepTheirRows) {
+    GraphMaker graph;
+    graph.Source(1, Film(), VIDEO);
+    graph.Source(2, MakeTextFile("titles-chain.srt", SrtOf(ChainTimes(), "Title number")), SUBTITLE);
+    graph.Filter(4, TRIMMER, {2}, {{"Duration", "10000000"}});
+    graph.Filter(9, DRAWER, {1, 4});
+    ExpectChainStays(graph);
+}
+
+TEST(TitleTimes, OverlappingTitlesBehindACutKeepTheirRows) {
+    Core::Property settings(Proc::SettingsFilterCutController::CLASS_ID);
+    settings.Add(Core::Property("Interval").SetChild("Start", int64{7200000}).SetChild("End", int64{8200000}));
+    std::string const titles = MakeTextFile(
+        "titles-chain-cut.srt",
+        SrtOf({{0, 1000}, {800, 3000}, {2800, 5000}, {4800, 7000}, {7000, 9000}, {8400, 9900}}, "Title number"));
+    GraphMaker graph;
+    graph.Source(1, Film(), VIDEO).Source(2, titles, SUBTITLE);
+    graph.Filter(5, TRIMMER, {1}, {{"Duration", "10000000"}});
+    graph.Filter(6, TRIMMER, {2}, {{"Duration", "10000000"}});
+    graph.Controller(20, "FilterCutController", {{3, 5}, {4, 6}}, settings);
+    graph.Filter(9, DRAWER, {3, 4});
+    Player player(graph);
+    auto const straight = player.ReadAll();
+    ASSERT_EQ(225U, straight.size());
+    for (std::size_t const place : {224U, 140U, 160U, 200U, 10U, 174U, 185U, 130U, 170U, 179U, 180U}) {
+        player.Seek(static_cast<int64>(place) * PICTURE);
+        for (std::size_t next = place; next < std::min<std::size_t>(place + 12, 225); ++next)
+            ASSERT_EQ(straight[next], player.Read()) << next << " sought to " << place;
+    }
+}
+
 TEST(TitleTimes, PicturesOfVaryingLengthGetTheTitlesOfTheirTimes) {
     std::string const film =
         MakeClip("titles-varying.mkv", {"-f", "lavfi", "-i", "testsrc2=s=320x180:r=25:d=10,format=yuv420p", "-vf",

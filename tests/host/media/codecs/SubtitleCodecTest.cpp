@@ -192,5 +192,25 @@ TEST(SubtitleLines, GoOverIntoEachOther) {
     EXPECT_EQ(MakeEventText("Dialogue:", 0), "Dialogue:");
 }
 
+TEST(SubtitleLines, ExactOnesTellMicroseconds) {
+    std::string const line = "Dialogue: 2,1:02:03.450007,1:02:04.000000,Default,,0,0,0,,a,b";
+    EXPECT_EQ(MakeExactDialogueLine("7,2,Default,,0,0,0,,a,b", 3723450007, 3724000000), line);
+    EXPECT_EQ(MakeExactDialogueLine("7,0,Top,,0,0,0,,a", 0, 359999999999),
+              "Dialogue: 0,0:00:00.000000,99:59:59.999999,Top,,0,0,0,,a");
+    EXPECT_EQ(MakeExactDialogueLine("7,0,Top,,0,0,0,,a", -1, 1),
+              "Dialogue: 0,0:00:00.000000,0:00:00.000001,Top,,0,0,0,,a")
+        << "scripts begin at 0";
+    EXPECT_EQ(MakeExactDialogueLine(line, 0, 1), line) << "it is one already";
+    EXPECT_EQ(MakeExactDialogueLine("no commas", 0, 1), "no commas");
+    EXPECT_EQ(MakeEventText(line, 7), "7,2,Default,,0,0,0,,a,b");
+}
+
+TEST(SubtitleLines, MarginsLoseTheirBlanksAndTextsDont) {
+    EXPECT_EQ(MakeDialogueLine("7,0, Top , Ann , 0 ,\t12, ,  Effect , a , 1, 2", 0, 10000),
+              "Dialogue: 0,0:00:00.00,0:00:00.01, Top , Ann ,0,12,,  Effect , a , 1, 2");
+    EXPECT_EQ(MakeDialogueLine("7,0, Top , 1 , 2", 0, 10000), "Dialogue: 0,0:00:00.00,0:00:00.01, Top , 1 , 2")
+        << "fields are missing";
+}
+
 }  // namespace
 }  // namespace Tarsel::Tests
