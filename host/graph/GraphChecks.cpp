@@ -10,6 +10,7 @@
 
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/IFilterFactoryRegistrator.h"
+#include "contracts/Proc/SettingsFilterReverse.h"
 #include "host/graph/GraphErrors.h"
 #include "host/graph/GraphJson.h"
 #include "host/media/Containers.h"
@@ -51,7 +52,9 @@ bool IsCacheController(Vertex const& vertex) {
 
 /// Whether a thread of its own reads its inputs.
 bool ReadsAhead(Vertex const& vertex) {
-    return IsCacheController(vertex) || (vertex.entry && vertex.entry->classId == FILTER_CACHE_DATA);
+    return IsCacheController(vertex) ||
+           (vertex.entry && (vertex.entry->classId == FILTER_CACHE_DATA ||
+                             vertex.entry->classId == Proc::SettingsFilterReverse::CLASS_ID));
 }
 
 bool IsJoin(Vertex const& vertex) {

@@ -209,6 +209,14 @@ TEST(GraphChecks, LinkedStreamsAreNotReadByDifferentThreads) {
                                    "streams": [{"id": 31, "input": 5}, {"id": 32, "input": 7}]})")),
         "node 20: /controllers/0/streams/1: node 21 and node 22 are moved together, but node 32 reads one of them "
         "ahead on a thread of its own: put it below the FilterSeekController");
+    // Each of two that play backwards seeks for itself, too.
+    std::string const refused =
+        "node 20: /controllers/0/streams/1: node 21 and node 22 are moved together, but node 7 reads one of them ahead "
+        "on a thread of its own: put it below the FilterSeekController";
+    EXPECT_EQ(
+        ErrorOf(Linked("," + Filter(8, "SettingsFilterReverse", "5") + "," + Filter(7, "SettingsFilterReverse", "6"))),
+        refused);
+    EXPECT_EQ(ErrorOf(Linked("," + Filter(7, "SettingsFilterReverse", "6"))), refused);
 }
 
 TEST(GraphChecks, TellsAStreamThatNobodyReads) {
