@@ -1,5 +1,6 @@
 #include "host/effects/CropRegion.h"
 
+#include <algorithm>
 #include <sstream>
 #include <string>
 
@@ -25,7 +26,7 @@ u32 Down(u32 edge, u32 step) {
 }
 
 u32 Up(u32 edge, u32 step, u32 end) {
-    return end - edge < step ? end : Down(edge + step - 1, step);
+    return std::min(Down(edge + step - 1, step), end);
 }
 
 }  // namespace

@@ -77,6 +77,15 @@ TEST(CropEffect, EdgesThatDivideChromaMoveOutwards) {
     }
 }
 
+TEST(CropEffect, EdgesBetweenChromaSamplesStayAlsoBesideAnOddEdgeOfThePicture) {
+    PixFmt const format = FormatOf("yuv420p");
+    EXPECT_EQ(CropRegionIn({0, 46, 0, 30}, format, 47, 31), (CropInfo{0, 46, 0, 30}));
+    EXPECT_EQ(CropRegionIn({0, 45, 0, 29}, format, 47, 31), (CropInfo{0, 46, 0, 30}));
+    EXPECT_EQ(CropRegionIn({0, 47, 0, 31}, format, 47, 31), (CropInfo{0, 47, 0, 31}));
+    EXPECT_EQ(CropRegionIn({0, 44, 0, 5}, FormatOf("yuv411p"), 47, 31), (CropInfo{0, 44, 0, 5}));
+    EXPECT_EQ(CropRegionIn({0, 45, 0, 5}, FormatOf("yuv411p"), 47, 31), (CropInfo{0, 47, 0, 5}));
+}
+
 TEST(CropEffect, OddEdgesOfThePictureItselfStay) {
     auto const picture = DrawNoise(PIX_FMT_YUV420P, 37, 21, 3);
     EXPECT_EQ(ReadParts(*After(Keep(3, 37, 5, 21), {picture})), Cut(*picture, {2, 37, 4, 21}));
