@@ -14,11 +14,12 @@ if(TARSEL_BUILD_BENCHMARKS)
   find_package(benchmark REQUIRED)
 endif()
 
-# tarsel_test(NAME LABELS unit|threads|media... SOURCES ... [LIBS ...] [TIMEOUT seconds] [SHARDS n]): a test program. Each of its
-# tests is a test of ctest under the given labels; TIMEOUT is the limit of a single one, 120 seconds when none is given. Where
-# the tests of a sanitized program run many in a process, it runs as SHARDS processes side by side, 1 when not given.
+# tarsel_test(NAME LABELS unit|threads|media... SOURCES ... [ALONE ...] [LIBS ...] [TIMEOUT seconds] [SHARDS n]): a test program.
+# Each of its tests is a test of ctest under the given labels; TIMEOUT is the limit of a single one, 120 seconds when none is
+# given. Where the tests run many in a process, the program runs as SHARDS processes side by side, 1 when not given. ALONE are
+# sources, too, whose helpers have names that others use: they never compile as one with others.
 function(tarsel_test name)
-  cmake_parse_arguments(arg "" "TIMEOUT;SHARDS" "LABELS;SOURCES;LIBS" ${ARGN})
+  cmake_parse_arguments(arg "" "TIMEOUT;SHARDS" "LABELS;SOURCES;ALONE;LIBS" ${ARGN})
   if(arg_UNPARSED_ARGUMENTS)
     message(FATAL_ERROR "tarsel_test(${name}): unknown arguments: ${arg_UNPARSED_ARGUMENTS}")
   endif()
@@ -33,7 +34,9 @@ function(tarsel_test name)
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 120)
   endif()
-  add_executable(${name} ${arg_SOURCES})
+  add_executable(${name} ${arg_SOURCES} ${arg_ALONE})
+  set_target_properties(${name} PROPERTIES UNITY_BUILD_BATCH_SIZE 6)
+  set_source_files_properties(${arg_ALONE} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
   target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}")
   target_link_libraries(${name} PRIVATE tarsel-test-options ${arg_LIBS} GTest::gtest GTest::gmock GTest::gmock_main)
   tarsel_share_library_pch(${name} tarsel-pch-tests)
@@ -48,13 +51,11 @@ function(tarsel_test name)
   if("threads" IN_LIST arg_LABELS)
     add_dependencies(tarsel-thread-tests ${name})
   endif()
-  if(TARSEL_SANITIZE)
-    tarsel_whole_tests(${name} "${arg_LABELS}" ${arg_TIMEOUT} "${arg_SHARDS}")
-  endif()
+  tarsel_whole_tests(${name} "${arg_LABELS}" ${arg_TIMEOUT} "${arg_SHARDS}")
 endfunction()
 
-# tarsel_whole_tests(PROGRAM LABELS TIMEOUT SHARDS): the same tests once more, many in a process. Their labels are of their own,
-# by which the test presets take either these or those.
+# tarsel_whole_tests(PROGRAM LABELS TIMEOUT SHARDS): the same tests once more, many in a process, which saves the start of
+# thousands of processes. Their labels are of their own, by which the test presets take either these or those.
 function(tarsel_whole_tests program labels timeout shards)
   if(NOT shards)
     set(shards 1)

@@ -41,18 +41,18 @@ void CheckPlanes(AudioBlockView const& block, std::size_t bytes, char const* fun
 }
 
 /// Values that are normalised together before they are added one by one.
-constexpr std::size_t CHUNK = 256;
+constexpr std::size_t LEVEL_CHUNK = 256;
 
 template <class Sample>
 struct LevelLoop {
     /// `sum` and `peak` go on. Squares are added in the order of the samples, so that the sum's rounding doesn't depend
     /// on the processor.
     TARSEL_KERNEL static void Run(u8 const* data, std::size_t count, double* peak, double* sum) {
-        double values[CHUNK];
+        double values[LEVEL_CHUNK];
         double squares = *sum;
         double highest = *peak;
-        for (std::size_t begin = 0; begin < count; begin += CHUNK) {
-            std::size_t const here = count - begin < CHUNK ? count - begin : CHUNK;
+        for (std::size_t begin = 0; begin < count; begin += LEVEL_CHUNK) {
+            std::size_t const here = count - begin < LEVEL_CHUNK ? count - begin : LEVEL_CHUNK;
             double highs[LANES] = {};
             TARSEL_VECTOR_LOOP
             for (std::size_t i = 0; i < here; ++i) values[i] = Normalise(Load<Sample>(data, begin + i));

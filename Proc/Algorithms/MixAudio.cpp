@@ -58,7 +58,7 @@ struct Pass {
 };
 
 /// Values whose sums are kept between passes: some KiB of the stack, which stay in the nearest cache.
-constexpr std::size_t CHUNK = 1024;
+constexpr std::size_t SUM_CHUNK = 1024;
 
 /// Mixes `sources` two by two.
 template <class Work>
@@ -72,7 +72,7 @@ class Mixer {
         if (begin == end) return;
         if (sources.size() == 1) return RunPass<false, 1, false>(0, begin, end - begin);
         if (sources.size() == 2) return RunPass<false, 2, false>(0, begin, end - begin);
-        for (; begin < end; begin += CHUNK) MixChunk(begin, std::min(CHUNK, end - begin));
+        for (; begin < end; begin += SUM_CHUNK) MixChunk(begin, std::min(SUM_CHUNK, end - begin));
     }
 
   private:
@@ -101,7 +101,7 @@ class Mixer {
     Instructions const instructions;
     u8* const dest;
     std::vector<MixSource>& sources;
-    alignas(64) typename Work::Sum sums[CHUNK];
+    alignas(64) typename Work::Sum sums[SUM_CHUNK];
 };
 
 /// Number of values, all of which every source holds. The sources know their fixed gains then.

@@ -14,7 +14,7 @@ namespace Tarsel::Proc::CodecParsers {
 
 namespace {
 
-bool IsParameterSet(NaluRange const& unit) {
+bool IsH264ParameterSet(NaluRange const& unit) {
     if (unit.size == 0) return false;
     u32 const type = GetH264NaluType(unit);
     return type == H264_NALU_SPS || type == H264_NALU_PPS;
@@ -40,7 +40,7 @@ iptr<IDataPacket> InsertH264Extradata(iptr<IDataPacket> packet, iptr<IBlob> extr
     if (!packet || !packet->IsKeyFrame()) return packet;
     iptr<IBlob> const payload = packet->GetBlob();
     for (NaluRange const& unit : FindPayloadNalus(*payload))
-        if (IsParameterSet(unit)) return packet;
+        if (IsH264ParameterSet(unit)) return packet;
     return PrependToPayload(*packet, *extradata);
 }
 
@@ -52,9 +52,9 @@ iptr<IDataPacket> ReplaceH264ParameterSets(iptr<IDataPacket> packet, u8 const* e
     iptr<IBlob> const payload = packet->GetBlob();
     NaluRangeList chosen;
     for (NaluRange const& unit : fromExtradata)
-        if (IsParameterSet(unit)) chosen.push_back(unit);
+        if (IsH264ParameterSet(unit)) chosen.push_back(unit);
     for (NaluRange const& unit : FindPayloadNalus(*payload))
-        if (unit.size != 0 && !IsParameterSet(unit)) chosen.push_back(unit);
+        if (unit.size != 0 && !IsH264ParameterSet(unit)) chosen.push_back(unit);
     u64 size = 0;
     for (NaluRange const& unit : chosen) size += u64(unit.size) + sizeof(StartCode4);
     AVPacketPtr result = NewPacketLike(*packet, size);

@@ -187,7 +187,7 @@ void ReadSliceGroups(Core::DataBitInput& in, H264PPS& pps) {
     }
 }
 
-constexpr unsigned NAL_HEADER_BITS = 8;
+constexpr unsigned H264_NAL_HEADER_BITS = 8;
 
 }  // namespace
 
@@ -200,7 +200,7 @@ H264PPS DecodeH264PPS(u8 const* extradataData, std::size_t extradataSize) {
 }
 
 H264SPS DecodeH264SPSUnit(NaluRange const& unit) {
-    NaluPayload payload(unit, NAL_HEADER_BITS);
+    NaluPayload payload(unit, H264_NAL_HEADER_BITS);
     Core::DataBitInput& in = payload.GetInput();
     H264SPS sps;
     ReadProfile(in, sps);
@@ -216,7 +216,7 @@ H264SPS DecodeH264SPSUnit(NaluRange const& unit) {
 }
 
 H264PPS DecodeH264PPSUnit(NaluRange const& unit) {
-    NaluPayload payload(unit, NAL_HEADER_BITS);
+    NaluPayload payload(unit, H264_NAL_HEADER_BITS);
     Core::DataBitInput& in = payload.GetInput();
     H264PPS pps;
     pps.pic_parameter_set_id = ReadUE(in);

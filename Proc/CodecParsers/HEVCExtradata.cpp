@@ -82,7 +82,7 @@ void WriteArrays(Core::DataBitOutput& out, HvccArrays const& arrays) {
     }
 }
 
-bool IsParameterSet(NaluRange const& unit) {
+bool IsHEVCParameterSet(NaluRange const& unit) {
     if (unit.size == 0) return false;
     u32 const type = GetHEVCNaluType(unit);
     return type == HEVC_NALU_VPS || type == HEVC_NALU_SPS || type == HEVC_NALU_PPS;
@@ -128,7 +128,7 @@ iptr<IDataPacket> InsertHEVCExtradata(iptr<IDataPacket> packet, iptr<IBlob> extr
     NaluRangeList units;
     FindAnnexBNalus(payload->GetData(), payload->GetSize(), units);
     for (NaluRange const& unit : units)
-        if (IsParameterSet(unit)) return packet;
+        if (IsHEVCParameterSet(unit)) return packet;
     return PrependToPayload(*packet, *extradata);
 }
 

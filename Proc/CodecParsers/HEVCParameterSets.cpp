@@ -8,7 +8,7 @@ namespace Tarsel::Proc::CodecParsers {
 
 namespace {
 
-constexpr unsigned NAL_HEADER_BITS = 16;
+constexpr unsigned HEVC_NAL_HEADER_BITS = 16;
 
 // profile_tier_level(), 7.3.3, with the general part present. What follows stands behind the sub-layers, so they have
 // to be passed exactly.
@@ -51,7 +51,7 @@ void ReadPictureSize(Core::DataBitInput& in, HEVCSPS& sps) {
 }  // namespace
 
 HEVCVPS DecodeHEVCVPS(u8 const* extradataData, std::size_t extradataSize) {
-    NaluPayload payload(GetFirstHEVCNaluOfType(extradataData, extradataSize, HEVC_NALU_VPS), NAL_HEADER_BITS);
+    NaluPayload payload(GetFirstHEVCNaluOfType(extradataData, extradataSize, HEVC_NALU_VPS), HEVC_NAL_HEADER_BITS);
     Core::DataBitInput& in = payload.GetInput();
     HEVCVPS vps;
     vps.vps_video_parameter_set_id = ReadU8(in, 4);
@@ -64,7 +64,7 @@ HEVCVPS DecodeHEVCVPS(u8 const* extradataData, std::size_t extradataSize) {
 }
 
 HEVCSPS DecodeHEVCSPS(u8 const* extradataData, std::size_t extradataSize) {
-    NaluPayload payload(GetFirstHEVCNaluOfType(extradataData, extradataSize, HEVC_NALU_SPS), NAL_HEADER_BITS);
+    NaluPayload payload(GetFirstHEVCNaluOfType(extradataData, extradataSize, HEVC_NALU_SPS), HEVC_NAL_HEADER_BITS);
     Core::DataBitInput& in = payload.GetInput();
     HEVCSPS sps;
     sps.sps_video_parameter_set_id = ReadU8(in, 4);

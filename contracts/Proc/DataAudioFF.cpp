@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
-#include <memory>
 #include <string>
 #include <utility>
 
@@ -11,23 +10,18 @@
 #include "contracts/Proc/BlobFF.h"
 #include "contracts/Proc/CopySamples.h"
 #include "contracts/Proc/CutWindow.h"
+#include "contracts/Proc/FramePtr.h"
 #include "contracts/Proc/Time.h"
 
 extern "C" {
 #include <libavcodec/defs.h>
 #include <libavutil/channel_layout.h>
-#include <libavutil/frame.h>
 #include <libavutil/samplefmt.h>
 }
 
 namespace Tarsel::Proc {
 
 namespace {
-
-struct FreeFrame {
-    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-};
-using FramePtr = std::unique_ptr<AVFrame, FreeFrame>;
 
 AVSampleFormat Native(Conf::SampleFormats format) {
     return static_cast<AVSampleFormat>(static_cast<int>(format));

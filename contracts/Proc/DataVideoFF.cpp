@@ -1,16 +1,15 @@
 #include "contracts/Proc/DataVideoFF.h"
 
 #include <array>
-#include <memory>
 #include <stdexcept>
 #include <string>
 
 #include "contracts/Conf/PixFmtDescription.h"
 #include "contracts/Core/Exception.h"
+#include "contracts/Proc/FramePtr.h"
 
 extern "C" {
 #include <libavcodec/defs.h>
-#include <libavutil/frame.h>
 #include <libavutil/imgutils.h>
 #include <libavutil/pixdesc.h>
 }
@@ -18,11 +17,6 @@ extern "C" {
 namespace Tarsel::Proc {
 
 namespace {
-
-struct FreeFrame {
-    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-};
-using FramePtr = std::unique_ptr<AVFrame, FreeFrame>;
 
 struct FreeBuffer {
     void operator()(AVBufferRef* buffer) const { av_buffer_unref(&buffer); }

@@ -1,9 +1,6 @@
 #include "contracts/Proc/SampleInfoProperty.h"
 
-#include <algorithm>
-#include <limits>
-
-#include "contracts/Core/Exception.h"
+#include "contracts/Proc/PropertyNumber.h"
 
 namespace Tarsel::Proc {
 
@@ -12,16 +9,6 @@ namespace {
 constexpr char SAMPLE_FORMAT_KEY[] = "SampleFormat";
 constexpr char SAMPLE_RATE_KEY[] = "SampleRate";
 constexpr char CHANNEL_LAYOUT_KEY[] = "ChannelLayout";
-
-/// The child's number, which must be one of an int.
-int GetInt(Core::Property const& property, char const* key, int defaultValue) {
-    if (!property.ChildExists(key)) return defaultValue;
-    int64 const value = property[key].GetInt64();
-    if (value < std::numeric_limits<int>::min() || value > std::numeric_limits<int>::max())
-        TARSEL_THROW(FilterException,
-                     std::string(key) + " of " + property.Name() + " is out of range: " + std::to_string(value));
-    return static_cast<int>(value);
-}
 
 }  // namespace
 

@@ -6,12 +6,12 @@
 
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/SampleInfoProperty.h"
+#include "contracts/Proc/SettingsKeys.h"
 
 namespace Tarsel::Proc {
 
 namespace {
 
-constexpr char DURATION_KEY[] = "Duration";
 constexpr char BLOCK_SAMPLES_KEY[] = "BlockSamples";
 constexpr char FREQUENCY_KEY[] = "Frequency";
 constexpr char AMPLITUDE_KEY[] = "Amplitude";

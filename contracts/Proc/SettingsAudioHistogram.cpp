@@ -3,13 +3,12 @@
 #include <limits>
 
 #include "contracts/Proc/PropertyNumber.h"
+#include "contracts/Proc/SettingsKeys.h"
 
 namespace Tarsel::Proc {
 
 namespace {
 
-constexpr char WIDTH_KEY[] = "Width";
-constexpr char HEIGHT_KEY[] = "Height";
 constexpr char PICTURES_PER_SECOND_KEY[] = "PicturesPerSecond";
 constexpr char SCALE_KEY[] = "Scale";
 constexpr char BAR_COUNT_KEY[] = "BarCount";

@@ -1,14 +1,13 @@
 #include "contracts/Proc/SettingsDeinterlace.h"
 
 #include "contracts/Proc/PropertyNumber.h"
+#include "contracts/Proc/SettingsKeys.h"
 
 namespace Tarsel::Proc {
 
 namespace {
 
-constexpr char METHOD_KEY[] = "Method";
 constexpr char SMOOTHING_KEY[] = "Smoothing";
-constexpr char IMPLEMENTATION_KEY[] = "Implementation";
 
 }  // namespace
 

@@ -1,14 +1,9 @@
 #include "contracts/Proc/SettingsEffectAudioCrossFade.h"
 
 #include "contracts/Proc/PropertyNumber.h"
+#include "contracts/Proc/SettingsKeys.h"
 
 namespace Tarsel::Proc {
-
-namespace {
-
-constexpr char CURVE_KEY[] = "Curve";
-
-}  // namespace
 
 std::string const& SettingsEffectAudioCrossFade::GetClassId() const {
     static std::string const id(CLASS_ID);

@@ -1,15 +1,9 @@
 #include "contracts/Proc/SettingsEffectAudioFade.h"
 
 #include "contracts/Proc/PropertyNumber.h"
+#include "contracts/Proc/SettingsKeys.h"
 
 namespace Tarsel::Proc {
-
-namespace {
-
-constexpr char DIRECTION_KEY[] = "Direction";
-constexpr char CURVE_KEY[] = "Curve";
-
-}  // namespace
 
 std::string const& SettingsEffectAudioFade::GetClassId() const {
     static std::string const id(CLASS_ID);

@@ -1,14 +1,9 @@
 #include "contracts/Proc/SettingsEffectDeinterlace.h"
 
 #include "contracts/Proc/PropertyNumber.h"
+#include "contracts/Proc/SettingsKeys.h"
 
 namespace Tarsel::Proc {
-
-namespace {
-
-constexpr char METHOD_KEY[] = "Method";
-
-}  // namespace
 
 std::string const& SettingsEffectDeinterlace::GetClassId() const {
     static std::string const id(CLASS_ID);

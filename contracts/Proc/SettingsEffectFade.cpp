@@ -1,15 +1,9 @@
 #include "contracts/Proc/SettingsEffectFade.h"
 
 #include "contracts/Proc/PropertyNumber.h"
+#include "contracts/Proc/SettingsKeys.h"
 
 namespace Tarsel::Proc {
-
-namespace {
-
-constexpr char DIRECTION_KEY[] = "Direction";
-constexpr char COLOR_KEY[] = "Color";
-
-}  // namespace
 
 std::string const& SettingsEffectFade::GetClassId() const {
     static std::string const id(CLASS_ID);

@@ -1,17 +1,9 @@
 #include "contracts/Proc/SettingsEffectImageBlender.h"
 
 #include "contracts/Proc/PropertyNumber.h"
+#include "contracts/Proc/SettingsKeys.h"
 
 namespace Tarsel::Proc {
-
-namespace {
-
-constexpr char X_KEY[] = "X";
-constexpr char Y_KEY[] = "Y";
-constexpr char ALPHA_KEY[] = "Alpha";
-constexpr char MODE_KEY[] = "Mode";
-
-}  // namespace
 
 std::string const& SettingsEffectImageBlender::GetClassId() const {
     static std::string const id(CLASS_ID);

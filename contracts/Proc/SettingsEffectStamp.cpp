@@ -1,15 +1,13 @@
 #include "contracts/Proc/SettingsEffectStamp.h"
 
 #include "contracts/Proc/PropertyNumber.h"
+#include "contracts/Proc/SettingsKeys.h"
 
 namespace Tarsel::Proc {
 
 namespace {
 
 constexpr char FILE_KEY[] = "File";
-constexpr char X_KEY[] = "X";
-constexpr char Y_KEY[] = "Y";
-constexpr char ALPHA_KEY[] = "Alpha";
 
 }  // namespace
 

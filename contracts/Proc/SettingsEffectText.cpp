@@ -1,17 +1,14 @@
 #include "contracts/Proc/SettingsEffectText.h"
 
 #include "contracts/Proc/PropertyNumber.h"
+#include "contracts/Proc/SettingsKeys.h"
 
 namespace Tarsel::Proc {
 
 namespace {
 
 constexpr char TEXT_KEY[] = "Text";
-constexpr char X_KEY[] = "X";
-constexpr char Y_KEY[] = "Y";
 constexpr char SIZE_KEY[] = "Size";
-constexpr char COLOR_KEY[] = "Color";
-constexpr char ALPHA_KEY[] = "Alpha";
 
 }  // namespace
 

@@ -1,10 +1,11 @@
 #include "contracts/Proc/SettingsFilterDurationTrimmer.h"
 
+#include "contracts/Proc/SettingsKeys.h"
+
 namespace Tarsel::Proc {
 
 namespace {
 
-constexpr char DURATION_KEY[] = "Duration";
 constexpr char USE_ORIGINAL_DURATION_KEY[] = "UseOriginalDuration";
 
 }  // namespace

@@ -1,10 +1,11 @@
 #include "contracts/Proc/SettingsFilterIntroLoopOutro.h"
 
+#include "contracts/Proc/SettingsKeys.h"
+
 namespace Tarsel::Proc {
 
 namespace {
 
-constexpr char DURATION_KEY[] = "Duration";
 constexpr char INTRO_LENGTH_KEY[] = "IntroLength";
 constexpr char OUTRO_LENGTH_KEY[] = "OutroLength";
 constexpr char MIN_LOOP_COUNT_KEY[] = "MinLoopCount";

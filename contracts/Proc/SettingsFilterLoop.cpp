@@ -1,12 +1,8 @@
 #include "contracts/Proc/SettingsFilterLoop.h"
 
+#include "contracts/Proc/SettingsKeys.h"
+
 namespace Tarsel::Proc {
-
-namespace {
-
-constexpr char DURATION_KEY[] = "Duration";
-
-}  // namespace
 
 std::string const& SettingsFilterLoop::GetClassId() const {
     static std::string const id(CLASS_ID);

@@ -4,15 +4,12 @@
 
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/PropertyNumber.h"
+#include "contracts/Proc/SettingsKeys.h"
 
 namespace Tarsel::Proc {
 
 namespace {
 
-constexpr char IMPLEMENTATION_KEY[] = "Implementation";
-constexpr char MODE_KEY[] = "Mode";
-constexpr char WIDTH_KEY[] = "Width";
-constexpr char HEIGHT_KEY[] = "Height";
 constexpr char PIXEL_ASPECT_KEY[] = "PixelAspect";
 constexpr char ALGORITHM_KEY[] = "Algorithm";
 

@@ -11,6 +11,8 @@ namespace Tarsel::Host {
 
 namespace {
 
+using Json = nlohmann::ordered_json;
+
 constexpr int SVG_WIDTH = 1000;
 constexpr int SVG_LABEL = 170;
 constexpr int SVG_ROW = 34;
@@ -127,7 +129,6 @@ int64 CutReport::GetResultDuration() const {
 }
 
 std::string CutReport::ToJson() const {
-    using Json = nlohmann::ordered_json;
     Json document;
     document["input"] = input;
     document["output"] = output;

@@ -13,6 +13,8 @@ namespace Tarsel::Host {
 
 namespace {
 
+using Json = nlohmann::ordered_json;
+
 std::string TextOf(Core::Property const& property, std::string const& key) {
     return property.ChildExists(key) && property[key].HasScalar() ? property[key].GetString() : std::string();
 }
@@ -109,7 +111,6 @@ ProbeReport Probe(std::string const& path, bool headers) {
 }
 
 std::string ProbeReport::ToJson() const {
-    using Json = nlohmann::ordered_json;
     Json document;
     document["input"] = input;
     document["container"] = container;

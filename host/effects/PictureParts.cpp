@@ -20,10 +20,6 @@ using namespace Proc;
 
 namespace {
 
-AVPixelFormat Native(PixFmt format) {
-    return static_cast<AVPixelFormat>(static_cast<int>(format));
-}
-
 bool IsWorkable(AVPixFmtDescriptor const& description) {
     constexpr uint64_t UNFIT = AV_PIX_FMT_FLAG_HWACCEL | AV_PIX_FMT_FLAG_PAL | AV_PIX_FMT_FLAG_BITSTREAM |
                                AV_PIX_FMT_FLAG_BAYER | AV_PIX_FMT_FLAG_FLOAT | AV_PIX_FMT_FLAG_BE;

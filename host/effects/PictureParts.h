@@ -12,6 +12,11 @@
 
 namespace Tarsel::Host {
 
+/// libavutil's number of a pixel format, which is ours.
+inline AVPixelFormat Native(PixFmt format) {
+    return static_cast<AVPixelFormat>(static_cast<int>(format));
+}
+
 /// One component of a picture: where its samples lie. Samples are bytes, or 16-bit words with the value's lowest bit at
 /// `shift`.
 struct PictureComponent {

@@ -18,10 +18,6 @@ using namespace Proc;
 
 namespace {
 
-AVPixelFormat Native(PixFmt format) {
-    return static_cast<AVPixelFormat>(static_cast<int>(format));
-}
-
 /// The format that a picture comes out in: parts of packed bits have no address.
 AVPixelFormat OutputFormat(PixFmt format) {
     AVPixFmtDescriptor const* const description = av_pix_fmt_desc_get(Native(format));

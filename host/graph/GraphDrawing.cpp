@@ -15,7 +15,7 @@ namespace Tarsel::Host {
 namespace {
 
 /// A text between double quotes. Lines end at "\n", which the language takes as it stands.
-std::string Quoted(std::string const& text) {
+std::string DotQuoted(std::string const& text) {
     std::string result = "\"";
     for (char const letter : text) {
         if (letter == '\n') {
@@ -48,7 +48,7 @@ std::string FormatText(Conf::IFormatCodec const& format) {
     return format.GetCodecID();
 }
 
-std::string NodeName(NodeId id) {
+std::string DotName(NodeId id) {
     return "n" + (id < 0 ? "m" + std::to_string(id).substr(1) : std::to_string(id));
 }
 
@@ -69,18 +69,19 @@ std::string DrawGraph(BuiltGraph const& graph) {
     std::ostringstream text;
     text << "digraph tarsel {\n  rankdir=LR;\n  node [fontsize=10];\n";
     for (BuiltNode const& node : graph.GetNodes()) {
-        text << "  " << NodeName(node.id) << " [label=" << Quoted(Label(node)) << ", shape=ellipse];\n";
-        for (NodeId const input : node.inputs) text << "  " << NodeName(input) << " -> " << NodeName(node.id) << ";\n";
+        text << "  " << DotName(node.id) << " [label=" << DotQuoted(Label(node)) << ", shape=ellipse];\n";
+        for (NodeId const input : node.inputs) text << "  " << DotName(input) << " -> " << DotName(node.id) << ";\n";
     }
     for (GraphController const& controller : document.controllers) {
-        std::string const name = "c" + NodeName(controller.id);
-        text << "  " << name << " [label=" << Quoted(std::to_string(controller.id) + " " + controller.classId)
+        std::string const name = "c" + DotName(controller.id);
+        text << "  " << name << " [label=" << DotQuoted(std::to_string(controller.id) + " " + controller.classId)
              << ", shape=box];\n";
         for (GraphController::Stream const& stream : controller.streams)
-            text << "  " << name << " -> " << NodeName(stream.id) << " [style=dashed];\n";
+            text << "  " << name << " -> " << DotName(stream.id) << " [style=dashed];\n";
     }
-    text << "  output [label=" << Quoted(document.output.IsDry() ? "null" : document.output.file) << ", shape=note];\n";
-    for (NodeId const id : graph.GetOutputs()) text << "  " << NodeName(id) << " -> output;\n";
+    text << "  output [label=" << DotQuoted(document.output.IsDry() ? "null" : document.output.file)
+         << ", shape=note];\n";
+    for (NodeId const id : graph.GetOutputs()) text << "  " << DotName(id) << " -> output;\n";
     text << "}\n";
     return text.str();
 }

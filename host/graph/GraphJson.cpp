@@ -30,7 +30,7 @@ std::string Clip(std::string_view text) {
     return shown;
 }
 
-std::string NumberText(double value) {
+std::string JsonNumber(double value) {
     return nlohmann::json(value).dump();
 }
 
@@ -306,7 +306,7 @@ std::string Shown(JsonNode const& node) {
         case JsonNode::Kind::Integer:
             return std::to_string(node.integer);
         case JsonNode::Kind::Number:
-            return NumberText(node.number);
+            return JsonNumber(node.number);
         case JsonNode::Kind::Text:
             return Quoted(node.text);
         case JsonNode::Kind::Array:

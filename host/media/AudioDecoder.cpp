@@ -14,7 +14,6 @@ namespace Tarsel::Host {
 
 namespace {
 
-constexpr int FRAME_TYPE_DECODER = 0;
 /// Off the count by more than this, packets' times are believed.
 constexpr int64 RESYNC_GAP = 100000;
 constexpr int MAX_SILENT_BLOCK = 4096;
@@ -29,7 +28,7 @@ int64 PrerollOf(AVCodecID id) {
     return lossless ? 0 : 150000;
 }
 
-iptr<Conf::IFormatCodecAudio> FormatOf(iptr<Proc::IStreamRaw> const& source) {
+iptr<Conf::IFormatCodecAudio> AudioFormatOf(iptr<Proc::IStreamRaw> const& source) {
     if (!source) TARSEL_THROW(std::invalid_argument, "source is NULL");
     iptr<Conf::IFormatCodec const> const format = source->GetFormatCodec();
     if (!format) TARSEL_THROW(Proc::CodecFactoryException, "Source format codec must be present");
@@ -67,7 +66,7 @@ Conf::SampleInfo InfoOf(Conf::IFormatCodecAudio const& format, AVCodecContext co
 
 iptr<AudioDecoder> AudioDecoder::Create(iptr<Proc::IStreamRaw> const& source, std::string const& implName,
                                         DecoderOptions const& options) {
-    return iptr<AudioDecoder>(new AudioDecoder(source, FormatOf(source), implName, options));
+    return iptr<AudioDecoder>(new AudioDecoder(source, AudioFormatOf(source), implName, options));
 }
 
 AudioDecoder::AudioDecoder(iptr<Proc::IStreamRaw> const& packets, iptr<Conf::IFormatCodecAudio> audioFormat,

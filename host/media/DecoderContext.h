@@ -9,6 +9,9 @@
 
 namespace Tarsel::Host {
 
+/// The frame-type code of a decoder.
+inline constexpr int FRAME_TYPE_DECODER = 0;
+
 /// How decoders work. The output is the same whatever is chosen here.
 struct DecoderOptions {
     /// Frame threads work on several pictures at once, which pays in a long run only: a decoder over a single group of

@@ -45,6 +45,8 @@ using FramePtr = std::unique_ptr<AVFrame, FreeFrame>;
 std::string ErrorText(int code);
 
 inline constexpr AVRational MICROSECONDS{1, 1000000};
+/// The unit of times in Matroska and WebM, as our files have it: RFC 9559, 5.1.2.9, TimestampScale 1,000,000 ns.
+inline constexpr AVRational MATROSKA_TICK{1, 1000};
 
 /// FFmpeg's time in microseconds; its no-value time is ours.
 int64 ToMicroseconds(int64 time, AVRational timeBase);

@@ -26,7 +26,6 @@ namespace {
 constexpr char WRITE_BLOCK[] = "262144";
 /// How far a transport stream's clock runs ahead of its packets, in microseconds; the usual value.
 constexpr int CLOCK_LEAD = 700000;
-constexpr AVRational MATROSKA_TICK{1, 1000};
 
 bool StartsWithAny(std::string_view key, std::initializer_list<std::string_view> prefixes) {
     return std::any_of(prefixes.begin(), prefixes.end(), [&](std::string_view p) { return key.starts_with(p); });

@@ -15,7 +15,6 @@ namespace {
 
 /// Packets that are held back at most until each stream has shown its first.
 constexpr std::size_t MAX_HELD = 256;
-constexpr AVRational MATROSKA_TICK{1, 1000};
 /// Offsets between streams that nobody hears, in microseconds.
 constexpr int64 SMALL_OFFSET = 10000;
 

@@ -17,7 +17,6 @@ namespace Tarsel::Host {
 
 namespace {
 
-constexpr int FRAME_TYPE_DECODER = 0;
 constexpr int64 MILLISECOND = 1000;
 /// Of a last event that says nothing of its end, in a stream that says nothing either.
 constexpr int64 FALLBACK_DURATION = 5 * SECOND;
@@ -26,7 +25,7 @@ constexpr int64 NO_END = std::numeric_limits<u32>::max();
 /// Colours of a palette.
 constexpr int MAX_COLOURS = 256;
 
-iptr<Conf::IFormatCodecSubtitle> FormatOf(iptr<Proc::IStreamRaw> const& source) {
+iptr<Conf::IFormatCodecSubtitle> SubtitleFormatOf(iptr<Proc::IStreamRaw> const& source) {
     if (!source) TARSEL_THROW(std::invalid_argument, "source is NULL");
     iptr<Conf::IFormatCodec const> const format = source->GetFormatCodec();
     if (!format) TARSEL_THROW(Proc::CodecFactoryException, "Source format codec must be present");
@@ -99,7 +98,7 @@ struct SubtitleGuard {
 
 iptr<SubtitleDecoder> SubtitleDecoder::Create(iptr<Proc::IStreamRaw> const& source, std::string const& implName,
                                               DecoderOptions const& options) {
-    return iptr<SubtitleDecoder>(new SubtitleDecoder(source, FormatOf(source), implName, options));
+    return iptr<SubtitleDecoder>(new SubtitleDecoder(source, SubtitleFormatOf(source), implName, options));
 }
 
 SubtitleDecoder::SubtitleDecoder(iptr<Proc::IStreamRaw> const& packetStream,

@@ -13,11 +13,10 @@ namespace Tarsel::Host {
 
 namespace {
 
-constexpr int FRAME_TYPE_DECODER = 0;
 /// For a stream of which nothing is known.
 constexpr int64 FALLBACK_FRAME_RATE = 25;
 
-iptr<Conf::IFormatCodecVideo> FormatOf(iptr<Proc::IStreamRaw> const& source) {
+iptr<Conf::IFormatCodecVideo> VideoFormatOf(iptr<Proc::IStreamRaw> const& source) {
     if (!source) TARSEL_THROW(std::invalid_argument, "source is NULL");
     iptr<Conf::IFormatCodec const> const format = source->GetFormatCodec();
     if (!format) TARSEL_THROW(Proc::CodecFactoryException, "Source format codec must be present");
@@ -63,7 +62,7 @@ iptr<Conf::IFormatCodecVideo> MakeVideoFormat(Conf::IFormatCodec const& source) 
 
 iptr<VideoDecoder> VideoDecoder::Create(iptr<Proc::IStreamRaw> const& source, std::string const& implName,
                                         DecoderOptions const& options) {
-    return iptr<VideoDecoder>(new VideoDecoder(source, FormatOf(source), implName, options));
+    return iptr<VideoDecoder>(new VideoDecoder(source, VideoFormatOf(source), implName, options));
 }
 
 VideoDecoder::VideoDecoder(iptr<Proc::IStreamRaw> const& source, iptr<Conf::IFormatCodecVideo> videoFormat,

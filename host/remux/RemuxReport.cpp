@@ -4,8 +4,13 @@
 
 namespace Tarsel::Host {
 
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+}  // namespace
+
 std::string RemuxReport::ToJson() const {
-    using Json = nlohmann::ordered_json;
     Json document;
     document["input"] = input;
     document["output"] = output;

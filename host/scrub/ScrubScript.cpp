@@ -45,7 +45,7 @@ std::size_t FindBroken(std::string_view text) {
     return place;
 }
 
-std::string Quoted(std::string_view text) {
+std::string QuotedWord(std::string_view text) {
     bool const cut = text.size() > LONGEST_QUOTE;
     if (cut) text = text.substr(0, LONGEST_QUOTE);
     // No half of a character.
@@ -91,11 +91,11 @@ class ScriptReader {
         line = line.substr(0, line.find('#'));
         std::string_view const word = TakeWord(line);
         if (word.empty()) return;
-        if (word != "seek" && word != "step") Fail(Quoted(word) + " is neither \"seek\" nor \"step\"");
+        if (word != "seek" && word != "step") Fail(QuotedWord(word) + " is neither \"seek\" nor \"step\"");
         std::string_view const argument = TakeWord(line);
         if (argument.empty()) Fail(word == "seek" ? "seek needs a time" : "step needs a number of pictures");
         if (std::string_view const rest = TakeWord(line); !rest.empty())
-            Fail("there is more than one value: " + Quoted(rest));
+            Fail("there is more than one value: " + QuotedWord(rest));
         if (script.size() >= MAX_SCRUB_OPERATIONS)
             Fail("the script has more than " + std::to_string(MAX_SCRUB_OPERATIONS) + " operations");
         script.push_back(word == "seek" ? ReadSeek(argument) : ReadStep(argument));
@@ -103,7 +103,7 @@ class ScriptReader {
 
     ScrubOperation ReadSeek(std::string_view text) const {
         auto const time = ParseTime(std::string(text));
-        if (!time) Fail(Quoted(text) + " is not a time");
+        if (!time) Fail(QuotedWord(text) + " is not a time");
         return {ScrubOperation::Kind::Seek, *time};
     }
 
@@ -114,9 +114,9 @@ class ScriptReader {
         auto const result = std::from_chars(digits.data(), digits.data() + digits.size(), value);
         bool const signs = digits.size() != text.size() && digits.starts_with('-');
         if (result.ec == std::errc::invalid_argument || result.ptr != digits.data() + digits.size() || signs)
-            Fail(Quoted(text) + " is not a whole number");
+            Fail(QuotedWord(text) + " is not a whole number");
         if (result.ec != std::errc() || value > MAX_SCRUB_STEP || value < -MAX_SCRUB_STEP)
-            Fail(Quoted(text) + " is beyond " + std::to_string(MAX_SCRUB_STEP) + " pictures");
+            Fail(QuotedWord(text) + " is beyond " + std::to_string(MAX_SCRUB_STEP) + " pictures");
         if (value == 0) Fail("a step of 0 pictures goes nowhere");
         return {ScrubOperation::Kind::Step, value};
     }

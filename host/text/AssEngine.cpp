@@ -77,7 +77,7 @@ bool IsDrawable(Conf::FrameInfo const& info) {
 }
 
 /// What the log can show of bytes that may be anything.
-std::string Quoted(std::string const& line) {
+std::string QuotedLine(std::string const& line) {
     std::string text;
     for (char const letter : line.substr(0, MAX_QUOTED)) text += letter >= ' ' && letter <= '~' ? letter : '?';
     return "\"" + text + (line.size() > MAX_QUOTED ? "..." : "") + "\"";
@@ -126,15 +126,15 @@ void AssEngine::Hear(int loudness, std::string const& message) {
 
 /// "FAMILY, weight, slant) -> path, index, name"
 void AssEngine::HearOfFont(std::string const& choice, bool isDefault) {
-    constexpr std::string_view ARROW = ") -> ";
-    std::size_t const end = choice.find(ARROW);
+    constexpr std::string_view TO_FILE = ") -> ";
+    std::size_t const end = choice.find(TO_FILE);
     if (end == std::string::npos) return;
     std::string family = choice.substr(0, end);
     for (int i = 0; i < 2; ++i) family.erase(std::min(family.rfind(','), family.size()));
     if (!family.empty() && family.front() == '@') family.erase(0, 1);
     if (families.size() >= MAX_TOLD || !families.insert(family).second || fonts.Has(family)) return;
     // Which families the script itself brings isn't known here, but what it brings has no path.
-    bool const hasPath = choice.compare(end + ARROW.size(), 1, "/") == 0;
+    bool const hasPath = choice.compare(end + TO_FILE.size(), 1, "/") == 0;
     if (script.HasFonts() && !isDefault && !hasPath) return;
     Tell("Font \"" + family + "\" isn't installed, " + choice.substr(choice.rfind(", ") + 2) +
          " is drawn in its place");
@@ -142,7 +142,7 @@ void AssEngine::HearOfFont(std::string const& choice, bool isDefault) {
 
 void AssEngine::LeaveOut(std::string const& line, std::string const& reason) {
     if (malformed++ < MAX_MALFORMED_TOLD)
-        Warn("Subtitle line is left out, " + reason + ": " + Quoted(line) +
+        Warn("Subtitle line is left out, " + reason + ": " + QuotedLine(line) +
              (malformed == MAX_MALFORMED_TOLD ? "; further ones are only counted" : ""));
 }
 

@@ -13,7 +13,6 @@ namespace Tarsel::Host {
 
 namespace {
 
-constexpr std::size_t NONE = JsonTree::NONE;
 constexpr int64 KNOWN_CLIP = 2;
 
 class OtioReader {
@@ -211,7 +210,7 @@ OtioStrip OtioReader::ReadItem(std::size_t index, TrackKind kind) {
 std::size_t OtioReader::ReferenceOf(std::size_t clip, OtioSchema const& schema) const {
     if (schema.version == 1) return values.Find(clip, "media_reference");
     std::size_t const references = values.Find(clip, "media_references");
-    if (references == NONE) return NONE;
+    if (references == JsonTree::NONE) return JsonTree::NONE;
     std::string const active = values.TextUnder(clip, "active_media_reference_key");
     return values.Find(references, active.empty() ? "DEFAULT_MEDIA" : active);
 }
@@ -221,7 +220,7 @@ std::optional<std::string> OtioReader::ReadMedia(std::size_t clip, std::size_t r
         Warn(clip, why + "; a gap stands there");
         return std::optional<std::string>();
     };
-    if (reference == NONE) return leaveOut("it has no media");
+    if (reference == JsonTree::NONE) return leaveOut("it has no media");
     OtioSchema const schema = values.SchemaOf(reference);
     if (schema.name == "MissingReference") return leaveOut("its media is missing");
     if (schema.name == "GeneratorReference")
@@ -289,7 +288,7 @@ OtioStrip OtioReader::ReadClip(std::size_t index, OtioSchema const& schema, Trac
         values.Fail(index, "a timeline has " + std::to_string(MAX_TIMELINE_CLIPS) + " clips at most");
     std::size_t const reference = ReferenceOf(index, schema);
     std::optional<OtioRange> available;
-    if (reference != NONE) available = values.RangeUnder(reference, "available_range");
+    if (reference != JsonTree::NONE) available = values.RangeUnder(reference, "available_range");
     auto range = values.RangeUnder(index, "source_range");
     if (!range) range = available;
     if (!range)
@@ -361,12 +360,12 @@ OtioStrip OtioReader::ReadLayers(std::size_t index, TrackKind kind) {
 OtioStrip OtioReader::ReadTrackChildren(std::size_t index, TrackKind kind) {
     OtioStrip strip;
     bool behindClip = false;
-    std::size_t pending = NONE;
+    std::size_t pending = JsonTree::NONE;
     for (std::size_t const child : values.ListUnder(index, "children")) {
         OtioSchema const schema = values.SchemaOf(child);
         if (schema.name == "Transition") {
             values.RequireVersion(child, schema, 1);
-            if (behindClip && pending == NONE)
+            if (behindClip && pending == JsonTree::NONE)
                 pending = child;
             else
                 Warn(child, "it does not stand behind a clip; it is left out");
@@ -374,18 +373,18 @@ OtioStrip OtioReader::ReadTrackChildren(std::size_t index, TrackKind kind) {
         }
         OtioStrip part = ReadItem(child, kind);
         bool const isClip = schema.name == "Clip" && part.pieces.size() == 1;
-        if (pending != NONE) {
+        if (pending != JsonTree::NONE) {
             if (isClip && part.pieces[0].begin.Sign() == 0)
                 AddJoint(pending, strip, part.pieces[0]);
             else
                 Warn(pending, "it does not stand ahead of a clip; it is left out");
-            pending = NONE;
+            pending = JsonTree::NONE;
         }
         behindClip = isClip && part.pieces[0].end == part.length;
         Append(strip, std::move(part));
         RequireFit(child, strip);
     }
-    if (pending != NONE) Warn(pending, "it does not stand ahead of a clip; it is left out");
+    if (pending != JsonTree::NONE) Warn(pending, "it does not stand ahead of a clip; it is left out");
     return strip;
 }
 

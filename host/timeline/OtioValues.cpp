@@ -10,8 +10,6 @@ namespace {
 
 using Kind = JsonNode::Kind;
 
-constexpr std::size_t NONE = JsonTree::NONE;
-
 }  // namespace
 
 void OtioValues::Fail(std::size_t index, std::string const& what) const {
@@ -21,7 +19,7 @@ void OtioValues::Fail(std::size_t index, std::string const& what) const {
 OtioSchema OtioValues::SchemaOf(std::size_t index) const {
     if (tree[index].kind != Kind::Object) Fail(index, "must be an object, not " + Shown(tree[index]));
     std::size_t const value = tree.Find(index, "OTIO_SCHEMA");
-    if (value == NONE) Fail(index, "the key \"OTIO_SCHEMA\" is missing");
+    if (value == JsonTree::NONE) Fail(index, "the key \"OTIO_SCHEMA\" is missing");
     std::string const& text = tree[value].text;
     std::size_t const dot = text.rfind('.');
     OtioSchema schema;
@@ -42,33 +40,33 @@ void OtioValues::RequireVersion(std::size_t index, OtioSchema const& schema, int
 
 std::size_t OtioValues::Find(std::size_t object, std::string_view key) const {
     std::size_t const value = tree.Find(object, key);
-    return value == NONE || tree[value].kind == Kind::Null ? NONE : value;
+    return value == JsonTree::NONE || tree[value].kind == Kind::Null ? JsonTree::NONE : value;
 }
 
 std::size_t OtioValues::Require(std::size_t object, std::string_view key) const {
     std::size_t const value = Find(object, key);
-    if (value == NONE) Fail(object, "the key \"" + std::string(key) + "\" is missing");
+    if (value == JsonTree::NONE) Fail(object, "the key \"" + std::string(key) + "\" is missing");
     return value;
 }
 
 std::vector<std::size_t> const& OtioValues::ListUnder(std::size_t object, std::string_view key) const {
     static std::vector<std::size_t> const nothing;
     std::size_t const value = Find(object, key);
-    if (value == NONE) return nothing;
+    if (value == JsonTree::NONE) return nothing;
     if (tree[value].kind != Kind::Array) Fail(value, "must be a list, not " + Shown(tree[value]));
     return tree[value].children;
 }
 
 std::string OtioValues::TextUnder(std::size_t object, std::string_view key) const {
     std::size_t const value = Find(object, key);
-    if (value == NONE) return {};
+    if (value == JsonTree::NONE) return {};
     if (tree[value].kind != Kind::Text) Fail(value, "must be a text, not " + Shown(tree[value]));
     return tree[value].text;
 }
 
 bool OtioValues::IsEnabled(std::size_t object) const {
     std::size_t const value = Find(object, "enabled");
-    if (value == NONE) return true;
+    if (value == JsonTree::NONE) return true;
     if (tree[value].kind != Kind::Boolean) Fail(value, "must be true or false, not " + Shown(tree[value]));
     return tree[value].boolean;
 }
@@ -97,7 +95,7 @@ ExactTime OtioValues::TimeUnder(std::size_t object, std::string_view key) const 
 
 std::optional<OtioRange> OtioValues::RangeUnder(std::size_t object, std::string_view key) const {
     std::size_t const index = Find(object, key);
-    if (index == NONE) return {};
+    if (index == JsonTree::NONE) return {};
     OtioSchema const schema = SchemaOf(index);
     if (schema.name != "TimeRange") Fail(index, "must be a TimeRange, not a " + Quoted(schema.name));
     RequireVersion(index, schema, 1);

@@ -18,8 +18,6 @@ namespace {
 using Kind = JsonNode::Kind;
 using OptionalTime = std::optional<ExactTime>;
 
-constexpr std::size_t NONE = JsonTree::NONE;
-
 std::string InMicroseconds(int64 time) {
     return std::to_string(time) + " us";
 }
@@ -36,7 +34,7 @@ class OwnTimelineReader {
         ExactTime end;
         /// The item ahead: whether it is a clip, and a transition behind that clip which waits for the next one.
         bool behindClip = false;
-        std::size_t transition = NONE;
+        std::size_t transition = JsonTree::NONE;
         /// Where the last transition ends.
         int64 transitionEnd = 0;
     };
@@ -89,7 +87,7 @@ ReadTimelineResult OwnTimelineReader::Read() {
     if (ReadKeys(findings, 0, {"$schema", "format", "version", "name", "frameRate", "size", "sound", "tracks"})) {
         ReadHead();
         std::size_t const tracks = RequireKey(findings, 0, "tracks");
-        if (tracks != NONE && !findings.Any()) ReadTracks(tracks);
+        if (tracks != JsonTree::NONE && !findings.Any()) ReadTracks(tracks);
     }
     findings.ThrowFirst();
     return {std::move(timeline), {}};
@@ -99,17 +97,17 @@ void OwnTimelineReader::ReadHead() {
     ReadFormat();
     ReadTextUnder(0, "$schema");
     timeline.name = ReadTextUnder(0, "name");
-    if (std::size_t const rate = tree.Find(0, "frameRate"); rate != NONE) ReadFrameRate(rate);
-    if (std::size_t const size = tree.Find(0, "size"); size != NONE) ReadSize(size);
-    if (std::size_t const sound = tree.Find(0, "sound"); sound != NONE)
+    if (std::size_t const rate = tree.Find(0, "frameRate"); rate != JsonTree::NONE) ReadFrameRate(rate);
+    if (std::size_t const size = tree.Find(0, "size"); size != JsonTree::NONE) ReadSize(size);
+    if (std::size_t const sound = tree.Find(0, "sound"); sound != JsonTree::NONE)
         timeline.sound = Proc::GetSampleInfo(ReadSettings(findings, SoundEntry(), sound, sound), {});
 }
 
 void OwnTimelineReader::ReadFormat() {
-    if (std::size_t const format = RequireKey(findings, 0, "format"); format != NONE)
+    if (std::size_t const format = RequireKey(findings, 0, "format"); format != JsonTree::NONE)
         if (tree[format].kind != Kind::Text || tree[format].text != TIMELINE_FORMAT)
             findings.Report(format, "must be \"" + std::string(TIMELINE_FORMAT) + "\", not " + Shown(tree[format]));
-    if (std::size_t const version = RequireKey(findings, 0, "version"); version != NONE)
+    if (std::size_t const version = RequireKey(findings, 0, "version"); version != JsonTree::NONE)
         ReadInteger(findings, version, TIMELINE_VERSION, TIMELINE_VERSION);
 }
 
@@ -127,12 +125,12 @@ void OwnTimelineReader::ReadSize(std::size_t index) {
     Conf::FrameInfo frame;
     auto const side = [&](char const* key) {
         std::size_t const value = RequireKey(findings, index, key);
-        if (value == NONE) return 0;
+        if (value == JsonTree::NONE) return 0;
         return static_cast<int>(ReadInteger(findings, value, 1, MAX_TIMELINE_SIDE, "pixels").value_or(0));
     };
     frame.width = side("width");
     frame.height = side("height");
-    if (std::size_t const aspect = tree.Find(index, "pixelAspect"); aspect != NONE) {
+    if (std::size_t const aspect = tree.Find(index, "pixelAspect"); aspect != JsonTree::NONE) {
         auto const ratio = ParseRatio(tree[aspect]);
         if (!ratio || ratio->numerator() == 0)
             return findings.Report(aspect, "must be a ratio \"N/D\" above 0, not " + Shown(tree[aspect]));
@@ -157,7 +155,7 @@ void OwnTimelineReader::ReadTrack(std::size_t index) {
     track.name = ReadTextUnder(index, "name");
     std::size_t const kind = RequireKey(findings, index, "kind");
     std::size_t const items = RequireKey(findings, index, "items");
-    if (kind == NONE || items == NONE) return;
+    if (kind == JsonTree::NONE || items == JsonTree::NONE) return;
     if (tree[kind].kind == Kind::Text && tree[kind].text == TrackKindName(TrackKind::Audio))
         track.kind = TrackKind::Audio;
     else if (tree[kind].kind != Kind::Text || tree[kind].text != TrackKindName(TrackKind::Video))
@@ -165,7 +163,8 @@ void OwnTimelineReader::ReadTrack(std::size_t index) {
     Position position;
     ForEach(items, [&](std::size_t child) { ReadItem(child, track, position); });
     if (findings.Any()) return;
-    if (position.transition != NONE) findings.Report(position.transition, "a transition needs a clip behind it");
+    if (position.transition != JsonTree::NONE)
+        findings.Report(position.transition, "a transition needs a clip behind it");
     timeline.duration = std::max(timeline.duration, position.end.Round());
     timeline.tracks.push_back(std::move(track));
 }
@@ -173,7 +172,7 @@ void OwnTimelineReader::ReadTrack(std::size_t index) {
 void OwnTimelineReader::ReadItem(std::size_t index, TimelineTrack& track, Position& position) {
     if (tree[index].kind != Kind::Object) return findings.Report(index, "must be an object, not " + Shown(tree[index]));
     std::size_t const type = RequireKey(findings, index, "type");
-    if (type == NONE) return;
+    if (type == JsonTree::NONE) return;
     std::string const word = tree[type].kind == Kind::Text ? tree[type].text : std::string();
     if (word == "clip") return ReadClip(index, track, position);
     if (word == "gap") return ReadGap(index, position);
@@ -195,7 +194,7 @@ void OwnTimelineReader::ReadClip(std::size_t index, TimelineTrack& track, Positi
     clip.name = ReadTextUnder(index, "name");
     ReadClipSource(index, track.kind, clip);
     clip.opacity = ReadNumberUnder(index, "opacity", 0, 1, clip.opacity);
-    if (std::size_t const volume = tree.Find(index, "volume"); volume != NONE)
+    if (std::size_t const volume = tree.Find(index, "volume"); volume != JsonTree::NONE)
         clip.volume = static_cast<int>(
             ReadInteger(findings, volume, -MAX_MIXER_VOLUME, MAX_MIXER_VOLUME, "percent").value_or(clip.volume));
     auto const length = ReadClipLength(index, clip);
@@ -205,21 +204,21 @@ void OwnTimelineReader::ReadClip(std::size_t index, TimelineTrack& track, Positi
     if (!Advance(index, *length, position)) return;
     clip.end = position.end.Round();
     clip.sourceDuration = SourceDurationOf(clip);
-    if (std::size_t const effects = tree.Find(index, "effects"); effects != NONE)
+    if (std::size_t const effects = tree.Find(index, "effects"); effects != JsonTree::NONE)
         ReadEffects(effects, track.kind, clip, begin);
     track.clips.push_back(std::move(clip));
     position.behindClip = true;
-    if (position.transition != NONE) FinishTransition(track, position);
+    if (position.transition != JsonTree::NONE) FinishTransition(track, position);
 }
 
 void OwnTimelineReader::ReadClipSource(std::size_t index, TrackKind kind, TimelineClip& clip) {
-    if (std::size_t const file = RequireKey(findings, index, "file"); file != NONE) {
+    if (std::size_t const file = RequireKey(findings, index, "file"); file != JsonTree::NONE) {
         std::string const path = ReadText(findings, file).value_or("");
         if (path.empty()) findings.Report(file, "the name of the file is empty");
         if (path.find('\0') != std::string::npos) findings.Report(file, "the name of the file has a byte 0 in it");
         clip.file = PathIn(folder, path);
     }
-    if (std::size_t const stream = tree.Find(index, "stream"); stream != NONE) {
+    if (std::size_t const stream = tree.Find(index, "stream"); stream != JsonTree::NONE) {
         clip.stream = ReadSelector(findings, stream);
         StreamKind const wanted = kind == TrackKind::Video ? StreamKind::Video : StreamKind::Audio;
         if (clip.stream->kind && *clip.stream->kind != wanted)
@@ -236,14 +235,15 @@ OptionalTime OwnTimelineReader::ReadClipLength(std::size_t index, TimelineClip& 
     std::size_t const out = tree.Find(index, "out");
     std::size_t const duration = tree.Find(index, "duration");
     std::size_t const speed = tree.Find(index, "speed");
-    if (std::size_t const freeze = tree.Find(index, "freeze"); freeze != NONE)
+    if (std::size_t const freeze = tree.Find(index, "freeze"); freeze != JsonTree::NONE)
         if (ReadBoolean(findings, freeze).value_or(false)) clip.speed = 0;
     if (clip.speed == 0) {
-        if (speed != NONE) findings.Report(speed, "a clip that is frozen has no speed");
-        if (out != NONE) findings.Report(out, "a clip that is frozen shows the picture at \"in\" for its \"duration\"");
+        if (speed != JsonTree::NONE) findings.Report(speed, "a clip that is frozen has no speed");
+        if (out != JsonTree::NONE)
+            findings.Report(out, "a clip that is frozen shows the picture at \"in\" for its \"duration\"");
         return ReadLength(index, "duration");
     }
-    if (speed != NONE) {
+    if (speed != JsonTree::NONE) {
         clip.speed = ReadNumberUnder(index, "speed", -FASTEST_CLIP, FASTEST_CLIP, 1);
         if (!(std::abs(clip.speed) >= SLOWEST_CLIP)) {
             findings.Report(
@@ -251,8 +251,8 @@ OptionalTime OwnTimelineReader::ReadClipLength(std::size_t index, TimelineClip& 
             return {};
         }
     }
-    if (out == NONE) return ReadLength(index, "duration");
-    if (duration != NONE) findings.Report(duration, "\"out\" tells already how long the clip is");
+    if (out == JsonTree::NONE) return ReadLength(index, "duration");
+    if (duration != JsonTree::NONE) findings.Report(duration, "\"out\" tells already how long the clip is");
     auto const end = ReadTime(out);
     if (!end) return {};
     if (!(*begin < *end)) {
@@ -268,16 +268,16 @@ void OwnTimelineReader::ReadGap(std::size_t index, Position& position) {
     if (!ReadKeys(findings, index, {"type", "duration"})) return;
     auto const length = ReadLength(index, "duration");
     if (!length || !Advance(index, *length, position)) return;
-    if (position.transition != NONE) findings.Report(index, "a transition needs a clip behind it, not a gap");
+    if (position.transition != JsonTree::NONE) findings.Report(index, "a transition needs a clip behind it, not a gap");
     position.behindClip = false;
 }
 
 void OwnTimelineReader::ReadTransition(std::size_t index, TimelineTrack& track, Position& position) {
     if (!ReadKeys(findings, index, {"type", "name", "kind", "before", "after"})) return;
-    if (std::size_t const kind = tree.Find(index, "kind"); kind != NONE)
+    if (std::size_t const kind = tree.Find(index, "kind"); kind != JsonTree::NONE)
         if (tree[kind].kind != Kind::Text || tree[kind].text != "dissolve")
             return findings.Report(kind, "must be \"dissolve\", not " + Shown(tree[kind]));
-    if (position.transition != NONE || !position.behindClip)
+    if (position.transition != JsonTree::NONE || !position.behindClip)
         return findings.Report(index, "a transition needs a clip ahead of it");
     auto const before = ReadTimeUnder(index, "before", {});
     auto const after = ReadTimeUnder(index, "after", {});
@@ -312,7 +312,7 @@ void OwnTimelineReader::FinishTransition(TimelineTrack& track, Position& positio
         findings.Report(position.transition, "the transition ends " + InMicroseconds(track.transitions.back().after) +
                                                  " behind the cut, out of the clip there, which lasts " +
                                                  InMicroseconds(right.end - right.begin));
-    position.transition = NONE;
+    position.transition = JsonTree::NONE;
 }
 
 void OwnTimelineReader::ReadEffects(std::size_t index, TrackKind kind, TimelineClip& clip, ExactTime const& clipBegin) {
@@ -329,18 +329,18 @@ TimelineEffect OwnTimelineReader::ReadEffect(std::size_t index, TrackKind kind, 
     effect.end = clip.end;
     std::size_t const begin = tree.Find(index, "begin");
     std::size_t const end = tree.Find(index, "end");
-    if (begin != NONE)
+    if (begin != JsonTree::NONE)
         if (auto const time = ReadTime(begin)) effect.begin = (clipBegin + *time).Round();
-    if (end != NONE)
+    if (end != JsonTree::NONE)
         if (auto const time = ReadTime(end)) effect.end = (clipBegin + *time).Round();
     if (findings.Any()) return effect;
     if (effect.end > clip.end)
         findings.Report(end, "the effect ends at " + InMicroseconds(effect.end - clip.begin) +
                                  ", out of the clip, which lasts " + InMicroseconds(clip.end - clip.begin));
     else if (effect.end <= effect.begin)
-        findings.Report(begin == NONE ? end : begin, "the effect ends at " + InMicroseconds(effect.end - clip.begin) +
-                                                         ", not behind its begin at " +
-                                                         InMicroseconds(effect.begin - clip.begin));
+        findings.Report(begin == JsonTree::NONE ? end : begin,
+                        "the effect ends at " + InMicroseconds(effect.end - clip.begin) + ", not behind its begin at " +
+                            InMicroseconds(effect.begin - clip.begin));
     return effect;
 }
 
@@ -374,12 +374,12 @@ OptionalTime OwnTimelineReader::ReadTime(std::size_t index) {
 
 OptionalTime OwnTimelineReader::ReadTimeUnder(std::size_t object, char const* key, ExactTime const& otherwise) {
     std::size_t const value = tree.Find(object, key);
-    return value == NONE ? otherwise : ReadTime(value);
+    return value == JsonTree::NONE ? otherwise : ReadTime(value);
 }
 
 OptionalTime OwnTimelineReader::ReadLength(std::size_t object, char const* key) {
     std::size_t const value = RequireKey(findings, object, key);
-    return value == NONE ? OptionalTime() : ReadTime(value);
+    return value == JsonTree::NONE ? OptionalTime() : ReadTime(value);
 }
 
 bool OwnTimelineReader::Advance(std::size_t index, ExactTime const& length, Position& position) {
@@ -395,12 +395,12 @@ bool OwnTimelineReader::Advance(std::size_t index, ExactTime const& length, Posi
 double OwnTimelineReader::ReadNumberUnder(std::size_t object, char const* key, double lowest, double highest,
                                           double otherwise) {
     std::size_t const value = tree.Find(object, key);
-    return value == NONE ? otherwise : ReadNumber(findings, value, lowest, highest).value_or(otherwise);
+    return value == JsonTree::NONE ? otherwise : ReadNumber(findings, value, lowest, highest).value_or(otherwise);
 }
 
 std::string OwnTimelineReader::ReadTextUnder(std::size_t object, char const* key) {
     std::size_t const value = tree.Find(object, key);
-    return value == NONE ? std::string() : ReadText(findings, value).value_or("");
+    return value == JsonTree::NONE ? std::string() : ReadText(findings, value).value_or("");
 }
 
 }  // namespace

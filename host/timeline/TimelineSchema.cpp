@@ -26,7 +26,7 @@ Json Text() {
     return {{"type", "string"}};
 }
 
-Json Integer(int64 minimum, int64 maximum) {
+Json IntegerBetween(int64 minimum, int64 maximum) {
     return {{"type", "integer"}, {"minimum", minimum}, {"maximum", maximum}};
 }
 
@@ -47,12 +47,12 @@ Json ListOf(Json items) {
 
 Json TimeSchema() {
     constexpr char FORMS[] = "^[0-9]+f$|^[0-9]+(\\.[0-9]+)?(us|ms|s)$|^([0-9]+:)?[0-9]+:[0-9]+(\\.[0-9]+)?$";
-    return Described({{"anyOf", {Integer(0, MAX_DURATION), {{"type", "string"}, {"pattern", FORMS}}}}},
+    return Described({{"anyOf", {IntegerBetween(0, MAX_DURATION), {{"type", "string"}, {"pattern", FORMS}}}}},
                      "Microseconds, or a text: \"1:10.5\", \"2s\", \"500ms\", \"50f\" (frames of the timeline's rate)");
 }
 
 Json RateSchema() {
-    return {{"anyOf", {Integer(1, MAX_FRAME_RATE), {{"type", "string"}, {"pattern", "^[0-9]+(/[0-9]+)?$"}}}}};
+    return {{"anyOf", {IntegerBetween(1, MAX_FRAME_RATE), {{"type", "string"}, {"pattern", "^[0-9]+(/[0-9]+)?$"}}}}};
 }
 
 Json EffectSchema(EffectEntry const& entry) {
@@ -96,7 +96,7 @@ Json ClipSchema(TrackKind kind) {
         properties["freeze"] = Described({{"type", "boolean"}}, "Whether the picture at \"in\" stands still");
         properties["opacity"] = Described(Number(0, 1), "How much is seen of the clip");
     } else {
-        properties["volume"] = Described(Integer(-MAX_MIXER_VOLUME, MAX_MIXER_VOLUME), "Percent");
+        properties["volume"] = Described(IntegerBetween(-MAX_MIXER_VOLUME, MAX_MIXER_VOLUME), "Percent");
     }
     properties["effects"] = ListOf(Reference(TrackKindName(kind) + "Effect"));
     Json clip = Object(std::move(properties), {"type", "file"});
@@ -135,8 +135,8 @@ Json Definitions() {
 }  // namespace
 
 std::string WriteTimelineSchema() {
-    Json const size = Object({{"width", Integer(1, MAX_TIMELINE_SIDE)},
-                              {"height", Integer(1, MAX_TIMELINE_SIDE)},
+    Json const size = Object({{"width", IntegerBetween(1, MAX_TIMELINE_SIDE)},
+                              {"height", IntegerBetween(1, MAX_TIMELINE_SIDE)},
                               {"pixelAspect", RateSchema()}},
                              {"width", "height"});
     Json tracks = ListOf({{"anyOf", {Reference("videoTrack"), Reference("audioTrack")}}});

@@ -10,8 +10,9 @@ namespace Tarsel::Tool {
 
 namespace {
 
+using Json = nlohmann::ordered_json;
+
 std::string ListAsJson(Host::FilterRegistry const& registry) {
-    using Json = nlohmann::ordered_json;
     Json document;
     document["filters"] = Json::array();
     for (Host::FilterRegistry::Row const& row : registry.GetRows())

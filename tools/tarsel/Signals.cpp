@@ -56,10 +56,13 @@ void HandleSignals() {
     action.sa_handler = EndOnSignal;
     // A second signal must not cut the clean-up of the first one short.
     sigfillset(&action.sa_mask);
-    for (int const number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGXCPU}) {
+    // All by which somebody may end a program that is well. One that crashed can't be trusted with a clean-up.
+    for (int const number :
+         {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGXCPU, SIGALRM, SIGVTALRM, SIGPROF, SIGUSR1, SIGUSR2}) {
         struct sigaction present {};
-        // A signal that the caller has chosen to ignore (nohup, a shell's background job) stays ignored.
-        if (sigaction(number, nullptr, &present) == 0 && present.sa_handler == SIG_IGN) continue;
+        // A signal that the caller has chosen to ignore (nohup, a shell's background job) stays ignored, and a
+        // profiler's goes to the profiler.
+        if (sigaction(number, nullptr, &present) == 0 && present.sa_handler != SIG_DFL) continue;
         sigaction(number, &action, nullptr);
     }
 }

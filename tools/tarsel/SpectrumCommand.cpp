@@ -19,7 +19,7 @@ namespace Tarsel::Tool {
 namespace {
 
 constexpr int LARGEST_SIDE = 8192;
-constexpr int HIGHEST_RATE = 1000;
+constexpr int HIGHEST_PICTURE_RATE = 1000;
 constexpr int HIGHEST_STREAM = 1000000;
 
 struct SpectrumArguments {
@@ -103,7 +103,8 @@ void Check(SpectrumArguments& arguments) {
     request.output = arguments.form.output;
     arguments.isPicture = EndsInPng(request.output);
     if (!arguments.size.empty()) ReadSize(arguments.size, picture);
-    if (!arguments.rate.empty()) picture.SetPicturesPerSecond(RequireNumber("--rate", arguments.rate, 1, HIGHEST_RATE));
+    if (!arguments.rate.empty())
+        picture.SetPicturesPerSecond(RequireNumber("--rate", arguments.rate, 1, HIGHEST_PICTURE_RATE));
     if (!arguments.bars.empty())
         picture.SetBarCount(static_cast<uint32>(RequireNumber("--bars", arguments.bars, 1, LARGEST_SIDE)));
     if (!arguments.stream.empty())

@@ -78,11 +78,11 @@ int Run(TimelineCommand const& command, TimelineOptions const& options) {
     return RunAndReport(graph.document, running, options.flags, command.label, graph.warnings);
 }
 
-using Check = void (*)(TimelineOptions&);
+using OptionsCheck = void (*)(TimelineOptions&);
 
 /// Enters a sub-command with the options that all of them share.
 CLI::App& Add(CLI::App& program, Action& chosen, char const* name, char const* description,
-              std::shared_ptr<TimelineOptions> const& options, TimelineCommand command, Check check) {
+              std::shared_ptr<TimelineOptions> const& options, TimelineCommand command, OptionsCheck check) {
     CLI::App& entry = *program.add_subcommand(name, description);
     Host::ShortFormOptions& form = options->form;
     auto* const inputs = entry.add_option("input", options->inputs, "The media file")->required();

@@ -12,7 +12,7 @@ namespace Tarsel::Tool {
 
 namespace {
 
-constexpr int64 HIGHEST_RATE = 100000;
+constexpr int64 HIGHEST_FRAME_RATE = 100000;
 constexpr int64 LARGEST_TERM = 1000000;
 
 bool ReadCount(std::string const& text, int64& value) {
@@ -45,7 +45,7 @@ Ratio ReadRate(std::string const& text) {
     int64 denominator = 1;
     bool valid = ReadCount(text.substr(0, slash), numerator);
     if (slash != std::string::npos) valid = valid && ReadCount(text.substr(slash + 1), denominator);
-    valid = valid && numerator <= HIGHEST_RATE * denominator;
+    valid = valid && numerator <= HIGHEST_FRAME_RATE * denominator;
     if (!valid)
         RefuseUsage("--rate: \"" + text + "\" is not N or N/D, both from 1 to 1000000, at most 100000 together");
     return {numerator, denominator};

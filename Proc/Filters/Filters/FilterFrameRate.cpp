@@ -14,7 +14,7 @@ namespace Tarsel::Proc {
 namespace {
 
 /// End of a picture; one without a duration has none, one without a time has no end.
-int64 EndOf(IDataVideo const& frame) {
+int64 PictureEnd(IDataVideo const& frame) {
     int64 const duration = frame.GetDuration();
     return AddTime(frame.GetTime(), HasValue(duration) ? duration : 0);
 }
@@ -122,7 +122,7 @@ iptr<IDataVideo> FilterFrameRate::FindBest(int64 begin, int64 end, bool open) {
     iptr<IDataVideo> best;
     int64 bestOverlap = 0;
     for (;;) {
-        int64 const pendingEnd = EndOf(*pending);
+        int64 const pendingEnd = PictureEnd(*pending);
         int64 const overlap = SubTime(std::min(pendingEnd, end), std::max(pending->GetTime(), begin));
         if (!best || overlap > bestOverlap) {
             best = pending;

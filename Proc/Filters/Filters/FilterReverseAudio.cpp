@@ -20,7 +20,7 @@ namespace {
 
 constexpr int64 CHUNK_LENGTH = 10 * SECOND;
 /// Items in a row that don't get on in time, before the source is taken for one that never ends.
-constexpr int MAX_STANDING_ITEMS = 100000;
+constexpr int MAX_STANDING_BLOCKS = 100000;
 /// How far a block may lie behind the running time before it is a gap: containers round times to milliseconds.
 constexpr int64 GAP = 2000;
 
@@ -183,7 +183,7 @@ void FilterReverseAudio::ReadBackwards(int64 end) {
 
 bool FilterReverseAudio::ReadChunk(Span const& span, ReverseBufferAudio& chunk) {
     int64 reached = NO_VALUE;
-    for (int standing = 0; standing < MAX_STANDING_ITEMS;) {
+    for (int standing = 0; standing < MAX_STANDING_BLOCKS;) {
         iptr<IDataAudio> block;
         if (!ReadSource(block)) return false;
         if (!block) return true;

@@ -10,7 +10,7 @@ namespace Tarsel::Proc {
 namespace {
 
 /// Items in a row that don't get on in time, before the source is taken for one that never ends.
-constexpr int MAX_STANDING_ITEMS = 100000;
+constexpr int MAX_STANDING_FRAMES = 100000;
 /// A chunk's length in hundredths of a second: the short and the long one, and the step down.
 constexpr int64 SHORT_SCALE = 100;
 constexpr int64 LONG_SCALE = 200;
@@ -158,7 +158,7 @@ bool FilterReverse<T, TEx>::Fill(Filling& filling) {
         if (!frames.empty() && !HasValue(frames.back()->end))
             frames.back()->end = std::max(frames.back()->start, std::min(time, filling.end));
     };
-    for (int standing = 0; standing < MAX_STANDING_ITEMS;) {
+    for (int standing = 0; standing < MAX_STANDING_FRAMES;) {
         iptr<DataType> frame;
         if (!this->ReadSource(frame)) return false;
         if (!frame) {
