@@ -3,6 +3,7 @@
 #include <array>
 
 #include "Proc/CodecParsers/AACCodecParser.h"
+#include "Proc/CodecParsers/NaluRange.h"
 #include "contracts/Core/Exception.h"
 #include "tests/support/AACBuilder.h"
 #include "tests/support/ExpectThrow.h"
@@ -12,8 +13,6 @@ namespace Tarsel::Proc::CodecParsers {
 namespace {
 
 using namespace TestSupport;
-
-using Bytes = std::vector<u8>;
 
 AudioSpecificConfig Decode(Bytes const& data) {
     return DataToAudioSpecificConfig(data.data(), data.size());

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Proc/CodecParsers/AACCodecParser.h"
+#include "Proc/CodecParsers/NaluRange.h"
 #include "contracts/Core/Exception.h"
 #include "tests/support/AACBuilder.h"
 #include "tests/support/ExpectThrow.h"
@@ -16,8 +17,6 @@ namespace Tarsel::Proc::CodecParsers {
 namespace {
 
 using namespace TestSupport;
-
-using Bytes = std::vector<u8>;
 
 Bytes const FRAME = {0x21, 0x10, 0x04, 0x60, 0x8C, 0x1C};
 Bytes const HEADER = {0xFF, 0xF1, 0x50, 0x80, 0x00, 0x1F, 0xFC};

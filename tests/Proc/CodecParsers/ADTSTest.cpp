@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "Proc/CodecParsers/AACCodecParser.h"
+#include "Proc/CodecParsers/NaluRange.h"
 #include "contracts/Core/Exception.h"
 #include "tests/support/AACBuilder.h"
 #include "tests/support/ExpectThrow.h"
@@ -10,8 +11,6 @@ namespace Tarsel::Proc::CodecParsers {
 namespace {
 
 using namespace TestSupport;
-
-using Bytes = std::vector<u8>;
 
 ADTSHeader Decode(Bytes const& data) {
     return DataToADTSHeader(data.data(), data.size());

@@ -1,3 +1,4 @@
+#include "Proc/CodecParsers/NaluRange.h"
 #include "contracts/Proc/HeaderDescription.h"
 
 #include <gtest/gtest.h>
@@ -15,7 +16,6 @@ namespace Tarsel::Proc::CodecParsers {
 namespace {
 
 using namespace TestSupport;
-using Bytes = std::vector<u8>;
 using Video = Conf::IFormatCodecVideo;
 
 Core::Property Describe(char const* codec, Bytes const& data) {

@@ -17,6 +17,7 @@
 #include "Proc/CodecParsers/HEVCCodecParser.h"
 #include "Proc/CodecParsers/MPEG2CodecParser.h"
 #include "Proc/CodecParsers/MPEG4CodecParser.h"
+#include "Proc/CodecParsers/NaluRange.h"
 #include "contracts/Conf/IFormatCodec.h"
 #include "contracts/Core/Exception.h"
 #include "contracts/Proc/HeaderDescription.h"
@@ -33,7 +34,6 @@ using TestSupport::BitWriter;
 using TestSupport::GetAllocations;
 using TestSupport::MakeBlob;
 using TestSupport::MakePacket;
-using Bytes = std::vector<u8>;
 using Video = Conf::IFormatCodecVideo;
 
 // Failures cost their text and call stack, whatever the input's size; the first one from a place finds names too.

@@ -4,6 +4,7 @@
 
 #include <random>
 
+#include "Proc/CodecParsers/NaluRange.h"
 #include "contracts/Core/Exception.h"
 #include "tests/support/ExpectThrow.h"
 #include "tests/support/MpegBuilder.h"
@@ -13,7 +14,6 @@ namespace Tarsel::Proc::CodecParsers {
 namespace {
 
 using namespace TestSupport;
-using Bytes = std::vector<u8>;
 
 MPEG2Config Decode(Bytes const& data) {
     MPEG2Config config;
