@@ -37,7 +37,7 @@ endif()
 if(CMAKE_UNITY_BUILD)
   # Several sources of a target compile as one, which takes half the time: most of what they include, they have in common. What
   # stands in their unnamed namespaces meets there, so two neighbours can't use one name for two things. Builds for daily work
-  # and the thread sanitizer compile each source alone, so that its own includes suffice.
+  # compile each source alone, so that its own includes suffice.
   set(CMAKE_UNITY_BUILD_BATCH_SIZE 8)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # Takes a source for a header, as it is included here.
@@ -71,10 +71,6 @@ endif()
 add_library(tarsel-test-options INTERFACE)
 target_link_libraries(tarsel-test-options INTERFACE tarsel-build-options)
 target_compile_options(tarsel-test-options INTERFACE ${TARSEL_TEST_OPTIMIZATION})
-if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID MATCHES "Clang")
-  # A test's local names may be those of a neighbour's helpers.
-  target_compile_options(tarsel-test-options INTERFACE -Wno-shadow)
-endif()
 
 # The header check: each header of a library compiles alone. Most are what the source of their name begins with, so that a
 # build without the precompiled header has checked them; this target, no part of "all", compiles the others.

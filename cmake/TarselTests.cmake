@@ -1,5 +1,13 @@
 # The words by which tests, fuzz targets and benchmarks are made.
 
+# The media that tests make are the same for every build, and take minutes: the presets share a folder.
+cmake_path(GET PROJECT_BINARY_DIR PARENT_PATH tarselBuilds)
+if(tarselBuilds STREQUAL "${PROJECT_SOURCE_DIR}/build")
+  set(TARSEL_TEST_MEDIA "${tarselBuilds}/test-media")
+else()
+  set(TARSEL_TEST_MEDIA "${PROJECT_BINARY_DIR}/test-media")
+endif()
+
 if(TARSEL_BUILD_TESTS)
   find_package(GTest REQUIRED)
   include(GoogleTest)

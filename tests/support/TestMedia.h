@@ -6,13 +6,13 @@
 namespace Tarsel::Test {
 
 /// A clip of the table in TestMedia.cpp: its path. The ffmpeg command makes it when it is first asked for, into the
-/// folder `TARSEL_TEST_MEDIA_DIR` of the build; later runs find it by a hash of its arguments, so that a changed line
-/// of the table makes a new clip. Tests that run side by side wait for each other. Throws `std::runtime_error` for an
-/// unknown name or a clip that can't be made.
+/// folder `TARSEL_TEST_MEDIA_DIR` that builds share; later runs find it by a hash of its arguments, so that a changed
+/// line of the table makes a new clip. Tests that run side by side wait for each other. Throws `std::runtime_error` for
+/// an unknown name or a clip that can't be made.
 std::string TestMedia(std::string const& name);
 
-/// The path of a clip that the ffmpeg command makes of exactly these arguments (all but the output), once per build as
-/// above; `name` has the extension that chooses the container.
+/// The path of a clip that the ffmpeg command makes of exactly these arguments (all but the output), once as above;
+/// `name` has the extension that chooses the container.
 std::string MakeClip(std::string const& name, std::vector<std::string> arguments);
 
 /// The path of a text file with these contents, kept beside the clips.
