@@ -7,6 +7,7 @@
 
 #include "tests/Proc/CacheModel.h"
 #include "tests/Proc/CacheSupport.h"
+#include "tests/support/Sanitizer.h"
 
 namespace Tarsel::Proc {
 namespace {
@@ -226,17 +227,20 @@ class CacheModel : public ::testing::TestWithParam<Items> {
     std::vector<Pair> pairs;
 };
 
+/// Runs all scripts, or under the address sanitizer a fifth of them.
+constexpr int SHARE = Tarsel::Test::ADDRESS_SANITIZER ? 5 : 1;
+
 TEST_P(CacheModel, OneCacheGivesWhatTheModelGives) {
-    for (unsigned seed = 1; seed <= 1000 && !HasFailure(); ++seed) Run(seed, 1);
+    for (unsigned seed = 1; seed <= 1000 / SHARE && !HasFailure(); ++seed) Run(seed, 1);
 }
 
 TEST_P(CacheModel, SeveralCachesGiveWhatTheirModelsGive) {
     seen.clear();
-    for (unsigned seed = 1; seed <= 700 && !HasFailure(); ++seed) Run(seed, seed % 2 == 0 ? 2 : 3);
-    EXPECT_GT(seen[END], 1000);
-    EXPECT_GT(seen["logic_error: buffer overrun"], 100);
-    EXPECT_GT(seen["logic_error: all registered caches must be positioned to the same position"], 100);
-    EXPECT_GT(seen["FilterException: scripted"], GetParam() == Items::ANY ? 100 : -1);
+    for (unsigned seed = 1; seed <= 700 / SHARE && !HasFailure(); ++seed) Run(seed, seed % 2 == 0 ? 2 : 3);
+    EXPECT_GT(seen[END], 1000 / SHARE);
+    EXPECT_GT(seen["logic_error: buffer overrun"], 100 / SHARE);
+    EXPECT_GT(seen["logic_error: all registered caches must be positioned to the same position"], 100 / SHARE);
+    EXPECT_GT(seen["FilterException: scripted"], GetParam() == Items::ANY ? 100 / SHARE : -1);
 }
 
 INSTANTIATE_TEST_SUITE_P(Scripts, CacheModel, ::testing::Values(Items::EVEN, Items::CONTIGUOUS, Items::ANY));
