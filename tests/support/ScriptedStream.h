@@ -121,8 +121,10 @@ class ScriptedStream : public Details::MediaTypePart<T>, public RefCounted {
     Item Read() override {
         log.Add("Read");
         if (gate) gate->Pass();
-        if (ended || next >= steps.size()) return nullptr;
-        Step const& step = steps[next++];
+        std::size_t const at = next;
+        if (ended || at >= steps.size()) return nullptr;
+        next = at + 1;
+        Step const& step = steps[at];
         if (step.failure) std::rethrow_exception(step.failure);
         if (!step.item) return nullptr;
         Item const item = step.item->Clone(false);
@@ -136,10 +138,12 @@ class ScriptedStream : public Details::MediaTypePart<T>, public RefCounted {
     }
     void DoSeek() override {
         log.Add("DoSeek");
-        for (next = 0; next < steps.size(); ++next) {
-            Item const& item = steps[next].item;
-            if (item && AddTime(item->GetTime(), item->GetDuration()) > target) return;
+        std::size_t at = 0;
+        for (; at < steps.size(); ++at) {
+            Item const& item = steps[at].item;
+            if (item && AddTime(item->GetTime(), item->GetDuration()) > target) break;
         }
+        next = at;
     }
     bool FinishSeek() override {
         log.Add("FinishSeek");
@@ -167,7 +171,8 @@ class ScriptedStream : public Details::MediaTypePart<T>, public RefCounted {
     inline static std::atomic<int> liveCount{0};
 
     std::vector<Step> const steps;
-    std::size_t next = 0;
+    // Statistics may be asked for beside the reader.
+    std::atomic<std::size_t> next{0};
     int64 target = NO_VALUE;
     std::atomic<bool> ended{false};
 };
