@@ -8,6 +8,7 @@
 #include "contracts/Proc/ImplNames.h"
 #include "host/effects/CropRegion.h"
 #include "host/graph/Factories.h"
+#include "host/media/DecoderErrors.h"
 #include "host/media/ForwardingStream.h"
 #include "host/media/NativeParameters.h"
 #include "host/media/VideoDecoder.h"
@@ -189,6 +190,7 @@ CropReport DetectCrop(CropRequest const& request, ProgressCallback const& progre
     options.threading = DecoderOptions::Threading::Frames;
     CropReport report;
     report.input = request.input;
+    report.warnings = file->GetWarnings();
     try {
         auto const tap = MakeShared<PictureTap>(VideoDecoder::Create(file->OpenStream(info.index), "", options),
                                                 request.longest, progress);
@@ -204,10 +206,11 @@ CropReport DetectCrop(CropRequest const& request, ProgressCallback const& progre
         report.brightest = detector->GetBrightestFrame();
         AVFieldOrder const order = info.native->parameters->field_order;
         Judge(report, request, *tap, order != AV_FIELD_UNKNOWN && order != AV_FIELD_PROGRESSIVE);
+        if (std::string const errors = DescribeDecoderErrors(tap->GetStatistic()); !errors.empty())
+            report.warnings.push_back(file->GetPath() + ": " + StreamName(info) + ": " + errors);
     } catch (Exception const& failure) {
         TARSEL_THROW(Proc::ProcException, file->GetPath() + ": " + StreamName(info) + ": " + failure.what());
     }
-    report.warnings = file->GetWarnings();
     if (IsRotated(*info.native))
         report.warnings.push_back(file->GetPath() + ": " + StreamName(info) +
                                   " asks players to turn it: left, right, top and bottom are those of the pictures as "

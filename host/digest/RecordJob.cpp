@@ -13,6 +13,7 @@
 #include "host/graph/GraphErrors.h"
 #include "host/graph/GraphJob.h"
 #include "host/media/AudioDecoder.h"
+#include "host/media/DecoderErrors.h"
 #include "host/media/ForwardingStream.h"
 #include "host/media/VideoDecoder.h"
 #include "host/subtitles/SubtitleSource.h"
@@ -69,20 +70,13 @@ GraphStream Digested(ICRCStreamController& controller, BuiltNode const& node, Gr
         stream);
 }
 
-int64 CountDecoderErrors(Core::Property const& statistics) {
-    int64 errors = statistics.ChildExists("Decoder errors") ? statistics["Decoder errors"].GetInt64() : 0;
-    for (Core::Property const& child : statistics.Children()) errors += CountDecoderErrors(child);
-    return errors;
-}
-
 /// What decoders make of damaged packets hangs on what their threads have done by then.
-void WarnOfDamage(GraphReport& report, int threads) {
-    std::string const remedy =
-        threads == 1 ? "" : "; damaged packets may come out otherwise in another run, unless --threads is 1";
-    for (GraphReport::Stream const& stream : report.streams)
-        if (int64 const errors = CountDecoderErrors(stream.statistics); errors != 0)
-            report.warnings.push_back("node " + std::to_string(stream.input) + ": decoders told of " +
-                                      std::to_string(errors) + (errors == 1 ? " error" : " errors") + remedy);
+void WarnOfThreads(GraphReport& report, int threads) {
+    bool const isDamaged = std::any_of(
+        report.streams.begin(), report.streams.end(),
+        [](GraphReport::Stream const& stream) { return !DescribeDecoderErrors(stream.statistics).empty(); });
+    if (isDamaged && threads != 1)
+        report.warnings.push_back("damaged packets may come out otherwise in another run, unless --threads is 1");
 }
 
 /// Why a stream gives nothing but packets; empty when it can be decoded.
@@ -153,7 +147,7 @@ RunRecord RecordGraph(GraphDocument const& document, RecordOptions const& option
     running.fromStart = true;
     RunRecord record;
     record.report = RunGraph(document, running, progress);
-    WarnOfDamage(record.report, options.building.decoderThreads);
+    WarnOfThreads(record.report, options.building.decoderThreads);
     record.data = controller->GetGraphCRCData();
     record.data.SetSourceGraphFileName(options.name);
     record.data.SetSourceMediaFileName(media);

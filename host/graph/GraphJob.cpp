@@ -13,6 +13,7 @@
 #include "host/graph/GraphDrawing.h"
 #include "host/graph/GraphErrors.h"
 #include "host/graph/GraphOutput.h"
+#include "host/media/DecoderErrors.h"
 #include "host/media/MediaWriter.h"
 #include "host/media/SeekTogether.h"
 #include "host/media/StepReader.h"
@@ -218,6 +219,8 @@ void FillReport(GraphReport& report, BuiltGraph const& graph, std::vector<Lane> 
         if (format) entry.codec = format->GetCodecID();
         if (lane.items == 0)
             report.warnings.push_back("node " + std::to_string(lane.node->id) + ": its stream is empty");
+        if (std::string const errors = DescribeDecoderErrors(entry.statistics); !errors.empty())
+            report.warnings.push_back("node " + std::to_string(lane.node->id) + ": " + errors);
         report.streams.push_back(std::move(entry));
     }
 }

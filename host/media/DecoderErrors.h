@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+
+#include "contracts/Core/Property.h"
+
+namespace Tarsel::Host {
+
+/// What the decoders in a tree of statistics have complained of, as a warning tells it: "decoders told of 2 errors".
+/// Empty when they haven't.
+std::string DescribeDecoderErrors(Core::Property const& statistics);
+
+}  // namespace Tarsel::Host
