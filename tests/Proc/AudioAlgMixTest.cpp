@@ -217,7 +217,10 @@ TEST(MixAudio, MixesEveryValueOf16BitsWithEveryGain) {
     AudioBlock rising(6, 1, values);
     AudioBlock falling(6, 1, std::vector<Short>(values.rbegin(), values.rend()));
     AudioBlock dest(6, 1, 65536);
-    for (double gain : Gains()) {
+    auto const gains = Gains();
+    std::size_t const each = Tarsel::Test::ADDRESS_SANITIZER ? 4 : 1;
+    for (std::size_t i = 0; i < gains.size(); i += each) {
+        double const gain = gains[i];
         std::vector<MixSource> sources{SourceOf(rising, gain)};
         ASSERT_TRUE(MixesAsTheFormulasDo(dest, sources)) << gain;
         sources.push_back(SourceOf(falling, 1 - gain));

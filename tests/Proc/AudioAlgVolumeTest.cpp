@@ -8,6 +8,7 @@
 #include "Proc/Algorithms/AudioAlg.h"
 #include "tests/support/AudioBlocks.h"
 #include "tests/support/AudioReference.h"
+#include "tests/support/Sanitizer.h"
 
 namespace Tarsel::Proc {
 namespace {
@@ -60,13 +61,17 @@ class VolumeFormats : public testing::TestWithParam<int> {};
 TEST_P(VolumeFormats, VolumizeAsTheFormulasDoWithEveryGainAndLength) {
     int const format = GetParam();
     std::mt19937_64 random(21);
+    auto const gains = Gains();
+    // A share of them for each length still meets all.
+    int const each = Tarsel::Test::ADDRESS_SANITIZER ? 4 : 1;
     for (int channels : {1, 2, 6})
         for (int length = 0; length <= 67; ++length) {
             AudioBlock source(format, channels, length);
             FillSamples(source, random);
-            for (double gain : Gains()) {
+            for (auto i = static_cast<std::size_t>(length % each); i < gains.size(); i += each) {
                 AudioBlock dest(format, channels, length);
-                ASSERT_TRUE(VolumizesAsTheFormulasDo(dest, source.view, gain)) << length << " samples, gain " << gain;
+                ASSERT_TRUE(VolumizesAsTheFormulasDo(dest, source.view, gains[i]))
+                    << length << " samples, gain " << gains[i];
             }
         }
 }

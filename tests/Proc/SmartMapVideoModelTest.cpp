@@ -12,6 +12,7 @@
 #include "tests/Proc/SmartMapModel.h"
 #include "tests/Proc/SmartMapSupport.h"
 #include "tests/support/Draw.h"
+#include "tests/support/Sanitizer.h"
 
 namespace Tarsel::Proc {
 namespace {
@@ -178,12 +179,15 @@ void RunAgainstModel(u32 seed, bool isRegular) {
     }
 }
 
+/// Tries all seeds, or under the address sanitizer a third of them.
+constexpr u32 SHARE = Tarsel::Test::ADDRESS_SANITIZER ? 3 : 1;
+
 TEST(SmartMapVideoModel, AnyMapDeliversWhatAPlainWalkOverAllRecordsDelivers) {
-    for (u32 seed = 1; seed <= 3000 && !HasFailure(); ++seed) RunAgainstModel(seed, false);
+    for (u32 seed = 1; seed <= 3000 / SHARE && !HasFailure(); ++seed) RunAgainstModel(seed, false);
 }
 
 TEST(SmartMapVideoModel, SoDoMapsOfOrdinarySources) {
-    for (u32 seed = 1; seed <= 1500 && !HasFailure(); ++seed) RunAgainstModel(seed, true);
+    for (u32 seed = 1; seed <= 1500 / SHARE && !HasFailure(); ++seed) RunAgainstModel(seed, true);
 }
 
 /// Begin and end of each item of one run.

@@ -21,6 +21,7 @@
 #include "host/graph/Factories.h"
 #include "tests/support/FailureClasses.h"
 #include "tests/support/OtherSettings.h"
+#include "tests/support/Sanitizer.h"
 #include "tests/support/ScriptedStream.h"
 #include "tests/support/SoundBlocks.h"
 
@@ -232,7 +233,7 @@ Sources MakeSources(Dice& dice) {
 
 void TryOut(Maker const& make, unsigned seeds) {
     av_log_set_level(AV_LOG_QUIET);
-    for (unsigned seed = 1; seed <= seeds; ++seed) {
+    for (unsigned seed = 1; seed <= seeds / (Tarsel::Test::ADDRESS_SANITIZER ? 3 : 1); ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         Dice dice(seed);
         Sources const sources = MakeSources(dice);
