@@ -60,7 +60,7 @@ TEST_P(MixAudioFormats, MixesAsTheFormulasDoWithEveryGainLengthAndNumberOfSource
     int const format = GetParam();
     std::mt19937_64 random(7);
     auto const gains = Gains();
-    std::size_t const each = Tarsel::Test::ADDRESS_SANITIZER ? 4 : 1;
+    std::size_t const each = Tarsel::Test::ThinnedBy(4);
     for (int channels : {1, 2, 6})
         for (int length = 0; length <= 67; ++length) {
             std::deque<AudioBlock> blocks;
@@ -218,7 +218,7 @@ TEST(MixAudio, MixesEveryValueOf16BitsWithEveryGain) {
     AudioBlock falling(6, 1, std::vector<Short>(values.rbegin(), values.rend()));
     AudioBlock dest(6, 1, 65536);
     auto const gains = Gains();
-    std::size_t const each = Tarsel::Test::ADDRESS_SANITIZER ? 4 : 1;
+    std::size_t const each = Tarsel::Test::ThinnedBy(4);
     for (std::size_t i = 0; i < gains.size(); i += each) {
         double const gain = gains[i];
         std::vector<MixSource> sources{SourceOf(rising, gain)};

@@ -228,7 +228,7 @@ class CacheModel : public ::testing::TestWithParam<Items> {
 };
 
 /// Runs all scripts, or under the address sanitizer a fifth of them.
-constexpr int SHARE = Tarsel::Test::ADDRESS_SANITIZER ? 5 : 1;
+constexpr int SHARE = Tarsel::Test::ThinnedBy(5);
 
 TEST_P(CacheModel, OneCacheGivesWhatTheModelGives) {
     for (unsigned seed = 1; seed <= 1000 / SHARE && !HasFailure(); ++seed) Run(seed, 1);

@@ -180,7 +180,7 @@ void RunAgainstModel(u32 seed, bool isRegular) {
 }
 
 /// Tries all seeds, or under the address sanitizer a third of them.
-constexpr u32 SHARE = Tarsel::Test::ADDRESS_SANITIZER ? 3 : 1;
+constexpr u32 SHARE = Tarsel::Test::ThinnedBy(3);
 
 TEST(SmartMapVideoModel, AnyMapDeliversWhatAPlainWalkOverAllRecordsDelivers) {
     for (u32 seed = 1; seed <= 3000 / SHARE && !HasFailure(); ++seed) RunAgainstModel(seed, false);

@@ -233,7 +233,7 @@ Sources MakeSources(Dice& dice) {
 
 void TryOut(Maker const& make, unsigned seeds) {
     av_log_set_level(AV_LOG_QUIET);
-    for (unsigned seed = 1; seed <= seeds / (Tarsel::Test::ADDRESS_SANITIZER ? 3 : 1); ++seed) {
+    for (unsigned seed = 1; seed <= seeds / Tarsel::Test::ThinnedBy(3); ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         Dice dice(seed);
         Sources const sources = MakeSources(dice);

@@ -187,10 +187,14 @@ char const* NameOf(CutShape shape) {
     return NAMES[static_cast<std::size_t>(shape)];
 }
 
+CutShape ShapeOf(unsigned seed) {
+    return static_cast<CutShape>(seed % static_cast<unsigned>(CutShape::Count));
+}
+
 CutList MakeCutList(SourceMedia const& source, unsigned seed) {
     Maker maker(source, seed);
     CutList list;
-    list.shape = static_cast<CutShape>(seed % static_cast<unsigned>(CutShape::Count));
+    list.shape = ShapeOf(seed);
     list.request.ranges = maker.Ranges(list.shape);
     if (list.request.ranges.empty()) {
         // Nothing goes: a person says so by keeping all of it.

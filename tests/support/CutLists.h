@@ -36,6 +36,8 @@ struct CutList {
     std::vector<std::string> texts;
 };
 
+/// The shape of the list that `MakeCutList` makes of this seed.
+CutShape ShapeOf(unsigned seed);
 CutList MakeCutList(SourceMedia const& source, unsigned seed);
 char const* NameOf(CutShape shape);
 

@@ -2,8 +2,7 @@
 
 namespace Tarsel::Test {
 
-/// Whether the address sanitizer looks on. Many alike runs take several times as long then, and what it finds in one of
-/// them it finds in most: such tests do a share of them.
+/// Whether the address sanitizer looks on.
 #if defined(__SANITIZE_ADDRESS__)
 inline constexpr bool ADDRESS_SANITIZER = true;
 #elif defined(__has_feature)
@@ -15,5 +14,11 @@ inline constexpr bool ADDRESS_SANITIZER = false;
 #else
 inline constexpr bool ADDRESS_SANITIZER = false;
 #endif
+
+/// By what the number of many alike runs is divided: 1, or under the address sanitizer `part`. They take several times
+/// as long there, and what it finds in one of them it finds in most.
+constexpr unsigned ThinnedBy(unsigned part) {
+    return ADDRESS_SANITIZER ? part : 1;
+}
 
 }  // namespace Tarsel::Test

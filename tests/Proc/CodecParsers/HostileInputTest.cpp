@@ -351,7 +351,7 @@ TEST(HostileShapes, MemoryStaysBelowAConstantTimesTheInput) {
 
 // A step that is done for each unit, or byte, as often as there are units or bytes would take minutes for this much.
 TEST(HostileShapes, TimeIsLinear) {
-    constexpr std::size_t SIZE = (std::size_t{2} << 20) / (Tarsel::Test::ADDRESS_SANITIZER ? 4 : 1);
+    constexpr std::size_t SIZE = (std::size_t{2} << 20) / Tarsel::Test::ThinnedBy(4);
     constexpr double SECONDS = 4;
     for (Shape const& shape : Shapes()) {
         Bytes const bytes = shape.make(SIZE);

@@ -166,7 +166,7 @@ void ExpectSameItem(int64 plain, int64 cached, std::string const& where) {
 }
 
 TEST(RandomCachedGraphs, StandWhereTheyStandWithoutCaches) {
-    constexpr unsigned GRAPHS = Support::ADDRESS_SANITIZER ? 20 : 40;
+    constexpr unsigned GRAPHS = 40 / Support::ThinnedBy(2);
     for (unsigned seed = 1; seed <= GRAPHS; ++seed) {
         RandomGraph random(seed);
         Twins const twins = random.Make();
